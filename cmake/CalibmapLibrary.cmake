@@ -1,0 +1,74 @@
+# How the library is built, wherever it is built: what its results and its boundary depend on
+# belongs to the target, so that no preset and no parent project can leave it out.
+
+set(CALIBMAP_ROOT ${CMAKE_CURRENT_LIST_DIR}/..)
+
+set(CALIBMAP_SOURCES
+    calib/camera_query.cpp
+    calib/checksum.cpp
+    calib/reading.cpp
+    container/kernels.cpp
+    container/mat.cpp
+    container/mat_int.cpp
+    container/vectors.cpp
+    distortion/delivery.cpp
+    distortion/grid.cpp
+    distortion/main_camera.cpp
+    distortion/process.cpp
+    spline/collocation_matrix.cpp
+    spline/knots.cpp
+    spline/spcol.cpp)
+
+# Warnings for our own code, library and programs alike.
+function(calibmap_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+                                             $<$<BOOL:${CALIBMAP_WERROR}>:-Werror>)
+endfunction()
+
+# calibmap_library(<name> [SHARED|STATIC]): the library as target <name>. A program that has to
+# intercept what the library calls, or instrument it, makes a second one for itself.
+function(calibmap_library name)
+    set(sources ${CALIBMAP_SOURCES})
+    list(TRANSFORM sources PREPEND ${CALIBMAP_ROOT}/)
+    add_library(${name} ${ARGN} ${sources})
+    target_compile_features(${name} PRIVATE cxx_std_20)
+    calibmap_warnings(${name})
+
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CALIBMAP_ROOT}>
+                                              $<INSTALL_INTERFACE:include>)
+    target_compile_options(
+        ${name}
+        PRIVATE # One rounding per operation: the same bits on every machine.
+                -fno-fast-math
+                -ffp-contract=off
+                # Plain functions over plain records: nothing of the C++ runtime is needed.
+                -fno-exceptions
+                -fno-rtti
+                -fno-threadsafe-statics
+                # Inside the library a call to `diff` is a call to our `diff`.
+                -fno-semantic-interposition
+                # Defence in depth: the library runs in privileged processes.
+                -fstack-protector-strong
+                $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE
+                -D_FORTIFY_SOURCE=2>)
+    set_target_properties(
+        ${name}
+        PROPERTIES CXX_EXTENSIONS OFF
+                   CXX_VISIBILITY_PRESET hidden
+                   VISIBILITY_INLINES_HIDDEN ON
+                   POSITION_INDEPENDENT_CODE ON
+                   # The C compiler links: no C++ runtime, no libm.
+                   LINKER_LANGUAGE C
+                   VERSION ${calibmap_VERSION}
+                   SOVERSION ${calibmap_VERSION_MAJOR}
+                   LINK_DEPENDS ${CALIBMAP_ROOT}/calibmap.map.txt)
+    target_link_options(
+        ${name}
+        PRIVATE
+        -Wl,--version-script=${CALIBMAP_ROOT}/calibmap.map.txt
+        -Wl,-Bsymbolic-functions
+        -Wl,-z,relro
+        -Wl,-z,now
+        -Wl,-z,noexecstack
+        -Wl,-z,text)
+endfunction()
