@@ -1,0 +1,78 @@
+#include <string.h>
+
+#include "calib/layout.h"
+#include "calibmap.h"
+
+char calibin[33] = "/persist/camera/stereoParams.bin";
+
+namespace {
+
+CameraIntrinsics extractIntrinsics(const uint8_t* block) {
+    CameraIntrinsics intrinsics;
+    intrinsics.imageWidth = loadInt(block + CALIBMAP_IMAGE_WIDTH);
+    intrinsics.imageHeight = loadInt(block + CALIBMAP_IMAGE_HEIGHT);
+    intrinsics.cx = loadFloat(block + CALIBMAP_CX);
+    intrinsics.cy = loadFloat(block + CALIBMAP_CY);
+    intrinsics.fx = loadFloat(block + CALIBMAP_FX);
+    intrinsics.fy = loadFloat(block + CALIBMAP_FY);
+    for (int i = 0; i < CALIBMAP_COEFF_COUNT; ++i) {
+        intrinsics.coeff[i] = loadWord(block + CALIBMAP_COEFF + 4 * i);
+    }
+    return intrinsics;
+}
+
+}  // namespace
+
+// The records cross the boundary as twelve words and as 24 bytes.
+static_assert(sizeof(CameraIntrinsics) == 48);
+static_assert(sizeof(CameraExtrinsics) == CALIBMAP_EXTRINSIC_BLOCK_SIZE);
+
+CameraIntrinsics extractMainCameraIntrn(const uint8_t* image) {
+    return extractIntrinsics(image + CALIBMAP_MAIN_BLOCK);
+}
+
+CameraIntrinsics extractIRCameraIntrn(const uint8_t* image) {
+    return extractMainCameraIntrn(image);
+}
+
+CameraIntrinsics extractSubCameraIntrn(const uint8_t* image) {
+    return extractIntrinsics(image + CALIBMAP_SUB_BLOCK);
+}
+
+CameraIntrinsics extractRGBCameraIntrn(const uint8_t* image) {
+    return extractSubCameraIntrn(image);
+}
+
+CameraExtrinsics extractCameraExteral(const uint8_t* image) {
+    CameraExtrinsics extrinsics;
+    memcpy(&extrinsics, image + CALIBMAP_EXTRINSIC_BLOCK, sizeof extrinsics);
+    return extrinsics;
+}
+
+int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntrinsics* mainCamera,
+                                       CameraIntrinsics* subCamera, CameraExtrinsics* extrinsics) {
+    const bool nothingWanted = mainCamera == nullptr && subCamera == nullptr && extrinsics == nullptr;
+    CalibrationFile image;
+    if (path == nullptr || nothingWanted || readCalibrationDataC(path, image) != 0 ||
+        checksumTest(image) != CALIBMAP_SUCCESS || !calibrationPassed(image)) {
+        return -1;
+    }
+    if (mainCamera != nullptr) {
+        *mainCamera = extractMainCameraIntrn(image);
+    }
+    if (subCamera != nullptr) {
+        *subCamera = extractSubCameraIntrn(image);
+    }
+    if (extrinsics != nullptr) {
+        *extrinsics = extractCameraExteral(image);
+    }
+    return 0;
+}
+
+int32_t GetCameraIntrinsicAndExtrinsic(CameraIntrinsics* mainCamera, CameraIntrinsics* subCamera,
+                                       CameraExtrinsics* extrinsics) {
+    if (isFileExists(calibin) != 0) {
+        return -1;
+    }
+    return getCameraIntrinsicAndExtrinsic(calibin, mainCamera, subCamera, extrinsics);
+}

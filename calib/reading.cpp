@@ -1,0 +1,16 @@
+#include <stdio.h>
+#include <unistd.h>
+
+#include "calibmap.h"
+
+int32_t isFileExists(const char* path) { return access(path, F_OK) == 0 ? 0 : -1; }
+
+int32_t readCalibrationDataC(const char* path, uint8_t* image) {
+    FILE* file = fopen(path, "rb");
+    if (file == nullptr) {
+        return -1;
+    }
+    const size_t bytesRead = fread(image, 1, CALIBMAP_FILE_SIZE, file);
+    fclose(file);
+    return bytesRead == CALIBMAP_FILE_SIZE ? 0 : -1;
+}

@@ -1,0 +1,271 @@
+#include "container/kernels.h"
+
+#include <bit>
+#include <cfloat>
+#include <cstring>
+#include <type_traits>
+
+#ifdef __FAST_MATH__
+#error "the results are exact to the bit: fast-math must be off"
+#endif
+static_assert(FLT_EVAL_METHOD == 0, "every operation must round to its own type");
+
+namespace {
+
+/** Doubles in one vector register. */
+template <int Count>
+using Lanes = std::integral_constant<int, Count>;
+
+#ifdef __x86_64__
+template <typename Kernel>
+[[gnu::target("avx2")]] void runWithAvx2(Kernel kernel) {
+    kernel(Lanes<4>{});
+}
+#endif
+
+/**
+ * Runs a kernel with the widest vectors that the machine has. The kernel is compiled once for each
+ * width, from one source: it computes the same elements by the same operations, so no bit depends
+ * on the width. Two lanes are what NEON and every x86-64 have.
+ */
+template <typename Kernel>
+[[gnu::always_inline]] inline void run(Kernel kernel) {
+#ifdef __x86_64__
+    if (__builtin_cpu_supports("avx2") != 0) {
+        runWithAvx2(kernel);
+        return;
+    }
+#endif
+    kernel(Lanes<2>{});
+}
+
+/** On a kernel: it becomes part of the function that is compiled for its vector width. */
+#define CALIBMAP_KERNEL __attribute__((always_inline))
+
+template <int Count>
+struct VectorOf {
+    using Type [[gnu::vector_size(Count * sizeof(double))]] = double;
+};
+template <int Count>
+using Vector = typename VectorOf<Count>::Type;
+
+/** True when one of `count` values is neither +0.0 nor -0.0. */
+[[gnu::always_inline]] inline bool anyNonZero(const double* values, int32_t count) {
+    uint64_t bits = 0;
+    for (int32_t c = 0; c < count; ++c) {
+        bits |= std::bit_cast<uint64_t>(values[c]) << 1U;  // all but the sign
+    }
+    return bits != 0;
+}
+
+/** Where the terms of one tile stand, and which of them are summed. */
+struct Tile {
+    const double* terms;
+    int64_t stride;
+    PackedColumns::Range range;
+};
+
+/** One full tile of the product for `Rows` rows of the left factor; the sums stay in registers. */
+template <int Rows, int Count>
+[[gnu::always_inline]] inline void multiplyTile(const double* left, int64_t leftStride,
+                                                const Tile& tile, double* product,
+                                                int64_t productStride) {
+    constexpr int vectors = tileWidth / Count;
+    constexpr size_t vectorSize = Count * sizeof(double);
+    Vector<Count> sums[Rows][vectors] = {};
+    for (int32_t i = tile.range.first; i < tile.range.end; ++i) {
+        Vector<Count> right[vectors];
+        for (int v = 0; v < vectors; ++v) {
+            memcpy(&right[v], tile.terms + i * tile.stride + v * Count, vectorSize);
+        }
+        for (int r = 0; r < Rows; ++r) {
+            for (int v = 0; v < vectors; ++v) {
+                sums[r][v] += left[r * leftStride + i] * right[v];
+            }
+        }
+    }
+    // Unrolled here, or GCC keeps the sums in memory all along.
+#pragma GCC unroll 8
+    for (int r = 0; r < Rows; ++r) {
+#pragma GCC unroll 8
+        for (int v = 0; v < vectors; ++v) {
+            memcpy(product + r * productStride + v * Count, &sums[r][v], vectorSize);
+        }
+    }
+}
+
+/** The `width` columns of an incomplete tile that is not packed. */
+[[gnu::always_inline]] inline void multiplyEdge(const double* left, const Tile& tile, int32_t width,
+                                                double* product) {
+    for (int32_t c = 0; c < width; ++c) {
+        double sum = 0.0;
+        for (int32_t i = tile.range.first; i < tile.range.end; ++i) {
+            sum += left[i] * tile.terms[i * tile.stride + c];
+        }
+        product[c] = sum;
+    }
+}
+
+/** One tile of the product, complete or not, for `Rows` rows of the left factor. */
+template <int Rows, int Count>
+[[gnu::always_inline]] inline void multiplyRows(const double* left, int64_t leftStride,
+                                                const Tile& tile, int32_t width, double* product,
+                                                int64_t productStride) {
+    if (width == tileWidth) {
+        multiplyTile<Rows, Count>(left, leftStride, tile, product, productStride);
+    } else if (tile.stride == tileWidth) {
+        double padded[Rows * tileWidth];
+        multiplyTile<Rows, Count>(left, leftStride, tile, padded, tileWidth);
+        for (int r = 0; r < Rows; ++r) {
+            memcpy(product + r * productStride, padded + int64_t{r} * tileWidth,
+                   static_cast<size_t>(width) * sizeof(double));
+        }
+    } else {
+        for (int r = 0; r < Rows; ++r) {
+            multiplyEdge(left + r * leftStride, tile, width, product + r * productStride);
+        }
+    }
+}
+
+}  // namespace
+
+void addArrays(const double* a, const double* b, int64_t count, double* result) {
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = a[i] + b[i];
+        }
+    });
+}
+
+void subtractArrays(const double* a, const double* b, int64_t count, double* result) {
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = a[i] - b[i];
+        }
+    });
+}
+
+void addScalar(const double* a, double k, int64_t count, double* result) {
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = a[i] + k;
+        }
+    });
+}
+
+void subtractScalar(const double* a, double k, int64_t count, double* result) {
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = a[i] - k;
+        }
+    });
+}
+
+void multiplyScalar(const double* a, double k, int64_t count, double* result) {
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = a[i] * k;
+        }
+    });
+}
+
+void divideScalar(const double* a, double k, int64_t count, double* result) {
+    // Where k is a power of two whose reciprocal exists, a / k and a * (1 / k) are the same real
+    // number before their one rounding, so they are the same double. Multiplying is much faster.
+    const double reciprocal = 1.0 / k;
+    const uint64_t fraction = std::bit_cast<uint64_t>(k) & 0xfffffffffffffU;
+    const bool isNormalPowerOfTwo = fraction == 0 && reciprocal != 0.0 && reciprocal - reciprocal == 0.0;
+    if (isNormalPowerOfTwo) {
+        multiplyScalar(a, reciprocal, count, result);
+        return;
+    }
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = a[i] / k;
+        }
+    });
+}
+
+void roundToFloat(const double* a, int64_t count, float* result) {
+    run([=](auto) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = static_cast<float>(a[i]);
+        }
+    });
+}
+
+void transpose(const double* a, int32_t rows, int32_t cols, double* result) {
+    for (int32_t r = 0; r < rows; ++r) {
+        for (int32_t c = 0; c < cols; ++c) {
+            result[int64_t{c} * rows + r] = a[int64_t{r} * cols + c];
+        }
+    }
+}
+
+bool allFinite(const double* a, int64_t count) {
+    for (int64_t i = 0; i < count; ++i) {
+        if (a[i] - a[i] != 0.0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void packColumns(const double* source, int32_t terms, int32_t stride, int32_t width,
+                 PackedColumns& columns) {
+    columns.source = source;
+    columns.terms = terms;
+    columns.stride = stride;
+    columns.width = width;
+    const bool fits = terms <= packedTerms;
+    for (int32_t c = 0; c < width; c += tileWidth) {
+        const int32_t tileCols = width - c < tileWidth ? width - c : tileWidth;
+        PackedColumns::Range range = {0, terms};
+        while (range.first < terms && !anyNonZero(source + int64_t{range.first} * stride + c, tileCols)) {
+            ++range.first;
+        }
+        while (range.end > range.first &&
+               !anyNonZero(source + int64_t{range.end - 1} * stride + c, tileCols)) {
+            --range.end;
+        }
+        columns.nonZero[c / tileWidth] = range;
+        double* packed = columns.values + int64_t{c} * packedTerms;
+        for (int32_t i = 0; fits && i < terms; ++i, packed += tileWidth) {
+            const double* term = source + int64_t{i} * stride + c;
+            for (int32_t j = 0; j < tileWidth; ++j) {
+                packed[j] = j < tileCols ? term[j] : 0.0;
+            }
+        }
+    }
+}
+
+void multiplyColumns(const double* left, int64_t leftStride, bool leftFinite, int32_t rows,
+                     const PackedColumns& columns, double* product, int64_t productStride) {
+    const bool packed = columns.terms <= packedTerms;
+    run([&](auto lanes) CALIBMAP_KERNEL {
+        constexpr int count = decltype(lanes)::value;
+        // Eight sums in flight hide the latency of an addition, and fit every register file.
+        constexpr int rowGroup = count;
+        for (int32_t c = 0; c < columns.width; c += tileWidth) {
+            const int32_t rest = columns.width - c;
+            const int32_t width = rest < tileWidth ? rest : tileWidth;
+            Tile tile = {columns.source + c, columns.stride, {0, columns.terms}};
+            if (packed) {
+                tile.terms = columns.values + int64_t{c} * packedTerms;
+                tile.stride = tileWidth;
+            }
+            if (leftFinite) {
+                tile.range = columns.nonZero[c / tileWidth];
+            }
+            int32_t r = 0;
+            for (; r + rowGroup <= rows; r += rowGroup) {
+                multiplyRows<rowGroup, count>(left + r * leftStride, leftStride, tile, width,
+                                              product + r * productStride + c, productStride);
+            }
+            for (; r < rows; ++r) {
+                multiplyRows<1, count>(left + r * leftStride, leftStride, tile, width,
+                                       product + r * productStride + c, productStride);
+            }
+        }
+    });
+}

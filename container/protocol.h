@@ -1,0 +1,109 @@
+/**
+ * The protocol that all five containers share: a record and a buffer in two heap blocks, counted as
+ * live from the moment both exist until they are released through the address of the handle.
+ */
+#ifndef CALIBMAP_CONTAINER_PROTOCOL_H
+#define CALIBMAP_CONTAINER_PROTOCOL_H
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "calibmap.h"
+
+/**
+ * Buffers stay below 2^31 bytes: sizes are 32-bit signed numbers at the library's boundary, and no
+ * crafted image size may claim more.
+ */
+inline constexpr int64_t bufferLimit = int64_t{1} << 31U;
+
+/** True when `elements` elements of `elementSize` bytes make a buffer that may exist. */
+constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
+    return elements >= 0 && elements < bufferLimit / elementSize;
+}
+
+/**
+ * Allocates a record and a buffer of `elements` elements, whose content and the record's counts
+ * are the caller's to set, and adds one to `liveCount`. Null, with the count unchanged, when the
+ * buffer may not exist or the heap is exhausted.
+ */
+template <typename Record>
+Record* allocateContainer(int64_t elements, int32_t& liveCount) {
+    constexpr auto elementSize = static_cast<int64_t>(sizeof(*Record::data));
+    if (!withinLimit(elements, elementSize)) {
+        return nullptr;
+    }
+    auto* record = static_cast<Record*>(malloc(sizeof(Record)));
+    if (record == nullptr) {
+        return nullptr;
+    }
+    // An empty container is live too, also where malloc(0) gives null.
+    const auto bytes = static_cast<size_t>(elements > 0 ? elements * elementSize : 1);
+    record->data = static_cast<decltype(Record::data)>(malloc(bytes));
+    if (record->data == nullptr) {
+        free(record);
+        return nullptr;
+    }
+    ++liveCount;
+    return record;
+}
+
+/** Releases the container that `*handle` holds, clears the handle and takes one off the count. */
+template <typename Record>
+void releaseContainer(Record** handle, int32_t& liveCount) {
+    if (handle == nullptr || *handle == nullptr) {
+        return;
+    }
+    free((*handle)->data);
+    (*handle)->data = nullptr;
+    free(*handle);
+    *handle = nullptr;
+    --liveCount;
+}
+
+/** Number of elements of a matrix. */
+template <typename Matrix>
+int64_t elementCount(const Matrix& m) {
+    return int64_t{m.rows} * m.cols;
+}
+
+/** Size in bytes, 0 for none: the 32-bit product that the boundary documents. */
+template <typename Matrix>
+int32_t matrixSize(const Matrix* m) {
+    if (m == nullptr || m->data == nullptr) {
+        return 0;
+    }
+    return static_cast<int32_t>(static_cast<uint32_t>(m->rows) * static_cast<uint32_t>(m->cols) *
+                                static_cast<uint32_t>(sizeof(*m->data)));
+}
+
+/** True when both matrices exist, are not empty and have the same shape. */
+template <typename Matrix>
+bool sameShape(const Matrix* a, const Matrix* b) {
+    return matrixSize(a) != 0 && matrixSize(b) != 0 && a->rows == b->rows && a->cols == b->cols;
+}
+
+/** New matrix whose elements the caller overwrites; null as `allocateContainer`. */
+template <typename Matrix>
+Matrix* allocateMatrix(int32_t rows, int32_t cols) {
+    if (rows < 0 || cols < 0) {
+        return nullptr;
+    }
+    auto* matrix = allocateContainer<Matrix>(int64_t{rows} * cols, gMatCnt);
+    if (matrix != nullptr) {
+        matrix->rows = rows;
+        matrix->cols = cols;
+    }
+    return matrix;
+}
+
+/** New matrix of zeros; null as `allocateContainer`. */
+template <typename Matrix>
+Matrix* allocateZeroMatrix(int32_t rows, int32_t cols) {
+    auto* matrix = allocateMatrix<Matrix>(rows, cols);
+    if (matrix != nullptr) {
+        memset(matrix->data, 0, static_cast<size_t>(elementCount(*matrix)) * sizeof(*matrix->data));
+    }
+    return matrix;
+}
+
+#endif
