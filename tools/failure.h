@@ -1,0 +1,18 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+/** The exit status of the program: what a script learns from it. */
+enum ExitStatus : int {
+    exitGood = 0,
+    exitRefused = 1, /**< refused, differing, or not done */
+    exitUsage = 2,   /**< the command line asks for something that does not exist */
+};
+
+/** A refusal in one line: what it is about, what is wrong with it, and what to do. */
+class Failure : public std::runtime_error {
+  public:
+    Failure(const std::string& subject, const std::string& wrong, const std::string& remedy)
+        : std::runtime_error(subject + ": " + wrong + ", " + remedy) {}
+};
