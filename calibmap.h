@@ -456,9 +456,9 @@ CALIBMAP_API Mat* spcol(const VectorDouble* knots, double k, double x);
 
 /**
  * Collocation matrix: row i holds the values of all B-splines of order k over `knots` at site i of
- * the column `samplePoints`; a new n x (m - k) matrix. `knots` must not be null. Null after a
- * report: k < 1, no knots or fewer than 2k, no sites or not one column, a site that `spcol`
- * refuses, no memory, or a live count that moved meanwhile.
+ * the column `samplePoints`; a new n x (m - k) matrix. Null after a report: k < 1, no knots or
+ * fewer than 2k, no sites or not one column, a site that `spcol` refuses, no memory, or a live
+ * count that moved meanwhile.
  */
 CALIBMAP_API Mat* collocationMatrix(const VectorDouble* knots, int32_t k, const Mat* samplePoints);
 

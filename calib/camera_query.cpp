@@ -51,7 +51,8 @@ CameraExtrinsics extractCameraExteral(const uint8_t* image) {
 
 int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntrinsics* mainCamera,
                                        CameraIntrinsics* subCamera, CameraExtrinsics* extrinsics) {
-    const bool nothingWanted = mainCamera == nullptr && subCamera == nullptr && extrinsics == nullptr;
+    const bool nothingWanted =
+        mainCamera == nullptr && subCamera == nullptr && extrinsics == nullptr;
     CalibrationFile image;
     if (path == nullptr || nothingWanted || readCalibrationDataC(path, image) != 0 ||
         checksumTest(image) != CALIBMAP_SUCCESS || !calibrationPassed(image)) {

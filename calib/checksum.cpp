@@ -16,7 +16,9 @@ int32_t sealRange(uint8_t* start, int32_t length) {
     return 0;
 }
 
-bool holds(uint8_t storedChecksum, uint8_t sum) { return storedChecksum + sum == allBits; }
+bool holds(uint8_t storedChecksum, uint8_t sum) {
+    return storedChecksum + sum == allBits;
+}
 
 }  // namespace
 

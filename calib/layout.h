@@ -16,15 +16,23 @@ inline uint32_t loadWord(const uint8_t* field) {
 }
 
 /** The int32 at `field`. */
-inline int32_t loadInt(const uint8_t* field) { return std::bit_cast<int32_t>(loadWord(field)); }
+inline int32_t loadInt(const uint8_t* field) {
+    return std::bit_cast<int32_t>(loadWord(field));
+}
 
 /** The float32 at `field`, with its bits unchanged. */
-inline float loadFloat(const uint8_t* field) { return std::bit_cast<float>(loadWord(field)); }
+inline float loadFloat(const uint8_t* field) {
+    return std::bit_cast<float>(loadWord(field));
+}
 
 /** The first byte of the main-camera block of a file image. */
-inline const uint8_t* mainCameraBlock(const uint8_t* image) { return image + CALIBMAP_MAIN_BLOCK; }
+inline const uint8_t* mainCameraBlock(const uint8_t* image) {
+    return image + CALIBMAP_MAIN_BLOCK;
+}
 
 /** True when the pass flag of a file image says that the calibration passed. */
-inline bool calibrationPassed(const uint8_t* image) { return image[CALIBMAP_PASS_FLAG] == 1; }
+inline bool calibrationPassed(const uint8_t* image) {
+    return image[CALIBMAP_PASS_FLAG] == 1;
+}
 
 #endif

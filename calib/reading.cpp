@@ -3,7 +3,9 @@
 
 #include "calibmap.h"
 
-int32_t isFileExists(const char* path) { return access(path, F_OK) == 0 ? 0 : -1; }
+int32_t isFileExists(const char* path) {
+    return access(path, F_OK) == 0 ? 0 : -1;
+}
 
 int32_t readCalibrationDataC(const char* path, uint8_t* image) {
     FILE* file = fopen(path, "rb");

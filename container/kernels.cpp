@@ -174,7 +174,8 @@ void divideScalar(const double* a, double k, int64_t count, double* result) {
     // number before their one rounding, so they are the same double. Multiplying is much faster.
     const double reciprocal = 1.0 / k;
     const uint64_t fraction = std::bit_cast<uint64_t>(k) & 0xfffffffffffffU;
-    const bool isNormalPowerOfTwo = fraction == 0 && reciprocal != 0.0 && reciprocal - reciprocal == 0.0;
+    const bool isNormalPowerOfTwo =
+        fraction == 0 && reciprocal != 0.0 && reciprocal - reciprocal == 0.0;
     if (isNormalPowerOfTwo) {
         multiplyScalar(a, reciprocal, count, result);
         return;
@@ -221,7 +222,8 @@ void packColumns(const double* source, int32_t terms, int32_t stride, int32_t wi
     for (int32_t c = 0; c < width; c += tileWidth) {
         const int32_t tileCols = width - c < tileWidth ? width - c : tileWidth;
         PackedColumns::Range range = {0, terms};
-        while (range.first < terms && !anyNonZero(source + int64_t{range.first} * stride + c, tileCols)) {
+        while (range.first < terms &&
+               !anyNonZero(source + int64_t{range.first} * stride + c, tileCols)) {
             ++range.first;
         }
         while (range.end > range.first &&

@@ -46,9 +46,9 @@ inline constexpr int32_t packedWidth = 64;
 
 /**
  * Up to `packedWidth` neighbouring columns of the right factor of a product, prepared once and then
- * used for many rows of the left one: cut into tiles of `tileWidth` columns, the terms of a tile one
- * after the other, missing columns zero. A factor of more than `packedTerms` rows is read where it
- * stands.
+ * used for many rows of the left one: cut into tiles of `tileWidth` columns, the terms of a tile
+ * one after the other, missing columns zero. A factor of more than `packedTerms` rows is read where
+ * it stands.
  */
 struct PackedColumns {
     /** Terms of one tile from the first to past the last that is not zero in every column. */
@@ -72,14 +72,15 @@ void packColumns(const double* source, int32_t terms, int32_t stride, int32_t wi
                  PackedColumns& columns);
 
 /**
- * product (rows x columns.width) = left (rows x columns.terms) times the packed columns, the rows of
- * `left` and of `product` being `leftStride` and `productStride` doubles apart. Each element is
+ * product (rows x columns.width) = left (rows x columns.terms) times the packed columns, the rows
+ * of `left` and of `product` being `leftStride` and `productStride` doubles apart. Each element is
  * 0.0 + l[0] r[0] + l[1] r[1] + ... in ascending order, each product and each sum rounded once.
  *
  * `leftFinite` says that every element of `left` is finite. Then leading and trailing terms whose
  * right factors are all zero are left out: they add +0.0 or -0.0 to a sum that is never -0.0 (it
  * starts at +0.0, and rounding to nearest gives -0.0 only to a sum of two negative zeros), which
- * changes no bit. An infinite or NaN left factor makes NaN of a zero, so there all terms are summed.
+ * changes no bit. An infinite or NaN left factor makes NaN of a zero, so there all terms are
+ * summed.
  */
 void multiplyColumns(const double* left, int64_t leftStride, bool leftFinite, int32_t rows,
                      const PackedColumns& columns, double* product, int64_t productStride);

@@ -52,17 +52,29 @@ Mat* copyOf(int32_t rows, int32_t cols, const double* array) {
 
 }  // namespace
 
-int32_t getTotalActiveMat() { return gMatCnt; }
+int32_t getTotalActiveMat() {
+    return gMatCnt;
+}
 
-int32_t matSize(const Mat* m) { return matrixSize(m); }
+int32_t matSize(const Mat* m) {
+    return matrixSize(m);
+}
 
-int32_t getMatRows(const Mat* m) { return m == nullptr || m->data == nullptr ? 0 : m->rows; }
+int32_t getMatRows(const Mat* m) {
+    return m == nullptr || m->data == nullptr ? 0 : m->rows;
+}
 
-int32_t getMatCols(const Mat* m) { return m == nullptr || m->data == nullptr ? 0 : m->cols; }
+int32_t getMatCols(const Mat* m) {
+    return m == nullptr || m->data == nullptr ? 0 : m->cols;
+}
 
-double* getMatData(const Mat* m) { return m == nullptr ? nullptr : m->data; }
+double* getMatData(const Mat* m) {
+    return m == nullptr ? nullptr : m->data;
+}
 
-Mat* createMat(int32_t rows, int32_t cols) { return allocateZeroMatrix<Mat>(rows, cols); }
+Mat* createMat(int32_t rows, int32_t cols) {
+    return allocateZeroMatrix<Mat>(rows, cols);
+}
 
 Mat* createMatFromArray(int32_t rows, int32_t cols, const double* array) {
     if (array == nullptr) {
@@ -80,19 +92,33 @@ Mat* cloneMat(const Mat* src) {
     return matrixSize(src) == 0 ? nullptr : copyOf(src->rows, src->cols, src->data);
 }
 
-void destroyMat(Mat** handle) { releaseContainer(handle, gMatCnt); }
+void destroyMat(Mat** handle) {
+    releaseContainer(handle, gMatCnt);
+}
 
-Mat* matAdd(const Mat* a, const Mat* b) { return combine(a, b, addArrays); }
+Mat* matAdd(const Mat* a, const Mat* b) {
+    return combine(a, b, addArrays);
+}
 
-Mat* matSub(const Mat* a, const Mat* b) { return combine(a, b, subtractArrays); }
+Mat* matSub(const Mat* a, const Mat* b) {
+    return combine(a, b, subtractArrays);
+}
 
-Mat* matAddk(const Mat* a, double k) { return combine(a, k, addScalar); }
+Mat* matAddk(const Mat* a, double k) {
+    return combine(a, k, addScalar);
+}
 
-Mat* matSubk(const Mat* a, double k) { return combine(a, k, subtractScalar); }
+Mat* matSubk(const Mat* a, double k) {
+    return combine(a, k, subtractScalar);
+}
 
-Mat* matMulk(const Mat* a, double k) { return combine(a, k, multiplyScalar); }
+Mat* matMulk(const Mat* a, double k) {
+    return combine(a, k, multiplyScalar);
+}
 
-Mat* matDivk(const Mat* a, double k) { return k == 0.0 ? nullptr : combine(a, k, divideScalar); }
+Mat* matDivk(const Mat* a, double k) {
+    return k == 0.0 ? nullptr : combine(a, k, divideScalar);
+}
 
 bool isMultipliable(const Mat* a, const Mat* b) {
     return matrixSize(a) != 0 && matrixSize(b) != 0 && a->cols == b->rows;

@@ -2,11 +2,17 @@
 
 #include "container/protocol.h"
 
-int32_t matIntSize(const MatInt* m) { return matrixSize(m); }
+int32_t matIntSize(const MatInt* m) {
+    return matrixSize(m);
+}
 
-MatInt* createMatInt(int32_t rows, int32_t cols) { return allocateZeroMatrix<MatInt>(rows, cols); }
+MatInt* createMatInt(int32_t rows, int32_t cols) {
+    return allocateZeroMatrix<MatInt>(rows, cols);
+}
 
-void destroyMatInt(MatInt** handle) { releaseContainer(handle, gMatCnt); }
+void destroyMatInt(MatInt** handle) {
+    releaseContainer(handle, gMatCnt);
+}
 
 MatInt* matIntAdd(const MatInt* a, const MatInt* b) {
     if (!sameShape(a, b)) {

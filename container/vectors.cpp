@@ -54,19 +54,33 @@ VectorDouble* vectorFromArray(const Source* array, int32_t n, const char* name, 
 
 }  // namespace
 
-int32_t getTotalActiveVectorCnt() { return gTotalVecCnt; }
+int32_t getTotalActiveVectorCnt() {
+    return gTotalVecCnt;
+}
 
-VectorInt* createVectorInt(int32_t n) { return allocateVector<VectorInt>(n); }
+VectorInt* createVectorInt(int32_t n) {
+    return allocateVector<VectorInt>(n);
+}
 
-VectorFloat* createVectorFloat(int32_t n) { return allocateVector<VectorFloat>(n); }
+VectorFloat* createVectorFloat(int32_t n) {
+    return allocateVector<VectorFloat>(n);
+}
 
-VectorDouble* createVectorDouble(int32_t n) { return allocateVector<VectorDouble>(n); }
+VectorDouble* createVectorDouble(int32_t n) {
+    return allocateVector<VectorDouble>(n);
+}
 
-void destroyVectorInt(VectorInt** handle) { releaseContainer(handle, gTotalVecCnt); }
+void destroyVectorInt(VectorInt** handle) {
+    releaseContainer(handle, gTotalVecCnt);
+}
 
-void destroyVectorFloat(VectorFloat** handle) { releaseContainer(handle, gTotalVecCnt); }
+void destroyVectorFloat(VectorFloat** handle) {
+    releaseContainer(handle, gTotalVecCnt);
+}
 
-void destroyVectorDouble(VectorDouble** handle) { releaseContainer(handle, gTotalVecCnt); }
+void destroyVectorDouble(VectorDouble** handle) {
+    releaseContainer(handle, gTotalVecCnt);
+}
 
 VectorDouble* copyFromVector(const VectorDouble* src, int32_t n) {
     if (src == nullptr || n > src->size) {

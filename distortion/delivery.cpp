@@ -1,0 +1,26 @@
+#include "calibmap.h"
+#include "container/kernels.h"
+#include "container/protocol.h"
+#include "diagnostics.h"
+
+int32_t extractDistData2CamDistortionLUT(const Mat* mapX, const Mat* mapY,
+                                         const CamDistortionLUT* lut) {
+    if (mapY == nullptr || mapX == nullptr || lut == nullptr) {
+        return CALIBMAP_STEP_FAILED;
+    }
+    if (mapX->cols != mapY->cols || mapX->rows != mapY->rows) {
+        return CALIBMAP_STEP_FAILED;
+    }
+    if (mapX->rows != lut->rows || mapX->cols != lut->cols) {
+        report("%s line:%d leave. input mat size(%d, %d) != output mat size(%d, %d)",
+               "extractDistData2CamDistortionLUT", 533, mapX->rows, mapX->cols, lut->rows,
+               lut->cols);
+        return CALIBMAP_STEP_FAILED;
+    }
+    if (mapX->rows < 1) {
+        return CALIBMAP_SUCCESS;
+    }
+    roundToFloat(mapX->data, elementCount(*mapX), lut->x);
+    roundToFloat(mapY->data, elementCount(*mapY), lut->y);
+    return CALIBMAP_SUCCESS;
+}
