@@ -14,6 +14,10 @@ void showDiagnostics(bool show) {
     shown = show;
 }
 
+bool diagnosticsAreShown() {
+    return shown;
+}
+
 DiagnosticCapture::DiagnosticCapture() {
     std::fflush(stdout);
     standardOutput_ = dup(STDOUT_FILENO);

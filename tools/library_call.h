@@ -21,6 +21,9 @@ class MatHandle {
 /** Chooses whether the library's diagnostics are shown on standard error. */
 void showDiagnostics(bool show);
 
+/** True when --verbose was given. */
+bool diagnosticsAreShown();
+
 /**
  * While it lives, standard output goes to a scratch file: the library prints its diagnostics
  * there, and our results must not be mixed with them.

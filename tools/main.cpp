@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -40,7 +41,19 @@ int runProgram(int argc, char** argv) {
         "--verbose", [] { showDiagnostics(true); },
         "Show the library's diagnostics on standard error");
     Run run;
-    addSampleCommand(program, run);
+    for (const auto addCommand : {addSampleCommand, addCheckCommand, addInfoCommand, addMapCommand,
+                                  addRemapCommand, addPatternCommand, addDiffCommand}) {
+        addCommand(program, run);
+    }
+    // Before a command stand only options without a value.
+    char** const command =
+        std::find_if(argv + 1, argv + argc, [](const char* word) { return word[0] != '-'; });
+    if (command != argv + argc &&
+        program.get_subcommands([&](const CLI::App* known) { return known->check_name(*command); })
+            .empty()) {
+        return complain(std::string(*command) + ": there is no such command, see `calibmap --help`",
+                        exitUsage);
+    }
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -48,7 +61,10 @@ int runProgram(int argc, char** argv) {
             program.exit(error);  // help or version, on standard output
             return exitGood;
         }
-        return complain(std::string(error.what()) + ", see `calibmap --help`", exitUsage);
+        const std::vector<CLI::App*> commands = program.get_subcommands();
+        const std::string name = commands.empty() ? "" : commands.front()->get_name() + " ";
+        return complain(std::string(error.what()) + ", see `calibmap " + name + "--help`",
+                        exitUsage);
     }
     return run();
 }

@@ -1,0 +1,129 @@
+#include <bit>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "failure.h"
+#include "maps.h"
+#include "output.h"
+
+namespace {
+
+struct Options {
+    std::string file;
+    std::string output;
+    Direction direction = Direction::undistort;
+    int32_t ratio = 1;
+};
+
+/** Writes floats as little-endian bytes. */
+void writeFloats(OutputFile& file, const float* values, std::size_t count) {
+    std::vector<unsigned char> bytes(count * sizeof(float));
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<unsigned char>(std::bit_cast<uint32_t>(values[i / sizeof(float)]) >>
+                                              (8 * (i % sizeof(float))));
+    }
+    file.write(bytes.data(), bytes.size());
+}
+
+/** x, then y, without a header. */
+void writeRaw(OutputFile& file, const CoordinateMap& map) {
+    writeFloats(file, map.x.data(), map.x.size());
+    writeFloats(file, map.y.data(), map.y.size());
+}
+
+/** NumPy's format 1.0: a magic string, the length of the header, the header, the data. */
+void writeNpy(OutputFile& file, const CoordinateMap& map) {
+    constexpr std::size_t prefix = 10;
+    constexpr std::size_t alignment = 64;
+    std::string header = format("{'descr': '<f4', 'fortran_order': False, 'shape': (2, %d, %d), }",
+                                map.rows, map.cols);
+    while ((prefix + header.size() + 1) % alignment != 0) {
+        header += ' ';
+    }
+    header += '\n';
+    std::string start = "\x93NUMPY\x01";
+    start += '\0';
+    start += static_cast<char>(header.size() & 0xFF);
+    start += static_cast<char>(header.size() >> 8);
+    start += header;
+    file.write(start.data(), start.size());
+    writeRaw(file, map);
+}
+
+/** Portable float map: a text header whose -1 means little-endian, rows from the bottom up. */
+void writePfm(OutputFile& file, const CoordinateMap& map, const std::vector<float>& values) {
+    const std::string header = format("Pf\n%d %d\n-1.0\n", map.cols, map.rows);
+    file.write(header.data(), header.size());
+    for (int32_t row = map.rows; row-- > 0;) {
+        writeFloats(file, values.data() + map.index(row, 0), static_cast<std::size_t>(map.cols));
+    }
+}
+
+/** What stands before the ending, if the name has this ending. */
+std::optional<std::string> stemOf(const std::string& name, const std::string& ending) {
+    return name.ends_with(ending) ? std::optional(name.substr(0, name.size() - ending.size()))
+                                  : std::nullopt;
+}
+
+void writeMap(const std::string& name, const CoordinateMap& map) {
+    if (const auto stem = stemOf(name, ".pfm")) {
+        OutputFile x(*stem + "-x.pfm");
+        OutputFile y(*stem + "-y.pfm");
+        writePfm(x, map, map.x);
+        writePfm(y, map, map.y);
+        x.commit();
+        y.commit();
+        return;
+    }
+    OutputFile file(name);
+    if (stemOf(name, ".raw")) {
+        writeRaw(file, map);
+    } else {
+        writeNpy(file, map);
+    }
+    file.commit();
+}
+
+int makeMap(const Options& options) {
+    const Image image = loadCalibration(options.file);
+    const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
+    const Displacement moved = displacementOf(map);
+    writeMap(options.output, map);
+    std::fprintf(options.output == "-" ? stderr : stdout,
+                 "%s: %d rows x %d columns, displacement at most %.3f and on average %.3f pixels, "
+                 "%zu of %zu samples taken outside the image\n",
+                 options.output.c_str(), map.rows, map.cols, moved.largest, moved.mean,
+                 moved.outside, map.x.size());
+    return exitGood;
+}
+
+}  // namespace
+
+void addMapCommand(CLI::App& program, Run& run) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = *program.add_subcommand("map", "Compute a map and write its numbers");
+    command.footer(
+        "The ending of the output's name chooses the format:\n"
+        "  .npy  NumPy, float32, shape (2, rows, columns): x, then y\n"
+        "  .pfm  two portable float maps, NAME-x.pfm and NAME-y.pfm\n"
+        "  .raw  little-endian float32 without a header: all of x, then all of y\n"
+        "  -     .npy on standard output\n"
+        "Values are positions in samples, (column, row), counted from 0 at the first centre.\n\n"
+        "Example: calibmap map stereoParams.bin --direction undistort --ratio 2 -o map.npy");
+    addCalibrationFile(command, options->file);
+    addDirection(command, options->direction);
+    addRatio(command, options->ratio);
+    addOutput(command, options->output, "The file to write; its ending is the format")
+        ->check(CLI::Validator(
+            [](const std::string& name) {
+                const bool known = name == "-" || stemOf(name, ".npy") || stemOf(name, ".pfm") ||
+                                   stemOf(name, ".raw");
+                return known ? std::string() : "'" + name + "' ends in none of .npy, .pfm and .raw";
+            },
+            ""));
+    command.callback([options, &run] { run = [options] { return makeMap(*options); }; });
+}
