@@ -28,6 +28,10 @@ void multiplyScalar(const double* a, double k, int64_t count, double* result);
 /** result[i] = a[i] / k, for k other than zero. */
 void divideScalar(const double* a, double k, int64_t count, double* result);
 
+/** The same for a contiguous block of rows whose results are `resultStride` doubles apart. */
+void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* result,
+                int64_t resultStride);
+
 /** result[i] = a[i] rounded to the nearest float, ties to even. */
 void roundToFloat(const double* a, int64_t count, float* result);
 

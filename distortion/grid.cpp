@@ -144,10 +144,8 @@ void computePatch(const MapSteps& steps, int32_t row, int32_t rows, const Packed
     multiplyScalar(steps.output.data, steps.focalLength, count, steps.outputMulF.data);
     addScalar(steps.outputMulF.data, steps.principalPoint, count, steps.outputMulFAddC.data);
     addScalar(steps.outputMulFAddC.data, steps.shift, count, steps.imgRatio.data);
-    for (int32_t r = 0; r < rows; ++r) {
-        divideScalar(steps.imgRatio.data + int64_t{r} * cols, steps.ratio, cols,
-                     steps.map.data + int64_t{row + r} * steps.map.cols + col);
-    }
+    divideRows(steps.imgRatio.data, steps.ratio, rows, cols,
+               steps.map.data + int64_t{row} * steps.map.cols + col, steps.map.cols);
 }
 
 /** Computes both maps, strip of patches after strip of patches within each band of rows. */
