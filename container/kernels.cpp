@@ -75,6 +75,7 @@ constexpr uint64_t fractionBits = (uint64_t{1} << 52U) - 1;
 struct Tile {
     const double* terms;
     int64_t stride;
+    bool padded; /**< columns beyond the factor's last one may be read, too */
     PackedColumns::Range range;
 };
 
@@ -126,11 +127,11 @@ template <int Rows, int Count>
                                                 int64_t productStride) {
     if (width == tileWidth) {
         multiplyTile<Rows, Count>(left, leftStride, tile, product, productStride);
-    } else if (tile.stride == tileWidth) {
-        double padded[Rows * tileWidth];
-        multiplyTile<Rows, Count>(left, leftStride, tile, padded, tileWidth);
+    } else if (tile.padded) {
+        double sums[Rows * tileWidth];
+        multiplyTile<Rows, Count>(left, leftStride, tile, sums, tileWidth);
         for (int r = 0; r < Rows; ++r) {
-            memcpy(product + r * productStride, padded + int64_t{r} * tileWidth,
+            memcpy(product + r * productStride, sums + int64_t{r} * tileWidth,
                    static_cast<size_t>(width) * sizeof(double));
         }
     } else {
@@ -275,7 +276,7 @@ void multiplyColumns(const double* left, int64_t leftStride, bool leftFinite, in
         for (int32_t c = 0; c < columns.width; c += tileWidth) {
             const int32_t rest = columns.width - c;
             const int32_t width = rest < tileWidth ? rest : tileWidth;
-            Tile tile = {columns.source + c, columns.stride, {0, columns.terms}};
+            Tile tile = {columns.source + c, columns.stride, packed, {0, columns.terms}};
             if (packed) {
                 tile.terms = columns.values + int64_t{c} * packedTerms;
                 tile.stride = tileWidth;
