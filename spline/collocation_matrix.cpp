@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include "container/live_counts.h"
 #include "container/protocol.h"
 #include "diagnostics.h"
@@ -59,8 +61,13 @@ Mat* collocateLeadingSites(const VectorDouble* knots, int32_t k, const Mat* samp
     }
     bool prepared = false;
     for (int32_t row = 0; row < evaluatedSites; ++row) {
+        const int32_t inGroup = row % siteGroup;
         prepared = prepared || prepareSites(knots, k, c.sites);
-        auto* values = prepared ? evaluateSite(c.sites, samplePoints->data[row]) : nullptr;
+        if (prepared && inGroup == 0) {
+            evaluateSites(c.sites, samplePoints->data + row,
+                          std::min(siteGroup, evaluatedSites - row));
+        }
+        auto* values = prepared ? createSiteRow(c.sites, inGroup) : nullptr;
         if (values == nullptr) {
             report("%s line:%d, spcol fail(%d) row:%d", name, 42, 0, row);
             return fail(c);

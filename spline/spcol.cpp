@@ -1,8 +1,11 @@
 #include "spline/spcol.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 #include "container/live_counts.h"
+#include "container/protocol.h"
 #include "diagnostics.h"
 
 namespace {
@@ -24,25 +27,38 @@ void fillAscending(MatInt& row, int32_t first) {
     }
 }
 
+/** The interval of a site: the first one for a site before it, too. */
+double intervalOf(const SiteEvaluation& e, double sortidx) {
+    return std::max(sortidx, e.order);
+}
+
+/** One double for each site of a group. */
+using Sites = double __attribute__((vector_size(siteGroup * sizeof(double))));
+
 /**
  * Values of the B-splines B(interval - k + 1) ... B(interval) of order k at x, which lies in
  * [t(interval), t(interval + 1)) (de Boor, A Practical Guide to Splines, chapter X, BSPLVB): from
  * the values of order j follow those of order j + 1,
  *
- *     b(r) = saved + (t(interval + r) - x) term,   term = b(r) / (t(interval + r) - t(interval + r
- * - j)) saved = (x - t(interval + r - j)) term
+ *     b(r) = saved + (t(interval + r) - x) term
+ *     saved = (x - t(interval + r - j)) term
+ *     term = b(r) / (t(interval + r) - t(interval + r - j))
  *
  * for r = 1 ... j, with saved = 0 at the start and b(j + 1) = saved at the end. The difference of
- * two knots is taken as the sum of their distances from x.
+ * two knots is taken as the sum of their distances from x. `next` points at t(interval + 1).
+ *
+ * `Real` is a double, or one double for each of several sites: the operations of each are the same.
  */
-void evaluateBsplines(const double* t, int32_t interval, double x, int32_t k, double* b) {
-    b[0] = 1.0;
+template <typename Real>
+[[gnu::always_inline]] inline void evaluateBsplines(const Real* next, const Real& x, int32_t k,
+                                                    Real* b) {
+    b[0] = Real{} + 1.0;
     for (int32_t j = 1; j < k; ++j) {
-        double saved = 0.0;
+        Real saved = {};
         for (int32_t r = 0; r < j; ++r) {
-            const double right = t[interval + r] - x;
-            const double left = x - t[interval + r - j];
-            const double term = b[r] / (right + left);
+            const Real right = next[r] - x;
+            const Real left = x - next[r - j];
+            const Real term = b[r] / (right + left);
             b[r] = saved + right * term;
             saved = left * term;
         }
@@ -193,18 +209,52 @@ bool prepareSites(const VectorDouble* knots, double k, SiteEvaluation& evaluatio
     return true;
 }
 
-Mat* evaluateSite(SiteEvaluation& evaluation, double x) {
+void evaluateSites(SiteEvaluation& evaluation, const double* x, int32_t count) {
+    const SiteEvaluation& e = evaluation;
+    SiteGroup& group = evaluation.group;
+    const int32_t order = e.b->cols;
+    // Site by site the recurrence is a chain of divisions, each waiting for the one before. Side by
+    // side they keep the divider busy. An incomplete group repeats its last site.
+    Sites sites;
+    Sites knots[2 * groupOrder];
+    for (int32_t i = 0; i < siteGroup; ++i) {
+        const double site = x[std::min(i, count - 1)];
+        group.x[i] = site;
+        group.sortidx[i] = sorted(e.augknotfrom1toNaug, site);
+        sites[i] = site;
+        if (order <= groupOrder) {
+            const int32_t interval = toInt(intervalOf(e, group.sortidx[i]));
+            const double* first = e.augknot->data + interval - (order - 1);
+            for (int32_t r = 0; r < 2 * (order - 1); ++r) {
+                knots[r][i] = first[r];
+            }
+        }
+    }
+    if (order <= groupOrder) {
+        Sites values[groupOrder];
+        evaluateBsplines(knots + order - 1, sites, order, values);
+        memcpy(group.values, values, static_cast<size_t>(order) * sizeof(Sites));
+    }
+}
+
+Mat* createSiteRow(SiteEvaluation& evaluation, int32_t site) {
     const SiteEvaluation& e = evaluation;
     const VectorDouble& t = *e.augknot;
-    const double sortidx = sorted(e.augknotfrom1toNaug, x);
-    if (sortidx < 0) {
+    const int32_t order = e.b->cols;
+    const double x = e.group.x[site];
+    if (e.group.sortidx[site] < 0) {
         report("%s line:%d leave. sorted fail:sortidx < 0", "spcol", 94);
         return nullptr;
     }
-    const double intervalIdx = std::max(sortidx, e.order);
-    evaluateBsplines(t.data, toInt(intervalIdx), x, e.b->cols, e.b->data);
+    const double intervalIdx = intervalOf(e, e.group.sortidx[site]);
     if (t.data[0] > x || t.data[t.size - 1] < x) {
-        std::fill_n(e.b->data, e.b->cols, 0.0);
+        std::fill_n(e.b->data, order, 0.0);
+    } else if (order <= groupOrder) {
+        for (int32_t r = 0; r < order; ++r) {
+            e.b->data[r] = e.group.values[r][site];
+        }
+    } else {
+        evaluateBsplines(t.data + toInt(intervalIdx), x, order, e.b->data);
     }
 
     const int32_t lastPosition = toInt(intervalIdx + std::max(-e.augLeft, 0.0));
@@ -220,7 +270,7 @@ Mat* evaluateSite(SiteEvaluation& evaluation, double x) {
         column[e.ccColIdx0->data[r] + beyondFirst] = 0.0;
     }
 
-    auto* colloc = createMat(e.ccPart->cols, e.ccPart->rows);
+    auto* colloc = allocateMatrix<Mat>(e.ccPart->cols, e.ccPart->rows);
     if (colloc == nullptr) {
         report("%s line:%d leave. create colloc fail", "spcol", 580);
         return nullptr;
@@ -258,7 +308,8 @@ Mat* spcol(const VectorDouble* knots, double k, double x) {
     if (!prepareSites(knots, k, evaluation)) {
         return nullptr;
     }
-    auto* colloc = evaluateSite(evaluation, x);
+    evaluateSites(evaluation, &x, 1);
+    auto* colloc = createSiteRow(evaluation, 0);
     releaseSites(evaluation);
     if (colloc == nullptr) {
         return nullptr;

@@ -1,12 +1,24 @@
 /**
  * The evaluation behind `spcol`, in three steps: what depends only on the knots and the order is
- * prepared once, then each site is evaluated on it, then it is released. `spcol` does all three for
- * one site, `collocationMatrix` evaluates a whole column of sites between the other two.
+ * prepared once, then each site is evaluated on it and gives its row, then it is released. `spcol`
+ * does all three for one site, `collocationMatrix` evaluates a whole column of sites between the
+ * other two.
  */
 #ifndef CALIBMAP_SPLINE_SPCOL_H
 #define CALIBMAP_SPLINE_SPCOL_H
 
 #include "calibmap.h"
+
+/** Sites that are evaluated side by side, up to an order that fits the registers. */
+inline constexpr int32_t siteGroup = 4;
+inline constexpr int32_t groupOrder = 8;
+
+/** What the recurrence gives for one group of sites. */
+struct SiteGroup {
+    double x[siteGroup];
+    double sortidx[siteGroup];            /**< knots of `augknotfrom1toNaug` at or before x */
+    double values[groupOrder][siteGroup]; /**< for orders up to `groupOrder` */
+};
 
 /**
  * Everything prepared for the sites of one knot sequence t(1) ... t(m) and order k. The handles
@@ -39,6 +51,7 @@ struct SiteEvaluation {
     Mat* ccPart;            /**< n x 1: the gathered values */
     double order;           /**< k */
     double augLeft;         /**< k minus the multiplicity of the first knot */
+    SiteGroup group;
 };
 
 /**
@@ -47,8 +60,14 @@ struct SiteEvaluation {
  */
 bool prepareSites(const VectorDouble* knots, double k, SiteEvaluation& evaluation);
 
-/** The row of one site, a new 1 x n matrix; null after a report, when the heap is exhausted. */
-Mat* evaluateSite(SiteEvaluation& evaluation, double x);
+/** Evaluates `count` sites, 1 to `siteGroup`, for `createSiteRow` to take. */
+void evaluateSites(SiteEvaluation& evaluation, const double* x, int32_t count);
+
+/**
+ * The row of one site of the group, a new 1 x n matrix; null after a report, when the heap is
+ * exhausted.
+ */
+Mat* createSiteRow(SiteEvaluation& evaluation, int32_t site);
 
 /** Releases everything that has been prepared. */
 void releaseSites(SiteEvaluation& evaluation);
