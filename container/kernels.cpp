@@ -59,6 +59,45 @@ struct VectorOf {
 template <int Count>
 using Vector = typename VectorOf<Count>::Type;
 
+/** Applies `operation` to a copy of every element: to whole vectors, and to the rest one by one. */
+template <int Count, typename Operation>
+[[gnu::always_inline]] inline void transform(Lanes<Count> /*lanes*/, const double* a, int64_t count,
+                                             double* result, Operation operation) {
+    int64_t i = 0;
+    for (; i + Count <= count; i += Count) {
+        Vector<Count> x;
+        memcpy(&x, a + i, sizeof x);
+        operation(x);
+        memcpy(result + i, &x, sizeof x);
+    }
+    for (; i < count; ++i) {
+        double x = a[i];
+        operation(x);
+        result[i] = x;
+    }
+}
+
+/** The same for an operation of two operands. */
+template <int Count, typename Operation>
+[[gnu::always_inline]] inline void transformPairs(Lanes<Count> /*lanes*/, const double* a,
+                                                  const double* b, int64_t count, double* result,
+                                                  Operation operation) {
+    int64_t i = 0;
+    for (; i + Count <= count; i += Count) {
+        Vector<Count> x;
+        Vector<Count> y;
+        memcpy(&x, a + i, sizeof x);
+        memcpy(&y, b + i, sizeof y);
+        operation(x, y);
+        memcpy(result + i, &x, sizeof x);
+    }
+    for (; i < count; ++i) {
+        double x = a[i];
+        operation(x, b[i]);
+        result[i] = x;
+    }
+}
+
 /** The fraction of a double: all zero in a normal power of two, an infinity and zero. */
 constexpr uint64_t fractionBits = (uint64_t{1} << 52U) - 1;
 
@@ -144,43 +183,30 @@ template <int Rows, int Count>
 }  // namespace
 
 void addArrays(const double* a, const double* b, int64_t count, double* result) {
-    run([=](auto) CALIBMAP_KERNEL {
-        for (int64_t i = 0; i < count; ++i) {
-            result[i] = a[i] + b[i];
-        }
+    run([=](auto lanes) CALIBMAP_KERNEL {
+        transformPairs(lanes, a, b, count, result, [](auto& x, const auto& y) { x += y; });
     });
 }
 
 void subtractArrays(const double* a, const double* b, int64_t count, double* result) {
-    run([=](auto) CALIBMAP_KERNEL {
-        for (int64_t i = 0; i < count; ++i) {
-            result[i] = a[i] - b[i];
-        }
+    run([=](auto lanes) CALIBMAP_KERNEL {
+        transformPairs(lanes, a, b, count, result, [](auto& x, const auto& y) { x -= y; });
     });
 }
 
 void addScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto) CALIBMAP_KERNEL {
-        for (int64_t i = 0; i < count; ++i) {
-            result[i] = a[i] + k;
-        }
-    });
+    run([=](auto lanes)
+            CALIBMAP_KERNEL { transform(lanes, a, count, result, [=](auto& x) { x += k; }); });
 }
 
 void subtractScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto) CALIBMAP_KERNEL {
-        for (int64_t i = 0; i < count; ++i) {
-            result[i] = a[i] - k;
-        }
-    });
+    run([=](auto lanes)
+            CALIBMAP_KERNEL { transform(lanes, a, count, result, [=](auto& x) { x -= k; }); });
 }
 
 void multiplyScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto) CALIBMAP_KERNEL {
-        for (int64_t i = 0; i < count; ++i) {
-            result[i] = a[i] * k;
-        }
-    });
+    run([=](auto lanes)
+            CALIBMAP_KERNEL { transform(lanes, a, count, result, [=](auto& x) { x *= k; }); });
 }
 
 void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* result,
@@ -191,18 +217,14 @@ void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* r
     const bool isPowerOfTwo = (std::bit_cast<uint64_t>(k) & fractionBits) == 0;
     const bool exists = reciprocal != 0.0 && reciprocal - reciprocal == 0.0;
     const bool multiplies = isPowerOfTwo && exists;
-    run([=](auto) CALIBMAP_KERNEL {
+    run([=](auto lanes) CALIBMAP_KERNEL {
         for (int64_t r = 0; r < rows; ++r) {
             const double* from = a + r * cols;
             double* to = result + r * resultStride;
             if (multiplies) {
-                for (int64_t c = 0; c < cols; ++c) {
-                    to[c] = from[c] * reciprocal;
-                }
+                transform(lanes, from, cols, to, [=](auto& x) { x *= reciprocal; });
             } else {
-                for (int64_t c = 0; c < cols; ++c) {
-                    to[c] = from[c] / k;
-                }
+                transform(lanes, from, cols, to, [=](auto& x) { x /= k; });
             }
         }
     });
