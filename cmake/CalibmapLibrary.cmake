@@ -1,7 +1,7 @@
 # How the library is built, wherever it is built: what its results and its boundary depend on
 # belongs to the target, so that no preset and no parent project can leave it out.
 
-set(CALIBMAP_ROOT ${CMAKE_CURRENT_LIST_DIR}/..)
+cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH CALIBMAP_ROOT)
 
 set(CALIBMAP_SOURCES
     calib/camera_query.cpp
@@ -34,8 +34,7 @@ function(calibmap_library name)
     target_compile_features(${name} PRIVATE cxx_std_20)
     calibmap_warnings(${name})
 
-    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CALIBMAP_ROOT}>
-                                              $<INSTALL_INTERFACE:include>)
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${CALIBMAP_ROOT}>)
     target_compile_options(
         ${name}
         PRIVATE # One rounding per operation: the same bits on every machine.
