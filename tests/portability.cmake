@@ -1,0 +1,42 @@
+# What holds wherever the library is built: the bits of its numbers, its machine code, its sources.
+
+# At these levels golden_test runs on a copy of the library of its own, besides the library itself.
+set(CALIBMAP_GOLDEN_LEVELS "" CACHE STRING "Optimisation levels for golden_test, such as 0;2;3")
+
+add_library(golden_reference STATIC golden_reference.cpp)
+calibmap_test_options(golden_reference)
+target_compile_options(golden_reference PRIVATE -fno-fast-math)
+
+function(calibmap_golden_test name library)
+    add_executable(${name} golden_test.cpp)
+    calibmap_test_options(${name})
+    target_compile_definitions(${name}
+                               PRIVATE CALIBMAP_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}")
+    target_link_libraries(${name} PRIVATE ${library} golden_reference GTest::gtest_main)
+    add_test(NAME ${name} COMMAND ${name})
+endfunction()
+
+calibmap_golden_test(golden_test calibmap)
+foreach(level IN LISTS CALIBMAP_GOLDEN_LEVELS)
+    calibmap_library(calibmap_O${level} STATIC)
+    # The C library's fortified functions exist only in optimised code.
+    target_compile_options(calibmap_O${level} PRIVATE -O${level} "SHELL:-U _FORTIFY_SOURCE")
+    calibmap_golden_test(golden_test_O${level} calibmap_O${level})
+endforeach()
+
+# Only optimised code has to use vectors, and sanitizers bring instructions of their own.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")
+    add_test(NAME machine_code
+             COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-machine-code.sh $<TARGET_FILE:calibmap>
+                     ${CMAKE_OBJDUMP})
+endif()
+
+# A platform tree builds the same sources by the same rules.
+get_target_property(options calibmap COMPILE_OPTIONS)
+get_target_property(linkOptions calibmap LINK_OPTIONS)
+list(APPEND options ${linkOptions})
+list(FILTER options INCLUDE REGEX "^-(f|Wl,)")
+list(FILTER options EXCLUDE REGEX "version-script")
+add_test(NAME android_blueprint
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/android_blueprint.sh ${PROJECT_SOURCE_DIR}/Android.bp
+                 ${CALIBMAP_SOURCES} ${options})
