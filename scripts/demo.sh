@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the library and its tool, makes up a calibrated device and shows its maps.
+# demo.sh [FOLDER]: builds the library and its tool, makes up a calibrated device, shows its maps and
+# draws pictures of them into FOLDER (build/demo/pictures).
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
@@ -7,12 +8,23 @@ need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}"
 # A folder of its own: the demonstration does without the tests and the packages they need.
 cmake --preset release -B build/demo -DCALIBMAP_BUILD_TESTS=OFF >/dev/null
 cmake --build build/demo --target calibmap-tool calibmap-demo -- --quiet
-tools=build/demo/tools
+PATH=$PWD/build/demo/tools:$PATH
 
-# The library keeps the path of its file in 33 bytes.
-file=$(mktemp /tmp/calibmap-XXXXXX)
-trap 'rm -f "$file"' EXIT
+# The library keeps the path of its file in 33 bytes, so a longer TMPDIR would not do.
+device=$(mktemp -d /tmp/calibmap-XXXXXX)
+trap 'rm -rf "$device"' EXIT
+lens=$device/lens.bin
 
-"$tools/calibmap" sample -o "$file"
+calibmap sample -o "$lens"
 echo
-"$tools/calibmap-demo" "$file"
+calibmap-demo "$lens"
+
+pictures=${1:-build/demo/pictures}
+mkdir -p "$pictures"
+calibmap draw "$lens" -o "$pictures/lens.png"
+calibmap pattern -o "$device/board.png"
+calibmap remap "$lens" "$device/board.png" --direction distort --border grey \
+    -o "$pictures/recorded.png"
+calibmap remap "$lens" "$pictures/recorded.png" --border grey -o "$pictures/straightened.png"
+echo
+echo "pictures: $pictures/lens.png, recorded.png, straightened.png"

@@ -1,5 +1,7 @@
 #include "canvas.h"
 
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -49,18 +51,29 @@ void Canvas::write(const std::string& text, Point place, Anchor anchor, double a
     cairo_restore(context());
 }
 
+void Canvas::setPixel(int col, int row, Colour colour) {
+    const auto byte = [](double component) {
+        return static_cast<uint32_t>(std::lround(component * 255));
+    };
+    const uint32_t pixel = byte(colour.red) << 16 | byte(colour.green) << 8 | byte(colour.blue);
+    cairo_surface_flush(surface_.get());
+    std::memcpy(pixelAt(col, row), &pixel, sizeof pixel);
+    cairo_surface_mark_dirty(surface_.get());
+}
+
+unsigned char* Canvas::pixelAt(int col, int row) const {
+    return cairo_image_surface_get_data(surface_.get()) +
+           static_cast<std::ptrdiff_t>(row) * cairo_image_surface_get_stride(surface_.get()) +
+           static_cast<std::ptrdiff_t>(col) * static_cast<std::ptrdiff_t>(sizeof(uint32_t));
+}
+
 Picture Canvas::picture() const {
     cairo_surface_flush(surface_.get());
-    const unsigned char* const bytes = cairo_image_surface_get_data(surface_.get());
-    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface_.get()));
     Picture result = makePicture(width_, height_, 3, 8);
     for (int32_t row = 0; row < height_; ++row) {
         for (int32_t col = 0; col < width_; ++col) {
             uint32_t pixel = 0;
-            std::memcpy(&pixel,
-                        bytes + static_cast<std::size_t>(row) * stride +
-                            static_cast<std::size_t>(col) * sizeof pixel,
-                        sizeof pixel);
+            std::memcpy(&pixel, pixelAt(col, row), sizeof pixel);
             uint16_t* const sample = &result.samples[result.index(row, col)];
             sample[0] = pixel >> 16 & 0xFF;
             sample[1] = pixel >> 8 & 0xFF;

@@ -5,15 +5,9 @@
 #include <memory>
 #include <string>
 
+#include "colour.h"
 #include "lens.h"
 #include "picture.h"
-
-/** A colour, its components from 0 to 1. */
-struct Colour {
-    double red;
-    double green;
-    double blue;
-};
 
 /** Where the point that is given for a text lies in it: 0 left or top, 1 right or bottom. */
 struct Anchor {
@@ -42,6 +36,9 @@ class Canvas {
     /** Writes a text, turned about the given point; the height that counts is that of digits. */
     void write(const std::string& text, Point place, Anchor anchor, double angle = 0) const;
 
+    /** Overwrites one pixel. */
+    void setPixel(int col, int row, Colour colour);
+
     /** What has been drawn, as RGB. */
     [[nodiscard]] Picture picture() const;
 
@@ -50,6 +47,8 @@ class Canvas {
         void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
         void operator()(cairo_t* context) const { cairo_destroy(context); }
     };
+    [[nodiscard]] unsigned char* pixelAt(int col, int row) const;
+
     int width_;
     int height_;
     std::unique_ptr<cairo_surface_t, Release> surface_;

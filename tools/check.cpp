@@ -48,9 +48,9 @@ void addCheckCommand(CLI::App& program, Run& run) {
         "4 missing, 8 unreadable or short, 9 a checksum, 10 the pass flag. --verbose adds the "
         "four\n"
         "checksums. The exit status is 0 only when all files are accepted.\n\n"
-        "Example: calibmap check --verbose stereoParams.bin");
-    command.add_option("file", *files, "The calibration files")
+        "Example:\n  calibmap check --verbose stereoParams.bin");
+    command.add_option("FILE", *files, "The calibration files")
         ->required()
-        ->option_text("FILE... REQUIRED");
+        ->option_text("... REQUIRED");
     command.callback([files, &run] { run = [files] { return check(*files); }; });
 }

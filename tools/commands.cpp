@@ -27,9 +27,9 @@ CLI::Option* addRange(CLI::App& command, const std::string& name, Number& value,
 }  // namespace
 
 CLI::Option* addCalibrationFile(CLI::App& command, std::string& file) {
-    return command.add_option("file", file, "The calibration file")
+    return command.add_option("FILE", file, "The calibration file")
         ->required()
-        ->option_text("FILE REQUIRED");
+        ->option_text("REQUIRED");
 }
 
 CLI::Option* addOutput(CLI::App& command, std::string& file, const std::string& description) {
@@ -50,8 +50,7 @@ CLI::Option* addDirection(CLI::App& command, Direction& direction) {
     };
     return command
         .add_option("--direction", direction,
-                    "undistort (for each pixel of the straight image, where the camera recorded "
-                    "it) or distort (the inverse)")
+                    "undistort: from the straight image to the recorded one; distort: the inverse")
         ->transform(CLI::Validator(translate, ""))
         ->type_name("undistort|distort")
         ->default_str(nameOf(direction));

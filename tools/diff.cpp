@@ -136,13 +136,13 @@ void addDiffCommand(CLI::App& program, Run& run) {
         "Compares the maps of both directions at every pixel, then names the fields that differ.\n"
         "The exit status is 0 when the maps agree within the tolerance and 1 when they do not:\n"
         "fields alone, such as the sub camera's, do not change it.\n\n"
-        "Example: calibmap diff --tolerance 0.1 factory.bin today.bin");
-    command.add_option("first", options->first, "A calibration file")
+        "Example:\n  calibmap diff --tolerance 0.1 factory.bin today.bin");
+    command.add_option("A", options->first, "A calibration file")
         ->required()
-        ->option_text("FILE REQUIRED");
-    command.add_option("second", options->second, "Another calibration file")
+        ->option_text("REQUIRED");
+    command.add_option("B", options->second, "Another calibration file")
         ->required()
-        ->option_text("FILE REQUIRED");
+        ->option_text("REQUIRED");
     addNumber(command, "--tolerance", options->tolerance, 0.0, 1e6,
               "Largest difference in pixels between maps that still agree");
     command.callback([options, &run] { run = [options] { return compare(*options); }; });

@@ -206,7 +206,7 @@ void addInfoCommand(CLI::App& program, Run& run) {
     command.footer(
         "Prints both cameras, the extrinsic bytes, the orders and break points of the correction\n"
         "models, and whether maps can be computed from them.\n\n"
-        "Example: calibmap info --json stereoParams.bin");
+        "Example:\n  calibmap info --json stereoParams.bin");
     addCalibrationFile(command, options->file);
     command.add_flag("--json", options->json, "Print the same for programs");
     command.callback([options, &run] { run = [options] { return info(*options); }; });

@@ -36,13 +36,14 @@ int runProgram(int argc, char** argv) {
     program.set_version_flag("--version", format("calibmap %d.%d.%d", CALIBMAP_VERSION_MAJOR,
                                                  CALIBMAP_VERSION_MINOR, CALIBMAP_VERSION_PATCH));
     program.fallthrough();
-    program.require_subcommand(1);
+    program.require_subcommand(0, 1);
     program.add_flag_callback(
         "--verbose", [] { showDiagnostics(true); },
         "Show the library's diagnostics on standard error");
     Run run;
-    for (const auto addCommand : {addSampleCommand, addCheckCommand, addInfoCommand, addMapCommand,
-                                  addRemapCommand, addPatternCommand, addDiffCommand}) {
+    for (const auto addCommand :
+         {addSampleCommand, addCheckCommand, addInfoCommand, addMapCommand, addDrawCommand,
+          addRemapCommand, addPatternCommand, addDiffCommand}) {
         addCommand(program, run);
     }
     // Before a command stand only options without a value.
@@ -65,6 +66,9 @@ int runProgram(int argc, char** argv) {
         const std::string name = commands.empty() ? "" : commands.front()->get_name() + " ";
         return complain(std::string(error.what()) + ", see `calibmap " + name + "--help`",
                         exitUsage);
+    }
+    if (!run) {
+        return complain("a command is required, see `calibmap --help`", exitUsage);
     }
     return run();
 }

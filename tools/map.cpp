@@ -69,15 +69,20 @@ std::optional<std::string> stemOf(const std::string& name, const std::string& en
                                   : std::nullopt;
 }
 
-void writeMap(const std::string& name, const CoordinateMap& map) {
+/** Writes the map in the format that the name asks for and returns what has been written. */
+std::string writeMap(const std::string& name, const CoordinateMap& map) {
     if (const auto stem = stemOf(name, ".pfm")) {
-        OutputFile x(*stem + "-x.pfm");
-        OutputFile y(*stem + "-y.pfm");
+        const std::string xName = *stem + "-x.pfm";
+        const std::string yName = *stem + "-y.pfm";
+        OutputFile x(xName);
+        OutputFile y(yName);
         writePfm(x, map, map.x);
         writePfm(y, map, map.y);
+        x.complete();
+        y.complete();
         x.commit();
         y.commit();
-        return;
+        return xName + " and " + yName;
     }
     OutputFile file(name);
     if (stemOf(name, ".raw")) {
@@ -86,18 +91,19 @@ void writeMap(const std::string& name, const CoordinateMap& map) {
         writeNpy(file, map);
     }
     file.commit();
+    return name;
 }
 
 int makeMap(const Options& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
     const Displacement moved = displacementOf(map);
-    writeMap(options.output, map);
+    const std::string written = writeMap(options.output, map);
     std::fprintf(options.output == "-" ? stderr : stdout,
                  "%s: %d rows x %d columns, displacement at most %.3f and on average %.3f pixels, "
                  "%zu of %zu samples taken outside the image\n",
-                 options.output.c_str(), map.rows, map.cols, moved.largest, moved.mean,
-                 moved.outside, map.x.size());
+                 written.c_str(), map.rows, map.cols, moved.largest, moved.mean, moved.outside,
+                 map.x.size());
     return exitGood;
 }
 
@@ -113,7 +119,7 @@ void addMapCommand(CLI::App& program, Run& run) {
         "  .raw  little-endian float32 without a header: all of x, then all of y\n"
         "  -     .npy on standard output\n"
         "Values are positions in samples, (column, row), counted from 0 at the first centre.\n\n"
-        "Example: calibmap map stereoParams.bin --direction undistort --ratio 2 -o map.npy");
+        "Example:\n  calibmap map stereoParams.bin --direction undistort --ratio 2 -o map.npy");
     addCalibrationFile(command, options->file);
     addDirection(command, options->direction);
     addRatio(command, options->ratio);

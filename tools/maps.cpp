@@ -10,6 +10,13 @@
 CoordinateMap computeMap(const std::string& path, const Image& image, Direction direction,
                          int32_t ratio) {
     const Camera camera = mainCameraOf(image);
+    if (ratio > camera.width || ratio > camera.height) {
+        throw Failure(path,
+                      "ratio " + std::to_string(ratio) + " is more than the image of " +
+                          std::to_string(camera.width) + " x " + std::to_string(camera.height) +
+                          " pixels has",
+                      "choose a smaller --ratio");
+    }
     MatHandle x;
     MatHandle y;
     const int32_t status = callLibrary([&] {

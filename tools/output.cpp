@@ -70,19 +70,20 @@ void OutputFile::write(const void* bytes, std::size_t size) {
     }
 }
 
-void OutputFile::commit() {
-    if (std::fflush(file_) != 0) {
-        refuse(errno);
-    }
-    if (file_ == stdout) {
+void OutputFile::complete() {
+    if (file_ == nullptr) {
         return;
     }
     std::FILE* const file = file_;
     file_ = nullptr;
-    // Some file systems report a full disk no earlier than here.
-    if (std::fclose(file) != 0) {
+    // Some file systems report a full disk no earlier than at the end.
+    if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) {
         refuse(errno);
     }
+}
+
+void OutputFile::commit() {
+    complete();
     if (!temporary_.empty() && std::rename(temporary_.c_str(), target_.c_str()) != 0) {
         refuse(errno);
     }

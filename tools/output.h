@@ -17,6 +17,11 @@ class OutputFile {
     ~OutputFile();
 
     void write(const void* bytes, std::size_t size);
+
+    /** Makes sure that all bytes have arrived; nothing can be written afterwards. */
+    void complete();
+
+    /** Gives the file its name, completing it if need be. */
     void commit();
 
   private:

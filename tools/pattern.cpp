@@ -75,7 +75,7 @@ void addPatternCommand(CLI::App& program, Run& run) {
         "pattern", "Draw a checkerboard with numbered corners to try `remap` on");
     command.footer(
         "Writes an 8-bit grey PNG picture. The corners are numbered from the top left.\n\n"
-        "Example: calibmap pattern --width 640 --height 480 -o board.png");
+        "Example:\n  calibmap pattern --width 640 --height 480 -o board.png");
     addOutput(command, options->output, "The PNG picture to write, or - for standard output");
     addNumber(command, "--width", options->width, 16, 8192, "Width in pixels");
     addNumber(command, "--height", options->height, 16, 8192, "Height in pixels");

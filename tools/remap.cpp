@@ -84,11 +84,11 @@ void addRemapCommand(CLI::App& program, Run& run) {
     command.footer(
         "Reads and writes 8- or 16-bit grey or RGB PNG pictures of the camera's size and\n"
         "interpolates bilinearly.\n\n"
-        "Example: calibmap remap stereoParams.bin recorded.png -o straight.png");
+        "Example:\n  calibmap remap stereoParams.bin recorded.png -o straight.png");
     addCalibrationFile(command, options->file);
-    command.add_option("picture", options->input, "The PNG picture")
+    command.add_option("PICTURE", options->input, "The PNG picture")
         ->required()
-        ->option_text("PICTURE REQUIRED");
+        ->option_text("REQUIRED");
     addOutput(command, options->output, "The PNG picture to write, or - for standard output");
     addDirection(command, options->direction);
     std::string names;

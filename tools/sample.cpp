@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <memory>
@@ -42,7 +43,8 @@ void refuseFolds(const Camera& camera, const Lens& lens) {
             throw Failure("sample",
                           format("this lens folds over itself inside the image, on the way to "
                                  "pixel (%.0f, %.0f)",
-                                 x, y),
+                                 std::clamp(x, 0.0, camera.width - 1.0),
+                                 std::clamp(y, 0.0, camera.height - 1.0)),
                           "choose smaller coefficients or longer focal lengths");
         }
     };
@@ -152,10 +154,8 @@ void addSampleCommand(CLI::App& program, Run& run) {
         "The two correction models are least squares fits of the lens, and the command prints how\n"
         "far they are from it. It refuses a lens that folds the image over itself. The sub camera\n"
         "and the extrinsics are made up.\n\n"
-        "Example: calibmap sample --k1 -0.3 --k2 0.1 -o lens.bin");
-    command
-        .add_option("-o,--output", options->output, "The file to write, or - for standard output")
-        ->required();
+        "Example:\n  calibmap sample --k1 -0.3 --k2 0.1 -o lens.bin");
+    addOutput(command, options->output, "The file to write, or - for standard output");
     Camera& camera = options->camera;
     addNumber(command, "--width", camera.width, 16, 16384, "Image width in pixels");
     addNumber(command, "--height", camera.height, 16, 16384, "Image height in pixels");
