@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# bench.sh [warm|cold|counts]...: builds the release library and its benchmarks, runs them and says
+# which targets hold. Without an argument: all three. `counts` are instructions, which repeat exactly.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+modes=("$@")
+[ ${#modes[@]} -gt 0 ] || modes=(warm cold counts)
+
+need "${BUILD_PACKAGES[@]}" libbenchmark-dev libgsl-dev libeigen3-dev valgrind
+cmake --preset release -B build/bench -DCALIBMAP_BUILD_BENCH=ON -DCALIBMAP_BUILD_TOOLS=OFF \
+    -DCALIBMAP_BUILD_TESTS=OFF >/dev/null
+cmake --build build/bench --target calibmap-bench -- --quiet
+bench=build/bench/bench/calibmap-bench
+
+# Instructions of one run of a job, divided by its units.
+count() {
+    local log
+    log=$(valgrind --tool=callgrind --callgrind-out-file=/dev/null --toggle-collect=measuredRun \
+        "$bench" --once="$1" 2>&1)
+    awk -v name="$1" '
+        $0 ~ "^" name ": " { units = $(NF - 1); unit = $NF }
+        /Collected/ { instructions = $NF }
+        END { printf "%-44s %12d instructions %9.2f /%s\n", name, instructions, instructions / units,
+              substr(unit, 1, length(unit) - 1) }' <<<"$log"
+}
+
+status=0
+for mode in "${modes[@]}"; do
+    echo "== $mode"
+    case $mode in
+    warm | cold)
+        "$bench" --mode="$mode" || status=1
+        ;;
+    counts)
+        for job in 'map 320x240' 'map 640x480' 'map 1280x960' 'collocationMatrix 1120 sites' spcol; do
+            for contender in calibmap GSL; do
+                count "$job/$contender"
+            done
+        done
+        ;;
+    *)
+        echo "usage: $0 [warm|cold|counts]..." >&2
+        exit 2
+        ;;
+    esac
+    echo
+done
+exit $status
