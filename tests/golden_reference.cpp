@@ -339,7 +339,7 @@ std::vector<Result> evaluate(const Implementation& use) {
                                 {"denormal", -900 * smallest, smallest},
                                 {"tiny", 0, 0x1p-200},
                                 {"huge", -0x1p1010, 0x1p1000}};
-    for (int k = 1; k <= 8; ++k) {
+    for (int k = 1; k <= 9; ++k) {
         const std::vector<int> multiplicities[] = {
             {k, k},
             {k, 1, 1, 1, 1, 1, k},
