@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 #include "calibration.h"
@@ -17,9 +16,11 @@ void printRanges(const Image& image) {
     }
 }
 
-int check(const std::vector<std::string>& files) {
+}  // namespace
+
+int runCheck(const CheckOptions& options) {
     int status = exitGood;
-    for (const std::string& file : files) {
+    for (const std::string& file : options.files) {
         Image image{};
         const Verdict verdict = examine(file, image);
         if (verdict.status == CALIBMAP_SUCCESS) {
@@ -35,22 +36,4 @@ int check(const std::vector<std::string>& files) {
         }
     }
     return status;
-}
-
-}  // namespace
-
-void addCheckCommand(CLI::App& program, Run& run) {
-    const auto files = std::make_shared<std::vector<std::string>>();
-    CLI::App& command =
-        *program.add_subcommand("check", "Say whether a device would accept calibration files");
-    command.footer(
-        "One line per file: accepted, or the library's status and the first reason to refuse it:\n"
-        "4 missing, 8 unreadable or short, 9 a checksum, 10 the pass flag. --verbose adds the "
-        "four\n"
-        "checksums. The exit status is 0 only when all files are accepted.\n\n"
-        "Example:\n  calibmap check --verbose stereoParams.bin");
-    command.add_option("FILE", *files, "The calibration files")
-        ->required()
-        ->option_text("... REQUIRED");
-    command.callback([files, &run] { run = [files] { return check(*files); }; });
 }

@@ -1,40 +1,75 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "calibration.h"
+#include "lens.h"
 
-/** What the chosen command does once the command line has been read; returns an `ExitStatus`. */
-using Run = std::function<int()>;
+// The commands: what each is asked for, and the function that does it and returns an `ExitStatus`.
+// "-" as an output is standard output.
 
-// Each adds one command with its options; when it is chosen, it sets `run`.
-void addCheckCommand(CLI::App& program, Run& run);
-void addDiffCommand(CLI::App& program, Run& run);
-void addDrawCommand(CLI::App& program, Run& run);
-void addInfoCommand(CLI::App& program, Run& run);
-void addMapCommand(CLI::App& program, Run& run);
-void addPatternCommand(CLI::App& program, Run& run);
-void addRemapCommand(CLI::App& program, Run& run);
-void addSampleCommand(CLI::App& program, Run& run);
+struct SampleOptions {
+    std::string output;
+    Camera camera = {640, 480, 425, 425, 318.7, 242.3};
+    Lens lens = {-0.28, 0.09, 0.0004, -0.0003, -0.012};
+};
+int runSample(const SampleOptions& options);
 
-/** Adds the calibration file that a command reads. */
-CLI::Option* addCalibrationFile(CLI::App& command, std::string& file);
+struct CheckOptions {
+    std::vector<std::string> files;
+};
+int runCheck(const CheckOptions& options);
 
-/** Adds the required -o of a command that writes a file. */
-CLI::Option* addOutput(CLI::App& command, std::string& file, const std::string& description);
+struct InfoOptions {
+    std::string file;
+    bool json = false;
+};
+int runInfo(const InfoOptions& options);
 
-/** Adds --direction, undistort or distort. */
-CLI::Option* addDirection(CLI::App& command, Direction& direction);
+struct MapOptions {
+    std::string file;
+    std::string output;
+    Direction direction = Direction::undistort;
+    int32_t ratio = 1;
+};
+/** True when the ending of the name is that of a format. */
+bool isMapName(const std::string& name);
+int runMap(const MapOptions& options);
 
-/** Adds --ratio, 1 or a positive even number. */
-CLI::Option* addRatio(CLI::App& command, int32_t& ratio);
+struct DrawOptions {
+    std::string file;
+    std::string output;
+    Direction direction = Direction::undistort;
+    int32_t ratio = 1;
+    int32_t width = 900;
+};
+int runDraw(const DrawOptions& options);
 
-/** Adds an option for a finite number from `low` to `high`. */
-CLI::Option* addNumber(CLI::App& command, const std::string& name, double& value, double low,
-                       double high, const std::string& description);
+/** What a picture shows where the map leads outside its source. */
+enum class Border { black, white, grey, edge };
 
-/** Adds an option for a whole number from `low` to `high`. */
-CLI::Option* addNumber(CLI::App& command, const std::string& name, int32_t& value, int32_t low,
-                       int32_t high, const std::string& description);
+struct RemapOptions {
+    std::string file;
+    std::string input;
+    std::string output;
+    Direction direction = Direction::undistort;
+    Border border = Border::black;
+};
+int runRemap(const RemapOptions& options);
+
+struct PatternOptions {
+    std::string output;
+    int32_t width = 640;
+    int32_t height = 480;
+    int32_t square = 40;
+};
+int runPattern(const PatternOptions& options);
+
+struct DiffOptions {
+    std::string first;
+    std::string second;
+    double tolerance = 0;
+};
+int runDiff(const DiffOptions& options);

@@ -2,7 +2,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,12 +11,6 @@
 #include "output.h"
 
 namespace {
-
-struct Options {
-    std::string first;
-    std::string second;
-    double tolerance = 0;
-};
 
 uint32_t valueAt(const Image& image, const Field& field, std::size_t index) {
     const std::size_t offset = field.offset + index * sizeOf(field.type);
@@ -56,7 +49,7 @@ void printFields(const Image& first, const Image& second, std::vector<bool>& nam
         std::fill_n(start, field.count * sizeOf(field.type), true);
         if (differing.size() == 1) {
             const std::size_t i = differing.front();
-            const std::string place = field.count == 1 ? "" : "[" + std::to_string(i) + "]";
+            const std::string place = field.count == 1 ? "" : format("[%zu]", i);
             std::printf("  %s%s: %s and %s\n", field.name.c_str(), place.c_str(),
                         textOf(valueAt(first, field, i), field.type).c_str(),
                         textOf(valueAt(second, field, i), field.type).c_str());
@@ -91,7 +84,7 @@ void printDifferences(const Image& first, const Image& second) {
 }
 
 /** Compares the maps of one direction; true when they agree within the tolerance. */
-bool compareMaps(const Options& options, const Image& first, const Image& second,
+bool compareMaps(const DiffOptions& options, const Image& first, const Image& second,
                  Direction direction) {
     const CoordinateMap a = computeMap(options.first, first, direction, 1);
     const CoordinateMap b = computeMap(options.second, second, direction, 1);
@@ -115,7 +108,9 @@ bool compareMaps(const Options& options, const Image& first, const Image& second
     return agree;
 }
 
-int compare(const Options& options) {
+}  // namespace
+
+int runDiff(const DiffOptions& options) {
     const Image first = loadCalibration(options.first);
     const Image second = loadCalibration(options.second);
     bool agree = true;
@@ -124,26 +119,4 @@ int compare(const Options& options) {
     }
     printDifferences(first, second);
     return agree ? exitGood : exitRefused;
-}
-
-}  // namespace
-
-void addDiffCommand(CLI::App& program, Run& run) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        *program.add_subcommand("diff", "Say whether two calibration files give the same maps");
-    command.footer(
-        "Compares the maps of both directions at every pixel, then names the fields that differ.\n"
-        "The exit status is 0 when the maps agree within the tolerance and 1 when they do not:\n"
-        "fields alone, such as the sub camera's, do not change it.\n\n"
-        "Example:\n  calibmap diff --tolerance 0.1 factory.bin today.bin");
-    command.add_option("A", options->first, "A calibration file")
-        ->required()
-        ->option_text("REQUIRED");
-    command.add_option("B", options->second, "Another calibration file")
-        ->required()
-        ->option_text("REQUIRED");
-    addNumber(command, "--tolerance", options->tolerance, 0.0, 1e6,
-              "Largest difference in pixels between maps that still agree");
-    command.callback([options, &run] { run = [options] { return compare(*options); }; });
 }

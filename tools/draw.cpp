@@ -2,7 +2,6 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
-#include <memory>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "commands.h"
 #include "contour.h"
 #include "failure.h"
+#include "interpolation.h"
 #include "maps.h"
 #include "output.h"
 #include "picture.h"
@@ -21,14 +21,6 @@ namespace {
 constexpr Colour ink = {0.13, 0.13, 0.15};
 constexpr Colour faintInk = {0.42, 0.42, 0.45};
 constexpr Colour white = {1, 1, 1};
-
-struct Options {
-    std::string file;
-    std::string output;
-    Direction direction = Direction::undistort;
-    int32_t ratio = 1;
-    int32_t width = 900;
-};
 
 struct Rectangle {
     double left;
@@ -59,19 +51,6 @@ struct Figure {
         return sample * map->ratio + (map->ratio - 1) * 0.5;
     }
 };
-
-/** Bilinear interpolation at a place in samples; outside, that of the nearest sample. */
-template <class ValueAt>
-double interpolated(int rows, int cols, double x, double y, const ValueAt& at) {
-    x = std::clamp(x, 0.0, cols - 1.0);
-    y = std::clamp(y, 0.0, rows - 1.0);
-    const auto col = std::min(static_cast<int>(x), std::max(cols - 2, 0));
-    const auto row = std::min(static_cast<int>(y), std::max(rows - 2, 0));
-    const int nextCol = std::min(col + 1, cols - 1);
-    const int nextRow = std::min(row + 1, rows - 1);
-    return std::lerp(std::lerp(at(row, col), at(row, nextCol), x - col),
-                     std::lerp(at(nextRow, col), at(nextRow, nextCol), x - col), y - row);
-}
 
 double displacementAtPixel(const Figure& figure, Point pixel) {
     const NodeValues& nodes = figure.displacement;
@@ -108,7 +87,7 @@ std::string numberText(double value, double step) {
     return format("%.*f", decimals, value);
 }
 
-Figure layOut(const Options& options, const CoordinateMap& map, const Camera& camera) {
+Figure layOut(const DrawOptions& options, const CoordinateMap& map, const Camera& camera) {
     Figure figure{};
     figure.map = &map;
     figure.camera = camera;
@@ -369,7 +348,7 @@ void drawLegend(const Figure& figure, const Canvas& canvas, double step) {
                  -std::numbers::pi / 2);
 }
 
-void drawTitle(const Figure& figure, const Canvas& canvas, const Options& options) {
+void drawTitle(const Figure& figure, const Canvas& canvas, const DrawOptions& options) {
     const double s = figure.scale;
     const bool undistort = options.direction == Direction::undistort;
     const std::string name = std::filesystem::path(options.file).filename().string();
@@ -388,7 +367,9 @@ void drawTitle(const Figure& figure, const Canvas& canvas, const Options& option
                  {figure.plot.left, 50 * s}, {0, 0});
 }
 
-int draw(const Options& options) {
+}  // namespace
+
+int runDraw(const DrawOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
     Figure figure = layOut(options, map, mainCameraOf(image));
@@ -411,21 +392,4 @@ int draw(const Options& options) {
     drawTitle(figure, canvas, options);
     writePng(options.output, canvas.picture());
     return exitGood;
-}
-
-}  // namespace
-
-void addDrawCommand(CLI::App& program, Run& run) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("draw", "Draw what the lens does");
-    command.footer(
-        "Writes a PNG picture: the displacement of each pixel in colour and contour lines, and a\n"
-        "regular grid drawn through the map.\n\n"
-        "Example:\n  calibmap draw stereoParams.bin --direction distort -o lens.png");
-    addCalibrationFile(command, options->file);
-    addOutput(command, options->output, "The PNG picture to write, or - for standard output");
-    addDirection(command, options->direction);
-    addRatio(command, options->ratio);
-    addNumber(command, "--width", options->width, 400, 8000, "Width of the picture in pixels");
-    command.callback([options, &run] { run = [options] { return draw(*options); }; });
 }

@@ -3,7 +3,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <numbers>
 #include <string>
@@ -18,11 +17,6 @@
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-struct Options {
-    std::string file;
-    bool json = false;
-};
 
 /** Angles, in degrees, that the straightened image covers. */
 struct FieldOfView {
@@ -185,7 +179,9 @@ void print(const Image& image) {
     }
 }
 
-int info(const Options& options) {
+}  // namespace
+
+int runInfo(const InfoOptions& options) {
     const Image image = loadCalibration(options.file);
     if (options.json) {
         // A file name need not be UTF-8.
@@ -196,18 +192,4 @@ int info(const Options& options) {
         print(image);
     }
     return exitGood;
-}
-
-}  // namespace
-
-void addInfoCommand(CLI::App& program, Run& run) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("info", "Show what a calibration file says");
-    command.footer(
-        "Prints both cameras, the extrinsic bytes, the orders and break points of the correction\n"
-        "models, and whether maps can be computed from them.\n\n"
-        "Example:\n  calibmap info --json stereoParams.bin");
-    addCalibrationFile(command, options->file);
-    command.add_flag("--json", options->json, "Print the same for programs");
-    command.callback([options, &run] { run = [options] { return info(*options); }; });
 }

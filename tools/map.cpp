@@ -1,6 +1,5 @@
 #include <bit>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,13 +10,6 @@
 #include "output.h"
 
 namespace {
-
-struct Options {
-    std::string file;
-    std::string output;
-    Direction direction = Direction::undistort;
-    int32_t ratio = 1;
-};
 
 /** Writes floats as little-endian bytes. */
 void writeFloats(OutputFile& file, const float* values, std::size_t count) {
@@ -94,7 +86,13 @@ std::string writeMap(const std::string& name, const CoordinateMap& map) {
     return name;
 }
 
-int makeMap(const Options& options) {
+}  // namespace
+
+bool isMapName(const std::string& name) {
+    return name == "-" || stemOf(name, ".npy") || stemOf(name, ".pfm") || stemOf(name, ".raw");
+}
+
+int runMap(const MapOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
     const Displacement moved = displacementOf(map);
@@ -105,31 +103,4 @@ int makeMap(const Options& options) {
                  written.c_str(), map.rows, map.cols, moved.largest, moved.mean, moved.outside,
                  map.x.size());
     return exitGood;
-}
-
-}  // namespace
-
-void addMapCommand(CLI::App& program, Run& run) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand("map", "Compute a map and write its numbers");
-    command.footer(
-        "The ending of the output's name chooses the format:\n"
-        "  .npy  NumPy, float32, shape (2, rows, columns): x, then y\n"
-        "  .pfm  two portable float maps, NAME-x.pfm and NAME-y.pfm\n"
-        "  .raw  little-endian float32 without a header: all of x, then all of y\n"
-        "  -     .npy on standard output\n"
-        "Values are positions in samples, (column, row), counted from 0 at the first centre.\n\n"
-        "Example:\n  calibmap map stereoParams.bin --direction undistort --ratio 2 -o map.npy");
-    addCalibrationFile(command, options->file);
-    addDirection(command, options->direction);
-    addRatio(command, options->ratio);
-    addOutput(command, options->output, "The file to write; its ending is the format")
-        ->check(CLI::Validator(
-            [](const std::string& name) {
-                const bool known = name == "-" || stemOf(name, ".npy") || stemOf(name, ".pfm") ||
-                                   stemOf(name, ".raw");
-                return known ? std::string() : "'" + name + "' ends in none of .npy, .pfm and .raw";
-            },
-            ""));
-    command.callback([options, &run] { run = [options] { return makeMap(*options); }; });
 }

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <string>
 
 #include "canvas.h"
@@ -8,13 +7,6 @@
 #include "failure.h"
 
 namespace {
-
-struct Options {
-    std::string output;
-    int32_t width = 640;
-    int32_t height = 480;
-    int32_t square = 40;
-};
 
 bool isWhite(int32_t row, int32_t col) {
     return (row + col) % 2 == 0;
@@ -43,7 +35,9 @@ void writeNumbers(const Canvas& canvas, int32_t square) {
     }
 }
 
-int drawPattern(const Options& options) {
+}  // namespace
+
+int runPattern(const PatternOptions& options) {
     const Canvas canvas(options.width, options.height);
     cairo_set_antialias(canvas.context(), CAIRO_ANTIALIAS_NONE);
     canvas.setColour({0, 0, 0});
@@ -65,20 +59,4 @@ int drawPattern(const Options& options) {
     }
     writePng(options.output, grey);
     return exitGood;
-}
-
-}  // namespace
-
-void addPatternCommand(CLI::App& program, Run& run) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = *program.add_subcommand(
-        "pattern", "Draw a checkerboard with numbered corners to try `remap` on");
-    command.footer(
-        "Writes an 8-bit grey PNG picture. The corners are numbered from the top left.\n\n"
-        "Example:\n  calibmap pattern --width 640 --height 480 -o board.png");
-    addOutput(command, options->output, "The PNG picture to write, or - for standard output");
-    addNumber(command, "--width", options->width, 16, 8192, "Width in pixels");
-    addNumber(command, "--height", options->height, 16, 8192, "Height in pixels");
-    addNumber(command, "--square", options->square, 4, 4096, "Side of a square in pixels");
-    command.callback([options, &run] { run = [options] { return drawPattern(*options); }; });
 }

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <memory>
 #include <optional>
 
 #include "calibration.h"
@@ -13,12 +12,6 @@
 #include "output.h"
 
 namespace {
-
-struct Options {
-    std::string output;
-    Camera camera = {640, 480, 425, 425, 318.7, 242.3};
-    Lens lens = {-0.28, 0.09, 0.0004, -0.0003, -0.012};
-};
 
 /** How far a map is from the lens, in pixels over all pixels. */
 struct FitError {
@@ -59,7 +52,7 @@ void refuseFolds(const Camera& camera, const Lens& lens) {
     }
 }
 
-CameraIntrinsics mainCamera(const Options& options) {
+CameraIntrinsics mainCamera(const SampleOptions& options) {
     const Camera& camera = options.camera;
     const Lens& lens = options.lens;
     CameraIntrinsics result = {camera.width,
@@ -101,7 +94,9 @@ FitError measure(const std::string& path, const Image& image, const Lens& lens,
     return error;
 }
 
-int makeSample(const Options& options) {
+}  // namespace
+
+int runSample(const SampleOptions& options) {
     // A sub camera and an arrangement of the two as they may be found in a telephone: colour, full
     // HD, 25 mm beside the main camera and parallel to it.
     CalibrationContent content = {
@@ -142,32 +137,4 @@ int makeSample(const Options& options) {
     file.commit();
     std::fputs(report.c_str(), options.output == "-" ? stderr : stdout);
     return exitGood;
-}
-
-}  // namespace
-
-void addSampleCommand(CLI::App& program, Run& run) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        *program.add_subcommand("sample", "Write a valid calibration file for a described lens");
-    command.footer(
-        "The two correction models are least squares fits of the lens, and the command prints how\n"
-        "far they are from it. It refuses a lens that folds the image over itself. The sub camera\n"
-        "and the extrinsics are made up.\n\n"
-        "Example:\n  calibmap sample --k1 -0.3 --k2 0.1 -o lens.bin");
-    addOutput(command, options->output, "The file to write, or - for standard output");
-    Camera& camera = options->camera;
-    addNumber(command, "--width", camera.width, 16, 16384, "Image width in pixels");
-    addNumber(command, "--height", camera.height, 16, 16384, "Image height in pixels");
-    addNumber(command, "--fx", camera.fx, 1.0, 1e6, "Focal length along x in pixels");
-    addNumber(command, "--fy", camera.fy, 1.0, 1e6, "Focal length along y in pixels");
-    addNumber(command, "--cx", camera.cx, -1e5, 1e5, "Principal point, x in pixels");
-    addNumber(command, "--cy", camera.cy, -1e5, 1e5, "Principal point, y in pixels");
-    Lens& lens = options->lens;
-    addNumber(command, "--k1", lens.k1, -1e3, 1e3, "Brown-Conrady radial coefficient of r^2");
-    addNumber(command, "--k2", lens.k2, -1e3, 1e3, "Radial coefficient of r^4");
-    addNumber(command, "--p1", lens.p1, -1e3, 1e3, "First tangential coefficient");
-    addNumber(command, "--p2", lens.p2, -1e3, 1e3, "Second tangential coefficient");
-    addNumber(command, "--k3", lens.k3, -1e3, 1e3, "Radial coefficient of r^6");
-    command.callback([options, &run] { run = [options] { return makeSample(*options); }; });
 }
