@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# consumers.sh [PREFIX]: builds and runs the projects of tests/consumers, and the Python reader's test,
+# with what is installed at PREFIX. Without PREFIX it installs a tree with the shared and one with the
+# static library, moves both, takes each of these, and last the source tree as a part of a project.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" make python3-minimal python3-numpy
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# quietly COMMAND...: what it prints is shown only when it fails.
+quietly() {
+    "$@" >"$work/log" 2>&1 || {
+        cat "$work/log"
+        return 1
+    }
+}
+
+build() {
+    quietly cmake -S "tests/consumers/$1" -B "$work/$1" -G Ninja --fresh "${@:2}"
+    quietly cmake --build "$work/$1"
+}
+
+run() {
+    quietly "$work/$1/$1" "$file" || {
+        echo "  $1: failed"
+        return 1
+    }
+    echo "  $1: its map is that of the lens"
+}
+
+sameVersion() {
+    local expected=$1 found=$2 where=$3
+    [ "$found" = "$expected" ] || {
+        echo "CHANGELOG.md ends with version '$expected', but $where with '$found'"
+        return 1
+    }
+}
+
+consume() {
+    local prefix=$1 library libraries version
+    library=$(find "$prefix" -name libcalibmap.so -o -name libcalibmap.a)
+    libraries=$(dirname "$library")
+    export CMAKE_PREFIX_PATH=$prefix PKG_CONFIG_PATH=$libraries/pkgconfig LD_LIBRARY_PATH=$libraries
+    export CALIBMAP_TOOL CALIBMAP_LIBRARY=$library
+
+    version=$(sed -n 's/^## \([0-9.]*\) - .*/\1/p' CHANGELOG.md | head -n 1)
+    sameVersion "$version" "$(pkg-config --modversion calibmap)" "pkg-config"
+    sameVersion "calibmap $version" "$("$CALIBMAP_TOOL" --version)" "the program"
+    file=$work/lens.bin
+    quietly "$CALIBMAP_TOOL" sample -o "$file"
+
+    build find_package
+    run find_package
+    build exceptions
+    run exceptions
+    mkdir -p "$work/pkg_config" "$work/dlopen"
+    make -s -B -C tests/consumers/pkg_config OUT="$work/pkg_config"
+    run pkg_config
+    case $library in *.so)
+        # shellcheck disable=SC2046 # several flags
+        cc -std=c99 -Wall -Wextra -Werror $(pkg-config --cflags calibmap) -o "$work/dlopen/dlopen" \
+            tests/consumers/dlopen/main.c -ldl -lm
+        run dlopen
+        PYTHONPATH=$(dirname "$(find "$prefix" -name calibmap.py)") \
+            /usr/bin/python3 -B python/test_calibmap.py
+        ;;
+    esac
+}
+
+if [ $# -gt 0 ]; then
+    prefix=$(realpath "$1")
+    CALIBMAP_TOOL=$prefix/bin/calibmap
+    consume "$prefix"
+    exit
+fi
+
+installAndMove() {
+    local shared=$1 tool=$2
+    echo "installed with BUILD_SHARED_LIBS=$shared"
+    quietly cmake --preset release --fresh -B "build/consumers-$shared" -DBUILD_SHARED_LIBS="$shared" \
+        -DCALIBMAP_BUILD_TOOLS="$tool" -DCALIBMAP_BUILD_TESTS=OFF
+    quietly cmake --build "build/consumers-$shared"
+    quietly cmake --install "build/consumers-$shared" --prefix "$work/first"
+    mv "$work/first" "$work/$shared"
+}
+
+installAndMove ON ON
+CALIBMAP_TOOL=$work/ON/bin/calibmap
+quietly "$CALIBMAP_TOOL" --version # the program finds its library
+consume "$work/ON"
+installAndMove OFF OFF
+consume "$work/OFF"
+for shared in ON OFF; do
+    echo "as a part of a project with BUILD_SHARED_LIBS=$shared"
+    build add_subdirectory -DBUILD_SHARED_LIBS=$shared
+    run add_subdirectory
+done
