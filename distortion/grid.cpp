@@ -106,7 +106,10 @@ bool hasShape(const Mat* m, int64_t rows, int64_t cols) {
     return matSize(m) != 0 && m->rows == rows && m->cols == cols;
 }
 
-/** False where the shapes alone already decide that no map can be made. */
+/**
+ * False where the shapes alone already decide that no map can be made: exactly where one of the
+ * results below is refused for its shape or its size.
+ */
 bool canBeEvaluated(const BsplineModel& model, int32_t mapRows, int32_t mapCols) {
     if (model.xknotsVec == nullptr || model.yknotsVec == nullptr) {
         return false;
@@ -115,7 +118,9 @@ bool canBeEvaluated(const BsplineModel& model, int32_t mapRows, int32_t mapCols)
     const int64_t ySplines = int64_t{model.yknotsVec->size} - model.ky;
     return hasShape(model.xcorrectMatrix, ySplines, xSplines) &&
            hasShape(model.ycorrectMatrix, ySplines, xSplines) &&
-           withinLimit(int64_t{mapRows} * mapCols, sizeof(double));
+           withinLimit(int64_t{mapRows} * mapCols, sizeof(double)) &&
+           withinLimit(mapCols * xSplines, sizeof(double)) &&
+           withinLimit(mapRows * std::max(xSplines, ySplines), sizeof(double));
 }
 
 /** One map in the making: the left factor of its product, and its steps, each with its operand. */
