@@ -9,38 +9,36 @@
 #include <string>
 #include <vector>
 
-#include "benchmark_case.h"
-#include "calibmap.h"
-#include "lens_model.h"
+#include "calibration_image.h"
+#include "measure.h"
 
-/** A way to compute the undistortion map, delivered as floats or, to be checked, as doubles. */
-struct MapContender {
-    std::string name;
-    void (*deliverFloats)(const LensModel& lens, int32_t ratio, float* x, float* y);
-    void (*deliverDoubles)(const LensModel& lens, int32_t ratio, double* x, double* y);
+/** The undistortion model of a calibration file, orders 7 and 7, and its camera. */
+struct LensModel {
+    static constexpr int32_t order = 7;
+
+    explicit LensModel(const Image& image);
+
+    int32_t width;
+    int32_t height;
+    double fx;
+    double fy;
+    double cx;
+    double cy;
+    std::vector<double> xBreaks;
+    std::vector<double> yBreaks;
+    std::vector<double> xCoefficients;  ///< row-major, a row for each B-spline along y
+    std::vector<double> yCoefficients;
 };
 
-std::vector<MapContender> mapContenders();
-
-/**
- * The least that any way can do which holds two maps of doubles: writes them, reads them back and
- * delivers them as floats, without arithmetic.
- */
-void deliverFloor(const LensModel& lens, int32_t ratio, float* x, float* y);
-
-/** A way to evaluate all B-splines over some break points at every site: one row for each site. */
-struct CollocationContender {
+/** One contender; what it cannot do is null. */
+struct Contender {
     std::string name;
-    Buffer<double> (*collocate)(std::span<const double> breaks, int32_t order,
-                                std::span<const double> sites);
-};
-
-std::vector<CollocationContender> collocationContenders();
-
-/** A way to multiply two row-major matrices. */
-struct ProductContender {
-    std::string name;
+    void (*mapToFloats)(const LensModel& lens, int32_t ratio, float* x, float* y);
+    /** The same before the rounding to floats, which would hide differences. */
+    void (*mapToDoubles)(const LensModel& lens, int32_t ratio, double* x, double* y);
+    /** Values of all B-splines over the break points at every site: a row for each site. */
+    Buffer<double> (*collocate)(std::span<const double> breaks, std::span<const double> sites);
     Buffer<double> (*multiply)(const Mat& a, const Mat& b);
 };
 
-std::vector<ProductContender> productContenders();
+std::vector<Contender> contenders();

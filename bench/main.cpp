@@ -1,129 +1,108 @@
 /**
- * calibmap-bench --mode=warm|cold [Google Benchmark's options]
- * calibmap-bench --once=JOB/CONTENDER     one run, for a tool that counts instructions
+ * calibmap-bench [--mode=warm|cold] [Google Benchmark's options]: measures and compares.
+ * calibmap-bench --once=JOB/CONTENDER: a single run, for a tool that counts instructions.
  */
-#include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <optional>
+#include <iterator>
 #include <string_view>
 
-#include "benchmark_case.h"
-#include "report.h"
+#include "measure.h"
 
 /** What --once runs, under a name that a tool can be told. */
-extern "C" [[gnu::noinline]] void measuredRun(const BenchmarkCase& benchmarkCase) {
-    benchmarkCase.run();
-    asm volatile("");  // no tail call, which would end this function before the run
+extern "C" [[gnu::noinline]] void measuredRun(const Case& measured) {
+    measured.run();
+    benchmark::ClobberMemory();  // no tail call: this function ends after the run
 }
 
 namespace {
-
-struct Options {
-    HeapMode mode = HeapMode::warm;
-    std::string once;
-};
-
-/** Takes our options out of the command line and leaves Google Benchmark's. */
-Options takeOptions(std::vector<char*>& arguments) {
-    constexpr std::string_view once = "--once=";
-    Options options;
-    std::erase_if(arguments, [&](const char* text) {
-        const std::string_view argument = text;
-        if (argument == "--mode=warm" || argument == "--mode=cold") {
-            options.mode = argument == "--mode=warm" ? HeapMode::warm : HeapMode::cold;
-            return true;
-        }
-        if (argument.starts_with(once)) {
-            options.once = argument.substr(once.size());
-            return true;
-        }
-        return false;
-    });
-    return options;
-}
 
 void setHeap(HeapMode mode) {
     if (mode == HeapMode::warm) {
         mallopt(M_MMAP_MAX, 0);
         mallopt(M_TRIM_THRESHOLD, -1);
     } else {
-        // The threshold of a fresh process. Setting it stops its adaptation to what is freed, by
-        // which a later iteration would find less cold memory than the first.
+        // A fresh process's threshold. Setting it stops its adaptation, by which the later of many
+        // runs would find their memory less cold than the first.
         mallopt(M_MMAP_THRESHOLD, 128 * 1024);
     }
 }
 
-std::vector<BenchmarkCase> allCases() {
-    std::vector<BenchmarkCase> cases = mapCases();
-    for (BenchmarkCase& added : toolkitCases()) {
-        cases.push_back(std::move(added));
-    }
+std::vector<Case> allCases() {
+    std::vector<Case> cases = mapCases();
+    std::ranges::move(toolkitCases(), std::back_inserter(cases));
     return cases;
 }
 
-int runOnce(const std::string& name) {
-    for (const BenchmarkCase& candidate : allCases()) {
-        if (caseName(candidate) == name) {
+int runOnce(std::string_view name) {
+    for (const Case& candidate : allCases()) {
+        if (candidate.name() == name) {
+            candidate.run();  // binds what is bound lazily
             measuredRun(candidate);
-            std::printf("%s: %.0f %ss\n", name.c_str(), candidate.units, candidate.unit.c_str());
+            std::printf("%s: %.0f %s\n", candidate.name().c_str(), candidate.units,
+                        candidate.unit.c_str());
             return 0;
         }
     }
-    std::fprintf(stderr, "there is no %s\n", name.c_str());
+    std::fprintf(stderr, "no such case\n");
     return 2;
 }
 
-int runAll(HeapMode mode, int argumentCount, char** arguments) {
-    benchmark::Initialize(&argumentCount, arguments);
-    if (benchmark::ReportUnrecognizedArguments(argumentCount, arguments)) {
+int runAll(HeapMode mode, std::vector<char*> arguments) {
+    // The repetitions of all cases are interleaved, so that what disturbs the machine meets all
+    // contenders alike. Further arguments override these.
+    char interleaving[] = "--benchmark_enable_random_interleaving=true";
+    char repetitions[] = "--benchmark_repetitions=15";
+    char minimum[] = "--benchmark_min_time=0.02";
+    arguments.insert(arguments.begin() + 1, {interleaving, repetitions, minimum});
+    auto count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
         return 2;
     }
-    // Before anything else: a child's peak starts at what its parent holds.
-    const std::vector<MemoryUse> memory =
-        mode == HeapMode::cold ? mapMemory() : std::vector<MemoryUse>();
-    const std::vector<BenchmarkCase> cases = allCases();
-    for (const BenchmarkCase& added : cases) {
-        if (added.check) {
-            added.check();
-        }
-        benchmark::RegisterBenchmark(caseName(added).c_str(), [run = added.run](auto& state) {
+    setHeap(mode);
+    const std::vector<Case> cases = allCases();
+    for (const Case& added : cases) {
+        added.check();
+#ifndef __clang_analyzer__  // which cannot see that what is registered is kept, not leaked
+        benchmark::RegisterBenchmark(added.name().c_str(), [&](benchmark::State& state) {
             for ([[maybe_unused]] auto iteration : state) {
-                run();
+                added.run();
                 benchmark::ClobberMemory();
             }
         });
+#endif
     }
-    std::printf("all contenders agree\n\n");
-    Medians medians(cases);
+    std::printf("All contenders agree.\n\n");
+    Medians medians;
     benchmark::RunSpecifiedBenchmarks(&medians);
-    medians.printTable();
-    for (const MemoryUse& use : memory) {
-        std::printf("%-36s %-9s %29.2f bytes/pixel\n", "map 4000x3000, peak memory",
-                    use.contender.c_str(), use.bytesPerPixel);
-    }
+    printTable(cases, medians);
     std::printf("\n");
-    return printTargets(mode, medians, memory) ? 0 : 1;
+    return printTargets(mode, medians) ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argumentCount, char** argumentList) {
+    constexpr std::string_view once = "--once=";
     std::vector<char*> arguments(argumentList, argumentList + argumentCount);
-    const Options options = takeOptions(arguments);
-    // The repetitions of all cases are interleaved, so that a disturbance of the machine meets all
-    // contenders alike. A later argument overrides these.
-    char interleaving[] = "--benchmark_enable_random_interleaving=true";
-    char repetitions[] = "--benchmark_repetitions=15";
-    char minimum[] = "--benchmark_min_time=0.02";
-    arguments.insert(arguments.begin() + 1, {interleaving, repetitions, minimum});
-    setHeap(options.mode);
+    HeapMode mode = HeapMode::warm;
     try {
-        return options.once.empty()
-                   ? runAll(options.mode, static_cast<int>(arguments.size()), arguments.data())
-                   : runOnce(options.once);
+        for (auto argument = arguments.begin(); argument != arguments.end();) {
+            const std::string_view text = *argument;
+            if (text.starts_with(once)) {
+                return runOnce(text.substr(once.size()));
+            }
+            const bool isMode = text == "--mode=warm" || text == "--mode=cold";
+            if (isMode) {
+                mode = text == "--mode=cold" ? HeapMode::cold : HeapMode::warm;
+            }
+            argument = isMode ? arguments.erase(argument) : argument + 1;
+        }
+        return runAll(mode, std::move(arguments));
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s\n", failure.what());
         return 2;
