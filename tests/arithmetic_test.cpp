@@ -1,0 +1,92 @@
+// The arithmetic of the matrices, bit for bit.
+#include "support.h"
+
+namespace {
+
+constexpr double largest = std::numeric_limits<double>::max();
+const Values peculiar = {0.0,        -0.0,    1.0,       -1.0,      0.1,
+                         -7.25,      5e-324,  -2.5e-308, infinity,  -infinity,
+                         notANumber, largest, -largest,  1.0 / 3.0, 3e-310};
+
+TEST(Arithmetic, IsOneRoundedOperationPerElement) {
+    const Values other(peculiar.rbegin(), peculiar.rend());
+    const auto a = matrix(5, 3, peculiar);
+    const auto b = matrix(5, 3, other);
+    const auto expect = [&](Mat* result, const auto& operation) {
+        Values expected(peculiar.size());
+        std::transform(peculiar.begin(), peculiar.end(), other.begin(), expected.begin(),
+                       operation);
+        EXPECT_EQ(bitsOf(elements(own(result))), bitsOf(expected));
+    };
+    expect(matAdd(a.get(), b.get()), [](double x, double y) { return x + y; });
+    expect(matAdd(a.get(), a.get()), [](double x, double) { return x + x; });
+    expect(matSub(a.get(), b.get()), [](double x, double y) { return x - y; });
+    expect(cloneMat(a.get()), [](double x, double) { return x; });
+    expect(matT(own(matT(a.get())).get()), [](double x, double) { return x; });
+    for (const double k : peculiar) {
+        expect(matAddk(a.get(), k), [&](double x, double) { return x + k; });
+        expect(matSubk(a.get(), k), [&](double x, double) { return x - k; });
+        expect(matMulk(a.get(), k), [&](double x, double) { return x * k; });
+    }
+    // Every power of two, from the least denormal on, and neighbours that are none.
+    Values divisors(peculiar.begin() + 2, peculiar.end());
+    for (int exponent = -1074; exponent <= 1023; ++exponent) {
+        const double power = std::ldexp(1.0, exponent);
+        divisors.insert(divisors.end(), {power, -power, std::nextafter(power, infinity)});
+    }
+    for (const double k : divisors) {
+        SCOPED_TRACE(k);
+        expect(matDivk(a.get(), k), [&](double x, double) { return x / k; });
+    }
+    EXPECT_EQ(bitsOf(elements(a)), bitsOf(peculiar));
+}
+
+TEST(Arithmetic, ProductIsTheTripleLoop) {
+    std::mt19937_64 random(2);
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    for (int round = 0; round < 3000; ++round) {
+        // Left factors with and without peculiar values; right ones banded, peculiar or neither.
+        const auto size = [&] {
+            return static_cast<int32_t>(1 + random() % (round % 7 ? 20 : 140));
+        };
+        const int32_t rows = size(), inner = size(), cols = size();
+        const auto a = own(createMat(rows, inner)), b = own(createMat(inner, cols));
+        for (int32_t i = 0; i < rows * inner; ++i) {
+            const bool isOdd = round % 2 == 0 && random() % 4 == 0;
+            a->data[i] = isOdd ? peculiar[random() % 15] : uniform(random);
+        }
+        for (int32_t i = 0; i < inner * cols; ++i) {
+            const bool isOdd = round % 3 == 1 && random() % 4 == 0;
+            const bool outside = round % 3 == 0 && std::abs(i / cols - i % cols * inner / cols) > 2;
+            b->data[i] = isOdd ? peculiar[random() % 15] : outside ? 0.0 : uniform(random);
+        }
+        Values expected(static_cast<size_t>(rows * cols), 0.0);
+        for (int32_t at = 0; at < rows * cols; ++at) {
+            for (int32_t i = 0; i < inner; ++i) {
+                const double left = a->data[at / cols * inner + i];
+                expected[static_cast<size_t>(at)] += left * b->data[i * cols + at % cols];
+            }
+        }
+        EXPECT_EQ(bitsOf(elements(own(matMul(a.get(), b.get())))), bitsOf(expected)) << round;
+    }
+}
+
+TEST(Containers, AreCountedFromCreationToRelease) {
+    const auto lives = [](auto* handle, auto destroy, int mats, int vectors) {
+        EXPECT_EQ(liveCounts(), std::pair(mats, vectors));
+        EXPECT_EQ(liveCounts(), std::pair(gMatCnt, gTotalVecCnt));
+        destroy(&handle);
+        EXPECT_EQ(handle, nullptr);
+        destroy(&handle);
+        destroy(nullptr);
+        EXPECT_EQ(liveCounts(), std::pair(0, 0));
+    };
+    lives(createMat(3, 0), destroyMat, 1, 0);
+    lives(createMatInt(3, 5), destroyMatInt, 1, 0);
+    lives(createVectorInt(0), destroyVectorInt, 0, 1);
+    lives(createVectorFloat(4), destroyVectorFloat, 0, 1);
+    lives(createVectorDouble(5), destroyVectorDouble, 0, 1);
+    EXPECT_EQ(getMatData(nullptr), nullptr);
+}
+
+}  // namespace

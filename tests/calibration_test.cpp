@@ -1,0 +1,145 @@
+// The calibration file: sums, checksums, reading, and the query of the cameras' parameters.
+#include "support.h"
+
+namespace {
+
+const std::string pathAtLoad = calibin;
+
+/** The 32-bit words of a record. */
+template <typename Record>
+std::vector<uint32_t> wordsOf(const Record& record) {
+    std::vector<uint32_t> words(sizeof record / 4);
+    std::memcpy(words.data(), &record, sizeof record);
+    return words;
+}
+
+/** Three outputs of the query, full of a mark. */
+struct Outputs {
+    CameraIntrinsics main, sub;
+    CameraExtrinsics extrinsics;
+    Outputs() { std::memset(static_cast<void*>(this), 0xa5, sizeof *this); }
+};
+
+TEST(Checksum, EachRangeHasItsSumAndItsWriter) {
+    const std::vector<uint8_t> full(300, 255);
+    EXPECT_EQ(calibrationSum(full.data(), 300), 212);
+    EXPECT_EQ(calibrationChecksum(full.data(), 300), 43);
+    for (const int32_t none : {0, -5, INT32_MIN}) {
+        EXPECT_EQ(calibrationSum(full.data(), none), 0);
+        EXPECT_EQ(calibrationChecksum(full.data(), none), 255);
+    }
+    // Only bytes of the range may count, so everything else holds another value.
+    const auto check = [](auto sum, auto write, size_t begin, size_t end) {
+        Image image;
+        image.fill(0x55);
+        std::fill(&image[begin], &image[end], uint8_t{3});
+        Image expected = image;
+        expected[end] = static_cast<uint8_t>(255 - 3 * (end - begin));
+        EXPECT_EQ(sum(&image[begin]), static_cast<uint8_t>(3 * (end - begin)));
+        EXPECT_EQ(write(&image[begin]), 0);
+        EXPECT_EQ(image, expected);
+        EXPECT_EQ(sum(nullptr), 255);
+        EXPECT_EQ(write(nullptr), -1);
+    };
+    check(MainCameraIntervalCalibrationSum, MainCameraIntervalCalibrationChecksum, 13, 4125);
+    check(SubCameraIntervalCalibrationSum, SubCameraIntervalCalibrationChecksum, 4126, 6226);
+    check(CameraExtervalCalibrationSum, CameraExtervalCalibrationChecksum, 6227, 6251);
+    check(TotalCalibrationSum, TotalCalibrationChecksum, 0, 6267);
+}
+
+TEST(Checksum, EveryByteOfTheImageIsGuarded) {
+    Image image = calibrationImage();
+    EXPECT_EQ(checksumTest(image.data()), 0);
+    for (uint8_t& byte : image) {
+        ++byte;
+        ASSERT_EQ(checksumTest(image.data()), 9) << "byte " << &byte - image.data();
+        --byte;
+    }
+    ++image[100];
+    --image[5000];  // the total holds again, the blocks do not
+    EXPECT_EQ(checksumTest(image.data()), 9);
+    EXPECT_EQ(checksumTest(Image{}.data()), 9);
+}
+
+TEST(Query, CopiesEachWordFromItsPlaceWhateverItsBitsAndItsAlignment) {
+    // Record order: width, height, cx, cy, fx, fy, coefficients; every word looks like a NaN.
+    std::vector<uint32_t> main, sub, extrinsics(6);
+    Image image = calibrationImage();
+    for (const uint32_t offset : {21, 17, 33, 37, 25, 29, 41, 45, 49, 53, 57, 61}) {
+        main.push_back(0x7f812300U + offset);
+        sub.push_back(0xffa45600U + offset);
+        put(image.data(), offset, main.back());
+        put(image.data(), offset - 13 + 4126, sub.back());
+    }
+    std::memcpy(extrinsics.data(), &image[6227], 24);
+    seal(image.data());
+    for (const size_t shift : {0, 1, 2, 3}) {
+        std::vector<uint8_t> room(image.size() + shift);
+        const uint8_t* at = std::copy(image.begin(), image.end(), room.data() + shift) - 6268;
+        EXPECT_EQ(wordsOf(extractMainCameraIntrn(at)), main);
+        EXPECT_EQ(wordsOf(extractIRCameraIntrn(at)), main);
+        EXPECT_EQ(wordsOf(extractSubCameraIntrn(at)), sub);
+        EXPECT_EQ(wordsOf(extractRGBCameraIntrn(at)), sub);
+        EXPECT_EQ(wordsOf(extractCameraExteral(at)), extrinsics);
+    }
+    const CalibrationOnDisk file(image);
+    Outputs out;
+    EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(&out.main, nullptr, &out.extrinsics), 0);
+    EXPECT_EQ(wordsOf(out.main), main);
+    EXPECT_EQ(wordsOf(out.extrinsics), extrinsics);
+    EXPECT_EQ(wordsOf(out.sub), wordsOf(Outputs().sub));
+    EXPECT_EQ(getCameraIntrinsicAndExtrinsic(calibin, nullptr, &out.sub, nullptr), 0);
+    EXPECT_EQ(wordsOf(out.sub), sub);
+}
+
+TEST(Query, EveryFailureIsSilentAndLeavesTheOutputs) {
+    EXPECT_EQ(pathAtLoad, "/persist/camera/stereoParams.bin");
+    Outputs out;
+    const auto refused = [&](size_t byte, int change, int missing) {
+        Image image = calibrationImage();
+        image[byte] = static_cast<uint8_t>(image[byte] + change);
+        TotalCalibrationChecksum(image.data());
+        const CalibrationOnDisk file(image, missing);
+        return GetCameraIntrinsicAndExtrinsic(&out.main, &out.sub, &out.extrinsics) == -1;
+    };
+    const std::string printed = printedBy([&] {
+        EXPECT_TRUE(refused(CALIBMAP_PASS_FLAG, -1, 0) && refused(CALIBMAP_PASS_FLAG, 1, 0));
+        EXPECT_TRUE(refused(6251, 1, 0) && refused(0, 0, 1));
+        EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(&out.main, nullptr, nullptr), -1);  // no file
+        const CalibrationOnDisk good(calibrationImage());
+        EXPECT_EQ(getCameraIntrinsicAndExtrinsic(nullptr, &out.main, nullptr, nullptr), -1);
+        EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(nullptr, nullptr, nullptr), -1);
+    });
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(wordsOf(out), wordsOf(Outputs()));
+}
+
+TEST(Layout, BytesThatNothingInterpretsDoNotMatter) {
+    std::vector<bool> interpreted(CALIBMAP_FILE_SIZE, false);
+    const int ranges[][2] = {{1, 1},      {17, 48},    {97, 4},    {117, 28},  {169, 20},
+                             {209, 480},  {1161, 480}, {2129, 28}, {2181, 20}, {2221, 480},
+                             {3173, 480}, {4130, 48},  {6227, 24}};
+    for (const auto& [first, count] : ranges) {
+        std::fill_n(interpreted.begin() + first, count, true);
+    }
+    const Image image = calibrationImage({.distortionWarp = -0.1, .undistortionWarp = 0.2});
+    Image scrambled = image;
+    std::mt19937 random(1);
+    for (size_t i = 0; i < scrambled.size(); ++i) {
+        scrambled[i] = interpreted[i] ? scrambled[i] : static_cast<uint8_t>(random());
+    }
+    seal(scrambled.data());
+    for (const int32_t flag : {CALIBMAP_DISTORTION, CALIBMAP_UNDISTORTION}) {
+        const CallerMap maps[2] = {{12, 16}, {12, 16}};
+        Outputs told[2];
+        for (const size_t i : {0, 1}) {
+            const CalibrationOnDisk file(i == 0 ? image : scrambled);
+            getCameraIntrinsicAndExtrinsic(calibin, &told[i].main, &told[i].sub, nullptr);
+            EXPECT_EQ(DistortionProcess(flag, 2, nullptr, &maps[i].lut), 0);
+        }
+        EXPECT_EQ(maps[0].written(), maps[1].written());
+        EXPECT_EQ(wordsOf(told[0]), wordsOf(told[1]));
+    }
+}
+
+}  // namespace

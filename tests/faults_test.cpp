@@ -1,0 +1,220 @@
+// An exhausted heap and wrong live counts, at every place where either can strike. The library is
+// linked statically here, so that its requests, and no one else's, go through the functions below.
+#include <functional>
+#include <sstream>
+
+#include "support.h"
+
+namespace {
+
+/** What the heap does to the library while a call is watched, and what it sees of it. */
+struct Heap {
+    int firstRefused = -1;  ///< the request (from 0) that is refused,
+    int step = 0;           ///< and every step-th after it
+    int leakAt = -1;        ///< the request during which the live counts move,
+    int vectors = 0;        ///< by these
+    int mats = 0;
+    bool emptyIsNull = false;  ///< as on platforms where malloc(0) gives null
+    bool watched = false;
+    int requests = 0, refused = 0, live = 0;
+
+    bool grants(size_t size) {
+        if (!watched) {
+            return true;
+        }
+        const int at = requests++;
+        gTotalVecCnt += at == leakAt ? vectors : 0;
+        gMatCnt += at == leakAt ? mats : 0;
+        const bool inTurn = step > 0 && at > firstRefused && (at - firstRefused) % step == 0;
+        const bool refuses = at == firstRefused || inTurn || (emptyIsNull && size == 0);
+        ++(refuses ? refused : live);
+        return !refuses;
+    }
+};
+
+Heap heap;
+
+}  // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's.
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void __real_free(void* block);
+void* __wrap_malloc(size_t size) {
+    return heap.grants(size) ? __real_malloc(size) : nullptr;
+}
+void* __wrap_calloc(size_t count, size_t size) {
+    return heap.grants(count * size) ? __real_calloc(count, size) : nullptr;
+}
+void __wrap_free(void* block) {
+    heap.live -= heap.watched && block != nullptr ? 1 : 0;
+    __real_free(block);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace {
+
+/** A call and the release of what it made. Gives the status, then everything that was made. */
+using Subject = std::function<Values()>;
+
+/** Runs a call under the given conditions; no block and no count may stay. */
+std::pair<Values, std::string> attempt(const Subject& subject, const Heap& conditions) {
+    Values given;
+    const auto before = liveCounts();
+    const std::string printed = printedBy([&] {
+        heap = conditions;
+        heap.watched = true;
+        given = subject();
+        heap.watched = false;
+    });
+    EXPECT_EQ(heap.live, 0);
+    gTotalVecCnt -= conditions.vectors;
+    gMatCnt -= conditions.mats;
+    EXPECT_EQ(liveCounts(), before);
+    return {given, printed};
+}
+
+Values joined(int32_t status, std::initializer_list<Values> made) {
+    Values all = {static_cast<double>(status)};
+    for (const Values& part : made) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+/** A subject that makes one container. */
+template <typename Function, typename... Arguments>
+Subject making(Function function, Arguments... arguments) {
+    return [=] {
+        const auto held = own(function(arguments...));
+        return joined(held ? CALIBMAP_SUCCESS : CALIBMAP_STEP_FAILED, {elements(held)});
+    };
+}
+
+/** A subject that makes two maps, given behind its other arguments. */
+template <typename Function, typename... Arguments>
+Subject mapping(Function function, Arguments... arguments) {
+    return [=] {
+        Mat *x = nullptr, *y = nullptr;
+        const int32_t status = function(arguments..., &x, &y);
+        return joined(status, {elements(own(x)), elements(own(y))});
+    };
+}
+
+class Faults : public testing::Test {
+  protected:
+    /**
+     * Refuses each request alone, then all from each on, then every second one from each on. Adds
+     * the different messages that single refusals bring, in the order in which they first come.
+     */
+    void sweep(const std::string& function, const Subject& subject) {
+        SCOPED_TRACE(function);
+        std::string messages;
+        const Values good = attempt(subject, {}).first;
+        const int requests = heap.requests;
+        EXPECT_EQ(good.at(0), 0.0);
+        EXPECT_GE(requests, 2);
+        for (int i = 0; i < 3 * requests; ++i) {
+            SCOPED_TRACE(i);
+            const int step = i / requests;
+            const auto [given, printed] =
+                attempt(subject, {.firstRefused = i % requests, .step = step});
+            faults += heap.refused;
+            EXPECT_EQ(given, Values{CALIBMAP_STEP_FAILED});
+            std::istringstream lines(printed);
+            for (std::string line; std::getline(lines, line);) {
+                const bool isNew = messages.find(line + "\n") == std::string::npos;
+                messages += step == 0 && isNew ? line + "\n" : "";
+            }
+            // Whatever fails below, the function itself has the last word.
+            EXPECT_EQ(printed.rfind("ERROR: "), printed.rfind("ERROR: " + function + " "));
+            EXPECT_EQ(printed.empty(), messages.empty());
+            EXPECT_EQ(bitsOf(attempt(subject, {}).first), bitsOf(good));
+        }
+        transcript += "\n> " + function + "\n" + messages;
+    }
+
+    int faults = 0;
+    std::string transcript;
+    const Image image = calibrationImage({.width = 5, .height = 3, .distortionWarp = 0.1});
+    const CalibrationOnDisk file{image};
+    const Owned<VectorDouble> knots = vectorOf({-1, -1, -1, -0.5, 0.25, 1, 1, 1});
+    const Owned<Mat> sites = matrix(3, 1, {-1, 0.1, 1});
+    const Owned<Mat> camera = matrix(3, 3, {4, 0, 2, 0, 4, 1, 0, 0, 1});
+    const Owned<Mat> grid = matrix(5, 5, Values(25, 0.5));
+    const BsplineModel model = {3, 3, 1, 1, knots.get(), knots.get(), grid.get(), grid.get()};
+    const Subject row = making(spcol, knots.get(), 3, 0.1);
+    const Subject rows = making(collocationMatrix, knots.get(), 3, sites.get());
+    const Subject maps = mapping(undisortionBspline, camera.get(), &model, nullptr, 5, 3, 1);
+    const Subject distortion = mapping(calcMainCameraDistortionB, &image[13], nullptr, 1, 5, 3);
+    const Subject undistortion = mapping(calcMainCameraUnDistortionB, &image[13], nullptr, 1, 5, 3);
+    /** What it has written into the caller's arrays follows the status. */
+    const Subject driver = [] {
+        const CallerMap out(3, 5);
+        const int32_t status = doDistortionProcess(calibin, 1, 1, nullptr, &out.lut);
+        return joined(status, {out.written()});
+    };
+};
+
+TEST_F(Faults, EveryRefusedRequestEndsInItsReport) {
+    const Mat* m = sites.get();
+    const auto square = own(createMat(2, 2));
+    const auto tile = own(createMatInt(2, 2));
+    const float numbers[] = {1, 2, 3};
+    transcript = "# What is reported when the heap refuses one request.\n";
+    sweep("createMat", making(createMat, 2, 2));
+    sweep("createMatFromArray", making(createMatFromArray, 3, 1, m->data));
+    sweep("cloneMat", making(cloneMat, m));
+    sweep("matAdd", making(matAdd, m, m));
+    sweep("matDivk", making(matDivk, m, 3));
+    sweep("matMul", making(matMul, square.get(), square.get()));
+    sweep("matT", making(matT, m));
+    sweep("createMatInt", making(createMatInt, 2, 2));
+    sweep("matIntAdd", making(matIntAdd, tile.get(), tile.get()));
+    sweep("copyFromVector", making(copyFromVector, knots.get(), 3));
+    sweep("vectorCopyFromDoubleArray", making(vectorCopyFromDoubleArray, m->data, 3));
+    sweep("vectorCopyFromFloatArray", making(vectorCopyFromFloatArray, numbers, 3));
+    sweep("diff", making(diff, knots.get()));
+    sweep("augknt_init", making(augknt_init, knots.get(), 3));
+    sweep("repmatInt", making(repmatInt, tile.get(), 2, 2));
+    sweep("spcol", row);
+    sweep("collocationMatrix", rows);
+    sweep("undisortionBspline", maps);
+    sweep("calcMainCameraDistortionB", distortion);
+    sweep("calcMainCameraUnDistortionB", undistortion);
+    sweep("doDistortionProcess", driver);
+    EXPECT_EQ(transcript, testData("faults.txt"));
+    RecordProperty("faults", faults);
+    std::printf("%d faults injected\n", faults);
+    // An empty container lives also where the heap gives nothing for no bytes.
+    EXPECT_EQ(attempt(making(createMat, 0, 5), {.emptyIsNull = true}).first, Values{0});
+    EXPECT_EQ(attempt(making(createVectorInt, 0), {.emptyIsNull = true}).first, Values{0});
+}
+
+TEST_F(Faults, ALiveCountThatMovesIsReported) {
+    std::ostringstream said;
+    said << "# > call request vectors matrices: both counts move while the heap is asked.\n";
+    const auto leak = [&](const std::string& name, const Subject& subject, const Heap& conditions) {
+        const auto [given, printed] = attempt(subject, conditions);
+        const Values expected = given.at(0) == 0 ? attempt(subject, {}).first : Values{given[0]};
+        EXPECT_EQ(bitsOf(given), bitsOf(expected)) << name;
+        said << "\n> " << name << ' ' << conditions.leakAt << ' ' << conditions.vectors << ' '
+             << conditions.mats << '\n'
+             << printed << "= " << given[0] << '\n';
+    };
+    for (const auto& [vectors, mats] : {std::pair(1, 0), {0, -1}, {-1, 2}}) {
+        const Heap first = {.leakAt = 0, .vectors = vectors, .mats = mats};
+        leak("spcol", row, first);
+        leak("collocationMatrix", rows, first);
+        leak("undisortionBspline", maps, first);
+        leak("calcMainCameraDistortionB", distortion, first);
+        leak("calcMainCameraUnDistortionB", undistortion, first);
+        // Seven containers, of two requests each, stand before the evaluation starts.
+        leak("doDistortionProcess", driver, {.leakAt = 14, .vectors = vectors, .mats = mats});
+    }
+    EXPECT_EQ(said.str(), testData("leaks.txt"));
+}
+
+}  // namespace
