@@ -21,4 +21,4 @@ need() {
 
 BUILD_PACKAGES=(g++ cmake ninja-build)
 TOOL_PACKAGES=(libcli11-dev libeigen3-dev libpng-dev libcairo2-dev nlohmann-json3-dev pkg-config)
-TEST_PACKAGES=(libgtest-dev)
+TEST_PACKAGES=(libgtest-dev python3-numpy)

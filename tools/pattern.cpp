@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <string>
 
 #include "canvas.h"
@@ -13,13 +14,27 @@ bool isWhite(int32_t row, int32_t col) {
 }
 
 /**
+ * How far, from 0 to 1, a pixel has left the nearest edge between two squares. Edges are a few
+ * pixels wide, as a camera would see them: interpolation cannot keep the place of a sharper one.
+ */
+double awayFromEdge(int32_t pixel, int32_t square, int32_t size) {
+    constexpr double halfWidth = 2.5;
+    const double place = pixel + 0.5;
+    const double edge = std::round(place / square) * square;
+    const bool isBorder = edge <= 0 || edge >= size;
+    return isBorder
+               ? 1
+               : std::sin(std::numbers::pi / 2 * std::min(std::abs(place - edge) / halfWidth, 1.0));
+}
+
+/**
  * Corners lie between pixels, at multiples of the square's side minus a half. Numbers stand at the
  * lower right of their corner, far enough not to disturb who measures it.
  */
 void writeNumbers(const Canvas& canvas, int32_t square) {
     constexpr Colour onWhite = {0.35, 0.35, 0.35};
     constexpr Colour onBlack = {0.65, 0.65, 0.65};
-    const double size = std::min(square * 0.28, 24.0);
+    const double size = std::min(square * 0.25, 16.0);
     if (size < 7) {
         return;  // nobody could read them
     }
@@ -27,7 +42,7 @@ void writeNumbers(const Canvas& canvas, int32_t square) {
     int number = 1;
     for (int32_t row = 1; row * square < canvas.height(); ++row) {
         for (int32_t col = 1; col * square < canvas.width(); ++col) {
-            const double gap = std::max(square * 0.2, 6.0);
+            const double gap = std::max(size, 6.0);
             canvas.setColour(isWhite(row, col) ? onWhite : onBlack);
             canvas.write(std::to_string(number++), {col * square + gap, row * square + gap},
                          {0, 0});
@@ -38,18 +53,16 @@ void writeNumbers(const Canvas& canvas, int32_t square) {
 }  // namespace
 
 int runPattern(const PatternOptions& options) {
-    const Canvas canvas(options.width, options.height);
-    cairo_set_antialias(canvas.context(), CAIRO_ANTIALIAS_NONE);
-    canvas.setColour({0, 0, 0});
+    Canvas canvas(options.width, options.height);
     const int32_t square = options.square;
-    for (int32_t row = 0; row * square < options.height; ++row) {
-        for (int32_t col = 0; col * square < options.width; ++col) {
-            if (!isWhite(row, col)) {
-                cairo_rectangle(canvas.context(), col * square, row * square, square, square);
-            }
+    for (int32_t row = 0; row < options.height; ++row) {
+        const double awayInRow = awayFromEdge(row, square, options.height);
+        for (int32_t col = 0; col < options.width; ++col) {
+            const double contrast = awayInRow * awayFromEdge(col, square, options.width);
+            const double grey = 0.5 + (isWhite(row / square, col / square) ? 0.5 : -0.5) * contrast;
+            canvas.setPixel(col, row, {grey, grey, grey});
         }
     }
-    cairo_fill(canvas.context());
     writeNumbers(canvas, square);
 
     const Picture colour = canvas.picture();
