@@ -61,8 +61,8 @@ extern "C" {
 
 /**
  * Layout of the calibration file: byte offsets and counts. Values are little-endian and packed, so
- * most of them are unaligned: load them byte by byte or with memcpy. Bytes that no constant names
- * carry nothing that the library interprets, but the checksums cover them.
+ * most of them are unaligned: load them byte by byte or with memcpy. Bytes that are
+ * neither named here nor checksums are not interpreted, but the checksums cover them.
  */
 enum {
     CALIBMAP_FILE_SIZE = 6268,
@@ -150,8 +150,8 @@ CALIBMAP_API int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntr
                                                     CameraExtrinsics* extrinsics);
 
 /**
- * Copy one record out of a file image of 6268 bytes that has passed `checksumTest`. IR is another
- * name of the main camera and RGB of the sub camera. The image is not checked.
+ * Copy one record out of a verified file image of 6268 bytes; neither its checksums nor its pass
+ * flag are looked at. IR is another name of the main camera and RGB of the sub camera.
  */
 CALIBMAP_API CameraIntrinsics extractMainCameraIntrn(const uint8_t* image);
 CALIBMAP_API CameraIntrinsics extractIRCameraIntrn(const uint8_t* image);
@@ -214,7 +214,7 @@ enum {
 
 /** The `flag` of a map request. */
 enum {
-    CALIBMAP_RGB_DISTORTION = 0, /**< no model exists: always fails with 7 */
+    CALIBMAP_RGB_DISTORTION = 0, /**< no model exists: 7 for every file that is sound */
     CALIBMAP_DISTORTION = 1,     /**< distortion map of the main camera */
     CALIBMAP_UNDISTORTION = 2,   /**< undistortion map of the main camera */
     CALIBMAP_FILE_CHECK = 3      /**< only verify the file */
@@ -260,9 +260,10 @@ CALIBMAP_API int32_t doDistortionProcess(const char* path, int32_t flag, int32_t
  * it is null already. Elements are read and written directly through `data`.
  *
  * Operations borrow their operands, never change them and return a new container, or null: for a
- * null or empty operand, shapes that do not match, a zero divisor, an exhausted heap, a negative
- * count, or a buffer of 2^31 bytes or more. They print nothing unless their comment says so.
- * A container is empty when its buffer is null or its size in bytes is 0.
+ * null operand, an empty matrix, shapes that do not match, a zero divisor, an exhausted heap, a
+ * negative count, or a buffer of 2^31 bytes or more. They print nothing unless their comment says
+ * so. A matrix is empty when its buffer is null or its size in bytes is 0, a vector when its size
+ * is 0.
  */
 
 /** Matrix of doubles, row-major: element (r, c) is data[r * cols + c]. */
@@ -342,7 +343,7 @@ CALIBMAP_API Mat* matDivk(const Mat* a, double k);
 /**
  * New a.rows x b.cols product; a.cols must equal b.rows. Element (r, c) is
  * 0.0 + a(r,0) b(0,c) + a(r,1) b(1,c) + ... in this order, each product and each sum rounded once:
- * the same bits on every machine.
+ * the same bits on every machine, but for which NaN a NaN is.
  */
 CALIBMAP_API Mat* matMul(const Mat* a, const Mat* b);
 /** New transpose, a.cols x a.rows. */
@@ -353,7 +354,8 @@ CALIBMAP_API Mat* matT(const Mat* a);
  * feed, one more line feed. Nothing for a null matrix or a block that is not inside it.
  */
 CALIBMAP_API void printMat(const Mat* m, int32_t rows, int32_t cols);
-/** Prints one row as "%f " per element between two line feeds. Nothing for a row outside. */
+/** Prints one row as "%f " per element between two line feeds. Nothing for a null matrix or a row
+ * outside. */
 CALIBMAP_API void printMatRow(const Mat* m, int32_t row);
 
 /** Size in bytes, rows * cols * 4 as a 32-bit product; 0 for a null matrix or a null buffer. */
@@ -401,7 +403,7 @@ CALIBMAP_API void printVectorDouble(const VectorDouble* v);
  * (C. de Boor, A Practical Guide to Splines). Positions count from 1; -1 means not found.
  */
 
-/** New vector of the size - 1 first differences. Reports and returns null for null or empty. */
+/** New vector of the size - 1 first differences. Reports null, empty and no memory, with null. */
 CALIBMAP_API VectorDouble* diff(const VectorDouble* src);
 
 /**
@@ -416,19 +418,21 @@ CALIBMAP_API int32_t findSmallerBaseIdx(const VectorDouble* src, double value);
 /**
  * New knot sequence of order k over N break points: the first and the last one k times, those
  * between them once, N + 2k - 2 knots in all. The break points are taken as they are. Null for no
- * break points or no memory; a negative k is reported too.
+ * break points, a count below 0 or no memory, silently, and for a negative k after a report.
  */
 CALIBMAP_API VectorDouble* augknt_init(const VectorDouble* breaks, int32_t k);
 
 /**
  * How many knots the first knot lacks to be k-fold: k minus its multiplicity, stored in `augLeft`.
- * Returns 0, or 7 after a report, with `augLeft` as it was: k < 0, no knots, or all knots equal.
+ * Returns 0, or 7 after a report, with `augLeft` as it was: k < 0, no knots, no step upwards (all
+ * knots equal), or no memory.
  */
 CALIBMAP_API int32_t augknt(const VectorDouble* knots, double* augLeft, double k);
 
 /**
  * Number of entries of a nondecreasing mesh that are not greater than `site`: the position of the
- * last knot at or before the site. -1 for a negative size. The mesh must not be null.
+ * last knot at or before the site. A negative size gives -1, or 0 where the first element is
+ * greater. The mesh must not be null.
  */
 CALIBMAP_API double sorted(const VectorDouble* mesh, double site);
 

@@ -1,3 +1,4 @@
+#include <stddef.h>
 #include <string.h>
 
 #include "calib/layout.h"
@@ -16,7 +17,7 @@ CameraIntrinsics extractIntrinsics(const uint8_t* block) {
     intrinsics.fx = loadFloat(block + CALIBMAP_FX);
     intrinsics.fy = loadFloat(block + CALIBMAP_FY);
     for (int i = 0; i < CALIBMAP_COEFF_COUNT; ++i) {
-        intrinsics.coeff[i] = loadWord(block + CALIBMAP_COEFF + 4 * i);
+        intrinsics.coeff[i] = loadWord(block + CALIBMAP_COEFF + wordSize * i);
     }
     return intrinsics;
 }
@@ -24,8 +25,12 @@ CameraIntrinsics extractIntrinsics(const uint8_t* block) {
 }  // namespace
 
 // The records cross the boundary as twelve words and as 24 bytes.
-static_assert(sizeof(CameraIntrinsics) == 48);
-static_assert(sizeof(CameraExtrinsics) == CALIBMAP_EXTRINSIC_BLOCK_SIZE);
+static_assert(sizeof(CameraIntrinsics) == 48 && offsetof(CameraIntrinsics, imageHeight) == 4 &&
+              offsetof(CameraIntrinsics, cx) == 8 && offsetof(CameraIntrinsics, cy) == 12 &&
+              offsetof(CameraIntrinsics, fx) == 16 && offsetof(CameraIntrinsics, fy) == 20 &&
+              offsetof(CameraIntrinsics, coeff) == 24);
+static_assert(sizeof(CameraExtrinsics) == CALIBMAP_EXTRINSIC_BLOCK_SIZE &&
+              offsetof(CameraExtrinsics, second) == 16 && offsetof(CameraExtrinsics, third) == 20);
 
 CameraIntrinsics extractMainCameraIntrn(const uint8_t* image) {
     return extractIntrinsics(image + CALIBMAP_MAIN_BLOCK);

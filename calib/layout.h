@@ -9,6 +9,9 @@
 
 #include "calibmap.h"
 
+/** Bytes of every numeric field. */
+inline constexpr int32_t wordSize = 4;
+
 /** The little-endian 32-bit word at `field`. */
 inline uint32_t loadWord(const uint8_t* field) {
     return static_cast<uint32_t>(field[0]) | static_cast<uint32_t>(field[1]) << 8U |
@@ -23,11 +26,6 @@ inline int32_t loadInt(const uint8_t* field) {
 /** The float32 at `field`, with its bits unchanged. */
 inline float loadFloat(const uint8_t* field) {
     return std::bit_cast<float>(loadWord(field));
-}
-
-/** The first byte of the main-camera block of a file image. */
-inline const uint8_t* mainCameraBlock(const uint8_t* image) {
-    return image + CALIBMAP_MAIN_BLOCK;
 }
 
 /** True when the pass flag of a file image says that the calibration passed. */

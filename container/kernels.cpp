@@ -23,7 +23,7 @@ template <typename Kernel>
 }
 
 template <typename Kernel>
-[[gnu::target("avx512f,avx512dq,avx512vl")]] void runWithAvx512(Kernel kernel) {
+[[gnu::target("avx512f")]] void runWithAvx512(Kernel kernel) {
     kernel(Lanes<8>{});
 }
 #endif
@@ -31,13 +31,13 @@ template <typename Kernel>
 /**
  * Runs a kernel with the widest vectors that the machine has. The kernel is compiled once for each
  * width, from one source: it computes the same elements by the same operations, so no bit depends
- * on the width. Two lanes are what NEON and every x86-64 have.
+ * on the width (but for which NaN a NaN is). Two lanes are what NEON and every x86-64 have.
  */
 template <typename Kernel>
 [[gnu::always_inline]] inline void run(Kernel kernel) {
 #ifdef __x86_64__
     // The first machines with eight lanes slow down when they use them; those with VBMI2 do not.
-    if (__builtin_cpu_supports("avx512vbmi2") != 0) {
+    if (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vbmi2") != 0) {
         runWithAvx512(kernel);
         return;
     }

@@ -3,7 +3,7 @@
  * matrix operations and the grid evaluation call the same ones. Results never overlap operands.
  *
  * Every element is computed by the operations that its comment names, in that order, each rounded
- * once; how many elements are computed at a time changes no bit.
+ * once; how many elements are computed at a time changes no bit, but for which NaN a NaN is.
  */
 #ifndef CALIBMAP_CONTAINER_KERNELS_H
 #define CALIBMAP_CONTAINER_KERNELS_H
@@ -47,6 +47,9 @@ inline constexpr int32_t tileWidth = 8;
 /** The largest part of a right factor that is packed: 32 KiB, and mostly far less is used. */
 inline constexpr int32_t packedTerms = 64;
 inline constexpr int32_t packedWidth = 64;
+
+/** Rows of a product that are worth one packing; the pages they write to stay in the TLB. */
+inline constexpr int32_t packedRows = 64;
 
 /**
  * Up to `packedWidth` neighbouring columns of the right factor of a product, prepared once and then

@@ -11,8 +11,9 @@ struct LiveCounts {
     int32_t matrices;
 };
 
-/** The counters now. */
-inline LiveCounts liveCounts() {
+/** The counters now. Not shared: a program may link the library statically and use the name itself.
+ */
+static inline LiveCounts liveCounts() {
     return {getTotalActiveVectorCnt(), getTotalActiveMat()};
 }
 

@@ -12,7 +12,6 @@
 int32_t gMatCnt = 0;
 
 static_assert(sizeof(Mat) == 16 && offsetof(Mat, cols) == 4 && offsetof(Mat, data) == 8);
-static_assert(sizeof(MatInt) == 16 && offsetof(MatInt, cols) == 4 && offsetof(MatInt, data) == 8);
 
 namespace {
 
@@ -129,12 +128,10 @@ Mat* createProduct(const Mat* a, const Mat* b) {
 }
 
 void computeProduct(const Mat& a, const Mat& b, Mat& product) {
-    // Rows that share one packing of a strip of columns; their pages stay in the first-level TLB.
-    constexpr int32_t bandRows = 64;
     const bool leftFinite = allFinite(a.data, elementCount(a));
     PackedColumns columns;
-    for (int32_t row = 0; row < product.rows; row += bandRows) {
-        const int32_t rows = std::min(bandRows, product.rows - row);
+    for (int32_t row = 0; row < product.rows; row += packedRows) {
+        const int32_t rows = std::min(packedRows, product.rows - row);
         for (int32_t col = 0; col < product.cols; col += packedWidth) {
             packColumns(b.data + col, b.rows, b.cols, std::min(packedWidth, product.cols - col),
                         columns);

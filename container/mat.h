@@ -1,6 +1,6 @@
 /**
  * What the grid evaluation needs of matrices beyond their exported operations: results that are
- * created now, in the documented order, and computed later.
+ * created now, in the order of the steps, and computed later.
  */
 #ifndef CALIBMAP_CONTAINER_MAT_H
 #define CALIBMAP_CONTAINER_MAT_H

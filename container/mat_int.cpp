@@ -1,6 +1,9 @@
+#include <stddef.h>
 #include <stdio.h>
 
 #include "container/protocol.h"
+
+static_assert(sizeof(MatInt) == 16 && offsetof(MatInt, cols) == 4 && offsetof(MatInt, data) == 8);
 
 int32_t matIntSize(const MatInt* m) {
     return matrixSize(m);

@@ -26,10 +26,18 @@ bool isEmpty(const Vector* v) {
     return v == nullptr || v->data == nullptr || v->size == 0;
 }
 
+void printElement(int32_t element) {
+    printf("%d ", element);
+}
+
+void printElement(double element) {
+    printf("%f ", element);
+}
+
 template <typename Vector>
-void printElements(const Vector* v, const char* format) {
+void printElements(const Vector* v) {
     for (int32_t i = 0; i < v->size; ++i) {
-        printf(format, v->data[i]);
+        printElement(v->data[i]);
     }
 }
 
@@ -102,19 +110,21 @@ VectorDouble* vectorCopyFromFloatArray(const float* array, int32_t n) {
 }
 
 int32_t vectorDoubleSize(const VectorDouble* v) {
-    return v == nullptr ? 0 : static_cast<int32_t>(static_cast<uint32_t>(v->size) * 8U);
+    return v == nullptr
+               ? 0
+               : static_cast<int32_t>(static_cast<uint32_t>(v->size) * uint32_t{sizeof(double)});
 }
 
 void printVectorInt(const VectorInt* v) {
     if (!isEmpty(v)) {
-        printElements(v, "%d ");
+        printElements(v);
         printf("\n ");
     }
 }
 
 void printVectorFloat(const VectorFloat* v) {
     if (!isEmpty(v)) {
-        printElements(v, "%f ");
+        printElements(v);
         printf("\n ");
     }
 }
@@ -122,7 +132,7 @@ void printVectorFloat(const VectorFloat* v) {
 void printVectorDouble(const VectorDouble* v) {
     if (!isEmpty(v)) {
         printf("\n ");
-        printElements(v, "%f ");
+        printElements(v);
         puts("\n");
     }
 }

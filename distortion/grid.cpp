@@ -15,12 +15,10 @@ constexpr const char* name = "undisortionBspline";
 
 /**
  * The maps are computed patch by patch: the intermediate results that are as large as a map exist
- * for one patch only, which stays in the first-level cache through all steps. Bands bound the
- * number of pages that a strip of patches walks over.
+ * for one patch only, which stays in the first-level cache through all steps.
  */
 constexpr int32_t patchRows = 8;
 constexpr int32_t patchCols = packedWidth;
-constexpr int32_t bandRows = 64;
 
 /** One axis of the sample grid. */
 struct Axis {
@@ -158,8 +156,8 @@ void computeMaps(const MapSteps& x, const MapSteps& y, const Mat& colMatrixXT) {
     const int32_t mapRows = x.map.rows;
     const int32_t mapCols = x.map.cols;
     PackedColumns columns;
-    for (int32_t band = 0; band < mapRows; band += bandRows) {
-        const int32_t bandEnd = std::min(band + bandRows, mapRows);
+    for (int32_t band = 0; band < mapRows; band += packedRows) {
+        const int32_t bandEnd = std::min(band + packedRows, mapRows);
         for (int32_t col = 0; col < mapCols; col += patchCols) {
             packColumns(colMatrixXT.data + col, colMatrixXT.rows, mapCols,
                         std::min(patchCols, mapCols - col), columns);

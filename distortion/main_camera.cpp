@@ -38,7 +38,7 @@ int32_t fail(Building& building, const MapDirection& direction, const char* form
 /** Widens `count` float32 values of the file. */
 void widen(const uint8_t* field, int32_t count, double* values) {
     for (int32_t i = 0; i < count; ++i) {
-        values[i] = loadFloat(field + int64_t{4} * i);
+        values[i] = loadFloat(field + int64_t{wordSize} * i);
     }
 }
 

@@ -22,7 +22,7 @@ bool hasNoSamples(const CamDistortionLUT& points) {
 int32_t buildMapsFor(const MapDirection& direction, const uint8_t* image,
                      const CamDistortionLUT* inputPoints, int32_t ratio,
                      const CamDistortionLUT& outputPoints, Mat** mapX, Mat** mapY) {
-    const uint8_t* block = mainCameraBlock(image);
+    const uint8_t* block = image + CALIBMAP_MAIN_BLOCK;
     const int32_t imageWidth = loadInt(block + CALIBMAP_IMAGE_WIDTH);
     const int32_t imageHeight = loadInt(block + CALIBMAP_IMAGE_HEIGHT);
     const bool deliverable = ratio > 0 && outputPoints.rows == imageHeight / ratio &&

@@ -6,14 +6,19 @@
 
 namespace {
 
-bool isEmpty(const VectorDouble* v) {
+bool hasNoElements(const VectorDouble* v) {
     return v == nullptr || v->size == 0;
+}
+
+/** True for a count that exists; computed in 64 bits, it cannot wrap into range. */
+bool isCount(int64_t count) {
+    return count >= 0 && count <= INT32_MAX;
 }
 
 }  // namespace
 
 VectorDouble* diff(const VectorDouble* src) {
-    if (isEmpty(src)) {
+    if (hasNoElements(src)) {
         report("%s line:%d leave. input param error", "diff", 28);
         return nullptr;
     }
@@ -29,7 +34,7 @@ VectorDouble* diff(const VectorDouble* src) {
 }
 
 int32_t findBiggerBaseIdx(const VectorDouble* src, double value) {
-    if (isEmpty(src)) {
+    if (hasNoElements(src)) {
         report("%s line:%d leave. src empty", "findBiggerBaseIdx", 53);
         return -1;
     }
@@ -43,7 +48,7 @@ int32_t findBiggerBaseIdx(const VectorDouble* src, double value) {
 }
 
 int32_t findSmallerBaseIdx(const VectorDouble* src, double value) {
-    if (isEmpty(src)) {
+    if (hasNoElements(src)) {
         report("%s line:%d leave. input para is empty", "findSmallerBaseIdx", 71);
         return 0;
     }
@@ -62,12 +67,8 @@ VectorDouble* augknt_init(const VectorDouble* breaks, int32_t k) {
     if (breaks == nullptr || breaks->size < 1) {
         return nullptr;
     }
-    // In 64 bits, so that an order far out of range is refused and not wrapped into range.
     const int64_t count = int64_t{breaks->size} + 2 * int64_t{k} - 2;
-    if (!withinLimit(count, sizeof(double))) {
-        return nullptr;
-    }
-    auto* knots = createVectorDouble(static_cast<int32_t>(count));
+    auto* knots = isCount(count) ? createVectorDouble(static_cast<int32_t>(count)) : nullptr;
     if (knots == nullptr) {
         return nullptr;
     }
@@ -102,7 +103,8 @@ int32_t augknt(const VectorDouble* knots, double* augLeft, double k) {
 
 double sorted(const VectorDouble* mesh, double site) {
     const int32_t n = mesh->size;
-    if (n == 0 || (mesh->data != nullptr && mesh->data[0] > site)) {
+    const bool hasBuffer = mesh->data != nullptr;  // a negative size promises none
+    if (n == 0 || (hasBuffer && mesh->data[0] > site)) {
         return 0;
     }
     for (int32_t p = 1; p < n; ++p) {
@@ -120,7 +122,7 @@ MatInt* repmatInt(const MatInt* src, int32_t rowReps, int32_t colReps) {
     }
     const int64_t rows = int64_t{src->rows} * rowReps;
     const int64_t cols = int64_t{src->cols} * colReps;
-    const bool countable = withinLimit(rows, 1) && withinLimit(cols, 1);
+    const bool countable = isCount(rows) && isCount(cols);
     auto* tiled =
         countable ? allocateMatrix<MatInt>(static_cast<int32_t>(rows), static_cast<int32_t>(cols))
                   : nullptr;
