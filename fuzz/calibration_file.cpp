@@ -1,0 +1,252 @@
+// A hostile calibration file, through every request and the query. An input is the file itself,
+// whole or not; header bytes that the library does not interpret say how it is used.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <numeric>
+#include <span>
+
+#include "fuzz/harness.h"
+#include "tests/golden_reference.h"
+
+namespace {
+
+// Header bytes of our own. Zeros, as in a file of the tool, ask for a map as a user would.
+constexpr size_t ratioControl = 2;  // int32: the ratio less 1
+constexpr size_t flagControl = 6;   // the flag less 1, modulo 5
+constexpr size_t shapeControl = 7;  // which shape the caller's arrays have
+constexpr size_t sealControl = 8;   // odd: the checksums stay as they are
+
+constexpr int64_t largestMap = 1 << 14;
+constexpr size_t largestComparedMap = 1 << 11;
+
+using Bytes = std::span<const uint8_t>;
+
+template <typename Value>
+Value get(Bytes file, size_t offset) {
+    Value value;
+    std::memcpy(&value, file.data() + offset, sizeof value);
+    return value;
+}
+
+bool sameBytes(const void* a, const void* b, size_t size) {
+    return std::memcmp(a, b, size) == 0;
+}
+
+/** What the driver has to say about the file alone. */
+int32_t verdictOn(Bytes file) {
+    const auto holds = [&](size_t first, size_t size) {
+        const Bytes range = file.subspan(first, size + 1);
+        return std::accumulate(range.begin(), range.end(), 0) % 256 == 255;
+    };
+    if (file.size() < CALIBMAP_FILE_SIZE) {
+        return CALIBMAP_FILE_UNREADABLE;
+    }
+    if (!holds(13, 4112) || !holds(4126, 2100) || !holds(6227, 24) || !holds(0, 6267)) {
+        return CALIBMAP_CHECKSUM_WRONG;
+    }
+    return file[1] == 1 ? CALIBMAP_SUCCESS : CALIBMAP_NOT_PASSED;
+}
+
+/** The maps that a file describes for one flag and ratio. */
+struct Maps {
+    int32_t flag;
+    int32_t ratio;
+    int32_t rows = 0;
+    int32_t cols = 0;
+    bool possible = false;
+    bool ordinary = true; /**< finite break points, which the plain evaluation can take */
+
+    Maps(Bytes file, int32_t mapFlag, int32_t mapRatio) : flag(mapFlag), ratio(mapRatio) {
+        if (file.size() < CALIBMAP_FILE_SIZE || ratio < 1) {
+            return;
+        }
+        rows = get<int32_t>(file, 17) / ratio;
+        cols = get<int32_t>(file, 21) / ratio;
+        possible = rows > 0 && cols > 0 && get<float>(file, 25) != 0 && get<float>(file, 29) != 0 &&
+                   file[97] == 7 && file[98] == 7 && file[99] != 0 && file[100] != 0;
+        const size_t model = flag == CALIBMAP_DISTORTION ? 101 : 2113;
+        look(file, model + 16, 7);
+        look(file, model + 68, 5);
+    }
+
+    /** Splines exist over break points where no step goes down and one is not zero. */
+    void look(Bytes file, size_t breaks, size_t count) {
+        bool rises = false;
+        for (size_t i = 0; i < count; ++i) {
+            const double value = get<float>(file, breaks + 4 * i);
+            const double step = value - get<float>(file, breaks + (i == 0 ? 0 : 4 * (i - 1)));
+            rises = rises || step != 0;
+            possible = possible && !(step < 0);
+            ordinary = ordinary && std::isfinite(value);
+        }
+        possible = possible && rises;
+    }
+};
+
+/** The caller's map: heap blocks of exactly the announced size, full of a mark. */
+struct CallerMap {
+    std::vector<float> untouched;
+    std::unique_ptr<float[]> x{new float[untouched.size()]};
+    std::unique_ptr<float[]> y{new float[untouched.size()]};
+    CamDistortionLUT lut;
+
+    CallerMap(int32_t rows, int32_t cols, float mark)
+        : untouched(static_cast<size_t>(rows) * static_cast<size_t>(cols), mark),
+          lut{x.get(), y.get(), rows, cols} {
+        std::ranges::copy(untouched, x.get());
+        std::ranges::copy(untouched, y.get());
+    }
+    [[nodiscard]] bool isUntouched() const {
+        return same(untouched, x.get()) && same(untouched, y.get());
+    }
+};
+
+/** The delivered floats against those of the plain evaluation, which come after its doubles. */
+void compare(Bytes file, const Maps& maps, const CallerMap& map) {
+    static const golden::Implementation plain = golden::reference();
+    golden::FileImage image;
+    std::copy_n(file.begin(), image.size(), image.begin());
+    const auto expected = plain.maps(image, maps.flag == CALIBMAP_UNDISTORTION, maps.ratio);
+    const size_t count = map.untouched.size();
+    for (size_t i = 0; i < count; ++i) {
+        require(same(map.x[i], expected[2 * count + i]), "x of the plain evaluation");
+        require(same(map.y[i], expected[3 * count + i]), "y of the plain evaluation");
+    }
+}
+
+/** Requests a map of the driver and of the entry point, on heaps and arrays of other contents. */
+void request(Bytes file, int32_t verdict, const Maps& maps, int32_t rows, int32_t cols,
+             bool withPoints) {
+    const bool builds = maps.flag == CALIBMAP_DISTORTION || maps.flag == CALIBMAP_UNDISTORTION;
+    const bool delivers = verdict == 0 && builds && maps.possible && rows == maps.rows &&
+                          cols == maps.cols && !withPoints;
+    const bool refused = builds ? !delivers : maps.flag == CALIBMAP_RGB_DISTORTION;
+    const int32_t driven = verdict != 0 ? verdict : refused ? CALIBMAP_STEP_FAILED : 0;
+    const bool supported = maps.flag >= 0 && maps.flag <= 3 && maps.ratio >= 0;
+    const bool odd = maps.ratio != 1 && maps.ratio % 2 != 0;
+    const int32_t entered = !supported ? CALIBMAP_UNSUPPORTED
+                            : odd      ? CALIBMAP_BAD_ARGUMENT
+                                       : driven;
+
+    const auto before = liveObjects();
+    const CamDistortionLUT points = {nullptr, nullptr, 1, 1};
+    const CamDistortionLUT* input = withPoints ? &points : nullptr;
+    const CallerMap one(rows, cols, -1.5F);
+    const CallerMap other(rows, cols, 2e30F);
+    fillBlocksWith(0x00);
+    require(doDistortionProcess(calibin, maps.flag, maps.ratio, input, &one.lut) == driven,
+            "status");
+    fillBlocksWith(0xFF);
+    require(DistortionProcess(maps.flag, maps.ratio, input, &other.lut) == entered,
+            "entry's status");
+    require(liveObjects() == before, "live counts");
+    require(delivers || one.isUntouched(), "arrays untouched");
+    require((delivers && entered == 0) || other.isUntouched(), "entry's arrays untouched");
+    if (delivers && entered == 0) {
+        const size_t bytes = one.untouched.size() * sizeof(float);
+        require(sameBytes(one.x.get(), other.x.get(), bytes) &&
+                    sameBytes(one.y.get(), other.y.get(), bytes),
+                "the same map twice, every element written");
+    }
+    if (delivers && maps.ordinary && one.untouched.size() <= largestComparedMap) {
+        compare(file, maps, one);
+    }
+}
+
+void query(Bytes file, int32_t verdict) {
+    struct Answer {
+        CameraIntrinsics cameras[2];
+        CameraExtrinsics extrinsics;
+    };
+    const Answer mark = {{{-1, -1, -1, -1, -1, -1, {}}, {}}, {{1}, 2, 3}};
+    Answer got = mark;
+    const bool good = verdict == 0;
+    require(GetCameraIntrinsicAndExtrinsic(&got.cameras[0], &got.cameras[1], &got.extrinsics) ==
+                (good ? 0 : -1),
+            "query's status");
+    require(good || sameBytes(&got, &mark, sizeof got), "outputs untouched");
+    require(!good || (sameBytes(&got.extrinsics, &file[6227], 24) &&
+                      sameBytes(&got.cameras[0].fx, &file[25], 8) &&
+                      sameBytes(got.cameras[1].coeff, &file[4154], 24)),
+            "the file's values");
+}
+
+/** Makes the bytes the content of the file that `calibin` names; it lives in memory. */
+void store(Bytes file) {
+    static const int descriptor = memfd_create("calibration", 0);
+    std::snprintf(calibin, sizeof calibin, "/proc/self/fd/%d", descriptor);
+    const bool stored =
+        ftruncate(descriptor, 0) == 0 &&
+        pwrite(descriptor, file.data(), file.size(), 0) == static_cast<ssize_t>(file.size());
+    require(stored, "the file is stored");
+}
+
+/** A part of the file that matters: `count` values of `size` bytes. */
+struct Field {
+    size_t offset;
+    size_t size;
+    size_t count;
+};
+
+constexpr Field fields[] = {
+    {1, 1, 1},    {ratioControl, 4, 1}, {flagControl, 1, 3}, {17, 4, 2},
+    {25, 4, 2},   {33, 4, 2},           {97, 1, 2},          {99, 1, 2},
+    {117, 4, 7},  {169, 4, 5},          {209, 4, 120},       {1161, 4, 120},
+    {2129, 4, 7}, {2181, 4, 5},         {2221, 4, 120},      {3173, 4, 120}};
+
+}  // namespace
+
+extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
+
+/** Mostly changes one value that matters; three in four bytes of a file do not. */
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize,
+                                          unsigned int seed) {
+    if (size < CALIBMAP_FILE_SIZE || seed % 32 == 0) {
+        return LLVMFuzzerMutate(data, size, maxSize);
+    }
+    const Field& field = fields[seed / 32 % std::size(fields)];
+    const size_t choice = seed / 32 / std::size(fields);
+    uint8_t* value = data + field.offset + choice % field.count * field.size;
+    if (choice / 256 % 4 == 0) {  // equal neighbours: repeated break points
+        std::memcpy(value, data + field.offset + choice / 1024 % field.count * field.size,
+                    field.size);
+    } else {
+        LLVMFuzzerMutate(value, field.size, field.size);
+    }
+    return size;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    std::vector<uint8_t> file(data, data + size);
+    int32_t ratio = 1;
+    if (size >= CALIBMAP_FILE_SIZE) {
+        ratio = static_cast<int32_t>(1 + get<uint32_t>(file, ratioControl));
+        if (file[sealControl] % 2 == 0) {
+            MainCameraIntervalCalibrationChecksum(&file[CALIBMAP_MAIN_BLOCK]);
+            SubCameraIntervalCalibrationChecksum(&file[CALIBMAP_SUB_BLOCK]);
+            CameraExtervalCalibrationChecksum(&file[CALIBMAP_EXTRINSIC_BLOCK]);
+            TotalCalibrationChecksum(file.data());
+        }
+    }
+    store(file);
+    const int32_t verdict = verdictOn(file);
+    query(file, verdict);
+    const bool whole = size >= CALIBMAP_FILE_SIZE;
+    const Maps maps(file, whole ? (file[flagControl] + 1) % 5 : 1, ratio);
+    const int shape = whole ? file[shapeControl] % 4 : 3;
+    const bool fits =
+        maps.rows > 0 && maps.cols > 0 && int64_t{maps.rows} * maps.cols <= largestMap;
+    if (!fits || shape == 3) {
+        request(file, verdict, maps, 1, 2, false);
+    } else if (shape == 2) {
+        request(file, verdict, maps, maps.cols, maps.rows, false);
+    } else {
+        request(file, verdict, maps, maps.rows, maps.cols, shape == 1);
+    }
+    return 0;
+}

@@ -1,0 +1,50 @@
+#include "fuzz/harness.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+uint8_t blockPattern = 0;
+
+}  // namespace
+
+void require(bool holds, const char* claim) {
+    if (!holds) {
+        std::fprintf(stderr, "does not hold: %s\n", claim);
+        std::abort();
+    }
+}
+
+void fillBlocksWith(uint8_t pattern) {
+    blockPattern = pattern;
+}
+
+// NOLINTBEGIN(bugprone-reserved-identifier,misc-definitions-in-headers): the names are the
+// linker's.
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __wrap_malloc(size_t size);
+void* __wrap_calloc(size_t count, size_t size);
+
+void* __wrap_malloc(size_t size) {
+    void* block = size > largestBlock ? nullptr : __real_malloc(size);
+    if (block != nullptr) {
+        memset(block, blockPattern, std::min(size, size_t{1} << 16U));
+    }
+    return block;
+}
+
+void* __wrap_calloc(size_t count, size_t size) {
+    return count > largestBlock / size ? nullptr : __real_calloc(count, size);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,misc-definitions-in-headers)
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    require(std::freopen("/dev/null", "w", stdout) != nullptr, "standard output goes nowhere");
+    return 0;
+}

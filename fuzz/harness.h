@@ -1,0 +1,45 @@
+/**
+ * What the fuzz targets share. Standard output goes nowhere, but what is printed is still
+ * formatted.
+ */
+#ifndef CALIBMAP_FUZZ_HARNESS_H
+#define CALIBMAP_FUZZ_HARNESS_H
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "calibmap.h"
+
+/** Stops at a claim that does not hold, so that the fuzzer keeps the input. */
+void require(bool holds, const char* claim);
+
+/** Larger blocks are refused, as on a device with little memory; here they would only cost time. */
+inline constexpr size_t largestBlock = size_t{4} << 20U;
+
+/** Fills the blocks that the library gets from now on, so that what it leaves unwritten shows. */
+void fillBlocksWith(uint8_t pattern);
+
+/** Live matrices and live vectors. */
+inline std::pair<int32_t, int32_t> liveObjects() {
+    return {getTotalActiveMat(), getTotalActiveVectorCnt()};
+}
+
+/** Equal bits, all NaNs being one. */
+inline bool same(double a, double b) {
+    return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b) ||
+           (std::isnan(a) && std::isnan(b));
+}
+
+/** Whether an array begins with these values. */
+template <typename Element>
+bool same(const std::vector<Element>& expected, const Element* data) {
+    return std::equal(expected.begin(), expected.end(), data,
+                      [](Element a, Element b) { return same(a, b); });
+}
+
+#endif

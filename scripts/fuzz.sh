@@ -1,0 +1,41 @@
+#!/bin/bash
+# fuzz.sh [SECONDS [TARGET...]]: fuzzes each target for some time, 30 seconds unless told otherwise,
+# and fails on a finding. What a run learns stays in build/fuzz/corpus for the next one.
+
+# shellcheck source=scripts/setup.sh
+. "$(dirname "$0")/setup.sh"
+
+need "${BUILD_PACKAGES[@]}" clang libclang-rt-dev llvm
+
+seconds=${1:-30}
+targets=("${@:2}")
+[ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers)
+
+cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
+    -DCMAKE_CXX_COMPILER=clang++ -DCALIBMAP_BUILD_FUZZ=ON -DCALIBMAP_BUILD_TESTS=OFF \
+    -DCALIBMAP_BUILD_TOOLS=OFF -DCALIBMAP_WERROR=ON >/dev/null
+cmake --build build/fuzz -- --quiet
+
+failed=0
+for target in "${targets[@]}"; do
+    log=build/fuzz/$target.log
+    length=512
+    [ "$target" != calibration_file ] || length=6400
+    folders=("build/fuzz/corpus/$target")
+    mkdir -p "${folders[0]}"
+    [ ! -d "fuzz/corpus/$target" ] || folders+=("fuzz/corpus/$target")
+    if ! "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=$length -timeout=5 \
+        -rss_limit_mb=1024 -dict=fuzz/numbers.dict -print_final_stats=1 \
+        -artifact_prefix="build/fuzz/finding-$target-" "${folders[@]}" 2>"$log"; then
+        echo "$target: FINDING, see $log"
+        grep -m 1 -A 12 -e '^does not hold' -e ERROR -e 'runtime error' "$log" || tail "$log"
+        failed=1
+        continue
+    fi
+    awk -v target="$target" '
+        / cov: / { for (i = 1; i < NF; ++i) if ($i == "cov:") edges = $(i + 1) }
+        /number_of_executed_units/ { runs = $2 }
+        /^Done/ { time = $5 }
+        END { printf "%s: %d executions in %d s, %d edges covered\n", target, runs, time, edges }' "$log"
+done
+exit $failed
