@@ -64,6 +64,8 @@ function(calibmap_library name)
     target_link_options(
         ${name}
         PRIVATE
+        # CMake hands the C++ runtime even to a C linker; as nothing of it is used, it stays out.
+        LINKER:--as-needed
         -Wl,--version-script=${CALIBMAP_ROOT}/calibmap.map.txt
         -Wl,-Bsymbolic-functions
         -Wl,-z,relro
