@@ -65,7 +65,7 @@ TEST(Query, CopiesEachWordFromItsPlaceWhateverItsBitsAndItsAlignment) {
     // Record order: width, height, cx, cy, fx, fy, coefficients; every word looks like a NaN.
     std::vector<uint32_t> main, sub, extrinsics(6);
     Image image = calibrationImage();
-    for (const uint32_t offset : {21, 17, 33, 37, 25, 29, 41, 45, 49, 53, 57, 61}) {
+    for (const uint32_t offset : {21U, 17U, 33U, 37U, 25U, 29U, 41U, 45U, 49U, 53U, 57U, 61U}) {
         main.push_back(0x7f812300U + offset);
         sub.push_back(0xffa45600U + offset);
         put(image.data(), offset, main.back());
@@ -73,7 +73,7 @@ TEST(Query, CopiesEachWordFromItsPlaceWhateverItsBitsAndItsAlignment) {
     }
     std::memcpy(extrinsics.data(), &image[6227], 24);
     seal(image.data());
-    for (const size_t shift : {0, 1, 2, 3}) {
+    for (const size_t shift : {0U, 1U, 2U, 3U}) {
         std::vector<uint8_t> room(image.size() + shift);
         const uint8_t* at = std::copy(image.begin(), image.end(), room.data() + shift) - 6268;
         EXPECT_EQ(wordsOf(extractMainCameraIntrn(at)), main);
@@ -132,7 +132,7 @@ TEST(Layout, BytesThatNothingInterpretsDoNotMatter) {
     for (const int32_t flag : {CALIBMAP_DISTORTION, CALIBMAP_UNDISTORTION}) {
         const CallerMap maps[2] = {{12, 16}, {12, 16}};
         Outputs told[2];
-        for (const size_t i : {0, 1}) {
+        for (const size_t i : {0U, 1U}) {
             const CalibrationOnDisk file(i == 0 ? image : scrambled);
             getCameraIntrinsicAndExtrinsic(calibin, &told[i].main, &told[i].sub, nullptr);
             EXPECT_EQ(DistortionProcess(flag, 2, nullptr, &maps[i].lut), 0);
