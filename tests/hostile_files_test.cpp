@@ -44,7 +44,8 @@ Outcome alone(const std::function<int()>& call) {
             static_cast<double>(used.ru_maxrss) / 1024};
 }
 
-/** A change to a valid file of 32 x 24 pixels, and the status of a request with fitting arrays. */
+/** A change to a valid file of 640 x 480 pixels, and the status of a request with fitting arrays.
+ */
 struct Hostile {
     const char* name;
     int32_t status;
@@ -80,8 +81,8 @@ constexpr size_t yBreaks = CALIBMAP_DISTORTION_MODEL + CALIBMAP_Y_BREAKS;
 constexpr size_t correction = CALIBMAP_DISTORTION_MODEL + CALIBMAP_X_CORRECTION;
 
 const std::vector<Hostile> hostileFiles = {
-    sized("no width", 0, 24),
-    sized("negative", 32, -24),
+    sized("no width", 0, 480),
+    sized("negative", 640, -480),
     sized("most negative", INT32_MIN, INT32_MIN),
     sized("widest", INT32_MAX, 1),
     sized("highest", 1, INT32_MAX),
@@ -112,6 +113,7 @@ const std::vector<Hostile> hostileFiles = {
     numbers("repeated last", 0, yBreaks, {-2, 2, 2, 2, 2}),
     numbers("repeated at both ends", 0, xBreaks, {-2, -2, -2, 0, 2, 2, 2}),
     numbers("infinities among the coefficients", 0, correction, {inf, -inf, nan}),
+    numbers("denormal coefficients", 0, correction, std::vector<float>(120, 3e-45F)),
     // Accepted, and with the most work for each sample.
     sized("one row", 300000, 1, 0),
     sized("one column", 1, 300000, 0),
@@ -120,7 +122,8 @@ const std::vector<Hostile> hostileFiles = {
 TEST(HostileFiles, EndInTheirStatusWithinASecondAndAFewMegabytes) {
     for (const Hostile& hostile : hostileFiles) {
         SCOPED_TRACE(hostile.name);
-        Image image = calibrationImage();
+        Image image =
+            calibrationImage({.width = 640, .height = 480, .camera = {420, 430, 318, 242}});
         hostile.change(image.data());
         seal(image.data());
         const CalibrationOnDisk file(image);
