@@ -5,6 +5,8 @@
 #ifndef CALIBMAP_FUZZ_HARNESS_H
 #define CALIBMAP_FUZZ_HARNESS_H
 
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -27,6 +29,12 @@ void fillBlocksWith(uint8_t pattern);
 /** Live matrices and live vectors. */
 inline std::pair<int32_t, int32_t> liveObjects() {
     return {getTotalActiveMat(), getTotalActiveVectorCnt()};
+}
+
+/** Any bits, or quarters of small whole numbers, which meet each other more often. */
+inline double anyNumber(FuzzedDataProvider& input) {
+    return input.ConsumeBool() ? std::bit_cast<double>(input.ConsumeIntegral<uint64_t>())
+                               : input.ConsumeIntegral<int8_t>() / 4.0;
 }
 
 /** Equal bits, all NaNs being one. */

@@ -1,21 +1,13 @@
 // The B-spline toolkit over arbitrary knots, orders and sites, against what its functions promise.
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include "fuzz/harness.h"
 
 namespace {
 
 using Numbers = std::vector<double>;
 
-/** Any bits, or quarters of small whole numbers, which meet each other more often. */
-double number(FuzzedDataProvider& input) {
-    return input.ConsumeBool() ? std::bit_cast<double>(input.ConsumeIntegral<uint64_t>())
-                               : input.ConsumeIntegral<int8_t>() / 4.0;
-}
-
 Numbers sequence(FuzzedDataProvider& input) {
     Numbers numbers(input.ConsumeIntegralInRange<size_t>(0, 24));
-    std::generate(numbers.begin(), numbers.end(), [&] { return number(input); });
+    std::generate(numbers.begin(), numbers.end(), [&] { return anyNumber(input); });
     if (input.ConsumeBool()) {
         std::sort(numbers.begin(), numbers.end(),
                   [](double a, double b) { return !std::isnan(a) && !(a >= b); });
@@ -184,7 +176,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto before = liveObjects();
     checkTiles(input);
     const int32_t k = count(input);
-    const double realOrder = input.ConsumeBool() ? number(input) : k;
+    const double realOrder = input.ConsumeBool() ? anyNumber(input) : k;
     const Numbers breaks = sequence(input);
     const Numbers augmented = augment(breaks, k);
     const Knots knots(input.ConsumeBool() ? augmented : breaks);
