@@ -215,8 +215,7 @@ void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* r
     // number before their one rounding, so they are the same double. Multiplying is much faster.
     const double reciprocal = 1.0 / k;
     const bool isPowerOfTwo = (std::bit_cast<uint64_t>(k) & fractionBits) == 0;
-    const bool exists = reciprocal != 0.0 && reciprocal - reciprocal == 0.0;
-    const bool multiplies = isPowerOfTwo && exists;
+    const bool multiplies = isPowerOfTwo && reciprocal != 0.0;
     run([=](auto lanes) CALIBMAP_KERNEL {
         for (int64_t r = 0; r < rows; ++r) {
             const double* from = a + r * cols;
@@ -234,10 +233,11 @@ void divideScalar(const double* a, double k, int64_t count, double* result) {
     divideRows(a, k, 1, count, result, count);
 }
 
-void roundToFloat(const double* a, int64_t count, float* result) {
-    run([=](auto) CALIBMAP_KERNEL {
+void roundToFloats(const double* a, const double* b, int64_t count, float* x, float* y) {
+    run([=](auto /*lanes*/) CALIBMAP_KERNEL {
         for (int64_t i = 0; i < count; ++i) {
-            result[i] = static_cast<float>(a[i]);
+            x[i] = static_cast<float>(a[i]);
+            y[i] = static_cast<float>(b[i]);
         }
     });
 }

@@ -32,8 +32,11 @@ void divideScalar(const double* a, double k, int64_t count, double* result);
 void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* result,
                 int64_t resultStride);
 
-/** result[i] = a[i] rounded to the nearest float, ties to even. */
-void roundToFloat(const double* a, int64_t count, float* result);
+/**
+ * x[i] = a[i], then y[i] = b[i], each rounded to the nearest float, ties to even. Only here the
+ * results, a caller's arrays, may overlap each other: they are written in this order.
+ */
+void roundToFloats(const double* a, const double* b, int64_t count, float* x, float* y);
 
 /** result (cols x rows) = transpose of a (rows x cols), bit for bit. */
 void transpose(const double* a, int32_t rows, int32_t cols, double* result);

@@ -20,7 +20,6 @@ int32_t extractDistData2CamDistortionLUT(const Mat* mapX, const Mat* mapY,
     if (mapX->rows < 1) {
         return CALIBMAP_SUCCESS;
     }
-    roundToFloat(mapX->data, elementCount(*mapX), lut->x);
-    roundToFloat(mapY->data, elementCount(*mapY), lut->y);
+    roundToFloats(mapX->data, mapY->data, elementCount(*mapX), lut->x, lut->y);
     return CALIBMAP_SUCCESS;
 }

@@ -197,11 +197,14 @@ int32_t evaluateGrid(const Mat* cameraMatrix, const BsplineModel* model,
     // First every matrix is created, in the order of the steps, so that whatever cannot be made is
     // known before anything as large as a map is computed. Where no element will be read, one site
     // for each axis still tells whether the knots can be evaluated.
-    const bool computed =
-        content == MapContent::complete && canBeEvaluated(*model, yAxis.count, xAxis.count);
+    const bool computed = inputPoints == nullptr && content == MapContent::complete &&
+                          canBeEvaluated(*model, yAxis.count, xAxis.count);
     const int32_t xSites = computed ? xAxis.count : 1;
     const int32_t ySites = computed ? yAxis.count : 1;
 
+    // Taken now: nothing keeps a caller from storing the maps into the model's own handles.
+    const Mat* xcorrectMatrix = model->xcorrectMatrix;
+    const Mat* ycorrectMatrix = model->ycorrectMatrix;
     Evaluation e = {};
     if (inputPoints == nullptr) {
         e.normYT = createNormalisedSamples(yAxis, ySites);
@@ -214,7 +217,7 @@ int32_t evaluateGrid(const Mat* cameraMatrix, const BsplineModel* model,
         if (e.colMatrixY == nullptr) {
             return fail(e, "%s line:%d leave. calc colMatrixY fail", 118);
         }
-        e.colMatrixYmulCorrectMatrixX = createProduct(e.colMatrixY, model->xcorrectMatrix);
+        e.colMatrixYmulCorrectMatrixX = createProduct(e.colMatrixY, xcorrectMatrix);
         if (e.colMatrixYmulCorrectMatrixX == nullptr) {
             return fail(e, "%s line:%d leave. calc colMatrixYmulCorrectMatrixX fail", 132);
         }
@@ -223,7 +226,7 @@ int32_t evaluateGrid(const Mat* cameraMatrix, const BsplineModel* model,
             return fail(e, "%s line:%d leave. calc colMatrixXT fail", 143);
         }
         e.outputX = createProductPatch(e.colMatrixYmulCorrectMatrixX, e.colMatrixXT);
-        e.colMatrixYmulCorrectMatrixY = createProduct(e.colMatrixY, model->ycorrectMatrix);
+        e.colMatrixYmulCorrectMatrixY = createProduct(e.colMatrixY, ycorrectMatrix);
         e.outputY = createProductPatch(e.colMatrixYmulCorrectMatrixY, e.colMatrixXT);
         if (e.outputY == nullptr) {
             return fail(e, "%s line:%d leave. calc outputY fail", 176);
@@ -264,8 +267,8 @@ int32_t evaluateGrid(const Mat* cameraMatrix, const BsplineModel* model,
     }
 
     if (computed) {
-        computeProduct(*e.colMatrixY, *model->xcorrectMatrix, *e.colMatrixYmulCorrectMatrixX);
-        computeProduct(*e.colMatrixY, *model->ycorrectMatrix, *e.colMatrixYmulCorrectMatrixY);
+        computeProduct(*e.colMatrixY, *xcorrectMatrix, *e.colMatrixYmulCorrectMatrixX);
+        computeProduct(*e.colMatrixY, *ycorrectMatrix, *e.colMatrixYmulCorrectMatrixY);
         transpose(e.colMatrixX->data, e.colMatrixX->rows, e.colMatrixX->cols, e.colMatrixXT->data);
         const Mat& xLeft = *e.colMatrixYmulCorrectMatrixX;
         const Mat& yLeft = *e.colMatrixYmulCorrectMatrixY;

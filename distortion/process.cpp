@@ -17,7 +17,7 @@ bool hasNoSamples(const CamDistortionLUT& points) {
 /**
  * Builds the maps of one direction for the caller's arrays. When the arrays have another shape than
  * the maps, the delivery will refuse them whatever the maps hold, so nothing is computed: a crafted
- * image size costs no more than the caller's own arrays do.
+ * image size costs no more time, and touches no more memory, than the caller's own arrays ask for.
  */
 int32_t buildMapsFor(const MapDirection& direction, const uint8_t* image,
                      const CamDistortionLUT* inputPoints, int32_t ratio,

@@ -25,7 +25,7 @@ Mat* fail(Collocation& collocation) {
     return nullptr;
 }
 
-/** Differences and sums of counts wrap around at 32 bits; what wraps is refused as not positive. */
+/** Differences and sums of counts wrap around at 32 bits; whatever wraps is refused below. */
 int32_t wrap(int64_t count) {
     return static_cast<int32_t>(static_cast<uint32_t>(count));
 }

@@ -27,7 +27,7 @@ void fillAscending(MatInt& row, int32_t first) {
     }
 }
 
-/** The interval of a site: the first one for a site before it, too. */
+/** The interval of a site; a site before the first interval gets the first. */
 double intervalOf(const SiteEvaluation& e, double sortidx) {
     return std::max(sortidx, e.order);
 }
@@ -36,8 +36,8 @@ double intervalOf(const SiteEvaluation& e, double sortidx) {
 using Sites = double __attribute__((vector_size(siteGroup * sizeof(double))));
 
 /**
- * Values of the B-splines B(interval - k + 1) ... B(interval) of order k at x, which lies in
- * [t(interval), t(interval + 1)) (de Boor, A Practical Guide to Splines, chapter X, BSPLVB): from
+ * Values of the B-splines B(interval - k + 1) ... B(interval) of order k at x, for x from
+ * t(interval) to t(interval + 1) (de Boor, A Practical Guide to Splines, chapter X, BSPLVB): from
  * the values of order j follow those of order j + 1,
  *
  *     b(r) = saved + (t(interval + r) - x) term
@@ -94,9 +94,10 @@ bool prepareSites(const VectorDouble* knots, double k, SiteEvaluation& evaluatio
 
     // From here on k lies in [1, m]. Two conditions keep every site inside the knots and the
     // scratch column. With m >= 2k the intervals end at n >= k, so the recurrence reads
-    // t(interval - k + 2) ... t(interval + k - 1), all in t(2) ... t(m - 1). And the last position
-    // that is scattered to or gathered from must not pass the end of the column; for whole k it
-    // does where the first knot occurs more than 3k - 2 times.
+    // t(interval - k + 2) ... t(interval + k - 1), all in t(2) ... t(m - 1); of a fractional k and n
+    // only the whole parts count there. And the last position that is scattered to or gathered from
+    // must not pass the end of the column; for whole k it does where the first knot occurs more
+    // than 3k - 2 times.
     const int32_t order = toInt(k);
     const int32_t cols = toInt(n);
     const int32_t width = toInt((k - 1) + ((k - 1) + n));
