@@ -31,18 +31,22 @@ struct Model {
         }
     }
 
+    [[nodiscard]] BsplineModel record() const {
+        return {static_cast<uint8_t>(kx),
+                static_cast<uint8_t>(ky),
+                6,
+                4,
+                xKnots.get(),
+                yKnots.get(),
+                xGrid.get(),
+                yGrid.get()};
+    }
+
     [[nodiscard]] Maps maps(int32_t width, int32_t height, int32_t ratio) const {
-        const BsplineModel record = {static_cast<uint8_t>(kx),
-                                     static_cast<uint8_t>(ky),
-                                     6,
-                                     4,
-                                     xKnots.get(),
-                                     yKnots.get(),
-                                     xGrid.get(),
-                                     yGrid.get()};
+        const BsplineModel model = record();
         Mat *x = nullptr, *y = nullptr;
         const int32_t status =
-            undisortionBspline(camera.get(), &record, nullptr, width, height, ratio, &x, &y);
+            undisortionBspline(camera.get(), &model, nullptr, width, height, ratio, &x, &y);
         return {status, own(x), own(y)};
     }
 };
@@ -93,6 +97,18 @@ TEST(Grid, TakesShapesFromTheMatrices) {
     EXPECT_EQ(refusal(&Model::xGrid, 10, 11), "197 leave. create outputXmulFx fail\n");
     EXPECT_EQ(refusal(&Model::yGrid, 9, 12), "176 leave. calc outputY fail\n");
     EXPECT_EQ(refusal(&Model::yGrid, 10, 11), "176 leave. calc outputY fail\n");
+}
+
+TEST(Grid, MapsMayTakeThePlaceOfTheGridsTheyComeFrom) {
+    const Model model(7, 7, {40, 0, 20, 0, 36, 15, 0, 0, 1}, 0.1);
+    const Maps expected = model.maps(70, 9, 1);
+    BsplineModel record = model.record();
+    EXPECT_EQ(undisortionBspline(model.camera.get(), &record, nullptr, 70, 9, 1,
+                                 &record.xcorrectMatrix, &record.ycorrectMatrix),
+              0);
+    const auto x = own(record.xcorrectMatrix), y = own(record.ycorrectMatrix);
+    EXPECT_EQ(bitsOf(elements(x)), bitsOf(elements(expected.x)));
+    EXPECT_EQ(bitsOf(elements(y)), bitsOf(elements(expected.y)));
 }
 
 TEST(Maps, OfEqualModelsAreEqual) {
