@@ -13,16 +13,18 @@ cmake --preset release -B build/bench -DCALIBMAP_BUILD_BENCH=ON -DCALIBMAP_BUILD
 cmake --build build/bench --target calibmap-bench -- --quiet
 bench=build/bench/bench/calibmap-bench
 
-# Instructions of one run of a job, divided by its units.
+# Instructions of one run of a case, and for each of its units.
 count() {
     local log
     log=$(valgrind --tool=callgrind --callgrind-out-file=/dev/null --toggle-collect=measuredRun \
         "$bench" --once="$1" 2>&1)
     awk -v name="$1" '
-        $0 ~ "^" name ": " { units = $(NF - 1); unit = $NF }
+        index($0, name ": ") == 1 { units = $(NF - 1); unit = $NF }
         /Collected/ { instructions = $NF }
-        END { printf "%-44s %12d instructions %9.2f /%s\n", name, instructions, instructions / units,
-              substr(unit, 1, length(unit) - 1) }' <<<"$log"
+        END {
+            printf "%-40s %12d instructions %10.2f a %s\n", name, instructions,
+                instructions / units, unit
+        }' <<<"$log"
 }
 
 status=0
@@ -33,7 +35,12 @@ for mode in "${modes[@]}"; do
         "$bench" --mode="$mode" || status=1
         ;;
     counts)
-        for job in 'map 320x240' 'map 640x480' 'map 1280x960' 'collocationMatrix 1120 sites' spcol; do
+        for size in 320x240 640x480 1280x960; do
+            for contender in calibmap GSL Eigen floor; do
+                count "map $size/$contender"
+            done
+        done
+        for job in 'collocationMatrix 1120 sites' 'collocationMatrix 17920 sites' spcol; do
             for contender in calibmap GSL; do
                 count "$job/$contender"
             done
