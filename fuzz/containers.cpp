@@ -125,11 +125,8 @@ class Program {
     Population<MatInt, int32_t> ints_{destroyMatInt};
     Population<VectorDouble, double> vectors_{destroyVectorDouble};
 
-    /** A count: around the widths of the kernels' tiles, seldom anything. */
-    int32_t count() {
-        return input_.ConsumeIntegralInRange(0, 15) == 15 ? input_.ConsumeIntegral<int32_t>()
-                                                          : input_.ConsumeIntegralInRange(0, 20);
-    }
+    /** Mostly around the widths of the kernels' tiles. */
+    int32_t count() { return anyCount(input_, 20); }
     /** What a buffer of this size holds at first; `possible` says whether it may exist. */
     template <typename Element>
     std::vector<Element> zeros(int32_t rows, int32_t cols, bool& possible) {

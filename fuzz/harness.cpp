@@ -44,6 +44,12 @@ void* __wrap_calloc(size_t count, size_t size) {
 }
 // NOLINTEND(bugprone-reserved-identifier,misc-definitions-in-headers)
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): AddressSanitizer asks by this name.
+extern "C" const char* __asan_default_options() {
+    // Giving memory back to the kernel can take seconds on a busy machine, which looks like a hang.
+    return "allocator_release_to_os_interval_ms=-1:quarantine_size_mb=16";
+}
+
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     require(std::freopen("/dev/null", "w", stdout) != nullptr, "standard output goes nowhere");
     return 0;

@@ -37,6 +37,16 @@ inline double anyNumber(FuzzedDataProvider& input) {
                                : input.ConsumeIntegral<int8_t>() / 4.0;
 }
 
+/** A count up to `most`, or one beside a power of two, where products wrap around. */
+inline int32_t anyCount(FuzzedDataProvider& input, uint32_t most) {
+    const auto count = input.ConsumeIntegralInRange<uint32_t>(0, most);
+    const auto choice = input.ConsumeIntegralInRange<uint32_t>(0, 255);
+    const uint32_t power = 1U << choice % 32;
+    return static_cast<int32_t>(choice < 192   ? count
+                                : choice < 224 ? power + count
+                                               : count - power);
+}
+
 /** Equal bits, all NaNs being one. */
 inline bool same(double a, double b) {
     return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b) ||

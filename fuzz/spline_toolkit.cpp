@@ -15,11 +15,6 @@ Numbers sequence(FuzzedDataProvider& input) {
     return numbers;
 }
 
-int32_t count(FuzzedDataProvider& input) {
-    return input.ConsumeBool() ? input.ConsumeIntegralInRange<int32_t>(0, 12)
-                               : input.ConsumeIntegral<int32_t>();
-}
-
 VectorDouble* vectorOf(const Numbers& numbers) {
     VectorDouble* vector = createVectorDouble(static_cast<int32_t>(numbers.size()));
     std::copy(numbers.begin(), numbers.end(), vector->data);
@@ -151,8 +146,8 @@ Numbers augment(const Numbers& breaks, int32_t k) {
 void checkTiles(FuzzedDataProvider& input) {
     const auto rows = input.ConsumeIntegralInRange<int32_t>(0, 4);
     const auto cols = input.ConsumeIntegralInRange<int32_t>(0, 4);
-    const int32_t down = count(input);
-    const int32_t across = count(input);
+    const int32_t down = anyCount(input, 12);
+    const int32_t across = anyCount(input, 12);
     MatInt* tile = createMatInt(rows, cols);
     for (int32_t i = 0; i < rows * cols; ++i) {
         tile->data[i] = i;
@@ -175,7 +170,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fillBlocksWith(input.ConsumeIntegral<uint8_t>());
     const auto before = liveObjects();
     checkTiles(input);
-    const int32_t k = count(input);
+    const int32_t k = anyCount(input, 12);
     const double realOrder = input.ConsumeBool() ? anyNumber(input) : k;
     const Numbers breaks = sequence(input);
     const Numbers augmented = augment(breaks, k);

@@ -24,7 +24,7 @@ for target in "${targets[@]}"; do
     folders=("build/fuzz/corpus/$target")
     mkdir -p "${folders[0]}"
     [ ! -d "fuzz/corpus/$target" ] || folders+=("fuzz/corpus/$target")
-    if ! "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=$length -timeout=5 \
+    if ! "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=$length -timeout=20 \
         -rss_limit_mb=1024 -dict=fuzz/numbers.dict -print_final_stats=1 \
         -artifact_prefix="build/fuzz/finding-$target-" "${folders[@]}" 2>"$log"; then
         echo "$target: FINDING, see $log"
