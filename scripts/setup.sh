@@ -1,5 +1,6 @@
 # Sourced by the other scripts: `need PACKAGE...` installs the Debian packages that are missing, by
 # name, says so, and asks for root only if there is something to install.
+# shellcheck shell=bash disable=SC2034
 
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

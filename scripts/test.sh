@@ -45,7 +45,7 @@ sources() {
 format() {
     need clang-format shellcheck
     sources | xargs clang-format --dry-run -Werror
-    git ls-files '*.sh' .ci/run | xargs shellcheck
+    git ls-files '*.sh' .ci/run | xargs shellcheck -x
 }
 
 # What the benchmarks and the fuzz targets consist of is read with the options of this build, too.

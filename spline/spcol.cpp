@@ -94,10 +94,10 @@ bool prepareSites(const VectorDouble* knots, double k, SiteEvaluation& evaluatio
 
     // From here on k lies in [1, m]. Two conditions keep every site inside the knots and the
     // scratch column. With m >= 2k the intervals end at n >= k, so the recurrence reads
-    // t(interval - k + 2) ... t(interval + k - 1), all in t(2) ... t(m - 1); of a fractional k and n
-    // only the whole parts count there. And the last position that is scattered to or gathered from
-    // must not pass the end of the column; for whole k it does where the first knot occurs more
-    // than 3k - 2 times.
+    // t(interval - k + 2) ... t(interval + k - 1), all in t(2) ... t(m - 1); of a fractional k and
+    // n only the whole parts count there. And the last position that is scattered to or gathered
+    // from must not pass the end of the column; for whole k it does where the first knot occurs
+    // more than 3k - 2 times.
     const int32_t order = toInt(k);
     const int32_t cols = toInt(n);
     const int32_t width = toInt((k - 1) + ((k - 1) + n));

@@ -1,4 +1,5 @@
-/** What the consumers check: a map against the lens that `calibmap sample` described in its file. */
+/** What the consumers check: a map against the lens that `calibmap sample` described in its file.
+ */
 #include <calibmap.h>
 #include <math.h>
 #include <string.h>
