@@ -7,7 +7,7 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" dpkg-dev file lintian debootstrap
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" help2man dpkg-dev file lintian debootstrap
 
 folder=build/package
 base=$folder/base

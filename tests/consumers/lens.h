@@ -1,5 +1,4 @@
-/** What the consumers check: a map against the lens that `calibmap sample` described in its file.
- */
+/** What the consumers check: a map against the lens that `calibmap sample` wrote into its file. */
 #include <calibmap.h>
 #include <math.h>
 #include <string.h>
