@@ -1,6 +1,7 @@
 #!/bin/bash
 # The same bits everywhere: the golden test at -O0, -O2 and -O3 on x86-64 and arm64 with GCC and with
-# Clang, the machine code of all four libraries, and the whole test suite on arm64 in emulation.
+# Clang, the kernels of x86-64 for every vector width, the machine code of all four libraries, and the
+# whole test suite on arm64 in emulation.
 
 # shellcheck source=scripts/setup.sh
 . "$(dirname "$0")/setup.sh"
@@ -29,5 +30,14 @@ run() {
 golden=(calibmap golden_test golden_test_O0 golden_test_O2 golden_test_O3)
 run release '^(golden_test.*|machine_code|android_blueprint)$' "${golden[@]}"
 run clang '^(golden_test.*|machine_code)$' "${golden[@]}"
+
+# The library takes the widest vectors of the processor: these two have two and four lanes.
+for cpu in qemu64 max; do
+    for preset in release clang; do
+        echo "== $preset on the emulated processor $cpu"
+        qemu-x86_64 -cpu "$cpu" "build/bits-$preset/tests/golden_test" --gtest_brief=1
+    done
+done
+
 run arm64-clang '^(golden_test.*|machine_code)$' "${golden[@]}"
 run arm64 . all

@@ -35,7 +35,7 @@ multiplyScalar $multiply
 divide(Scalar|Rows) $divide
 multiplyColumns $multiply
 multiplyColumns $add
-roundToFloat $narrow" '
+roundToFloats $narrow" '
     /^[0-9a-f]+ <.*>:$/ { symbol = $0; next }
     /^ +[0-9a-f]+:/ {
         ++instructions
