@@ -8,3 +8,7 @@ endif()
 add_test(NAME tool COMMAND ${CALIBMAP_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/tool_test.py
                            $<TARGET_FILE:calibmap-tool>)
 set_tests_properties(tool PROPERTIES TIMEOUT 600)
+set_tests_properties(
+    tool PROPERTIES
+    ENVIRONMENT
+    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tool_leaks.supp:print_suppressions=0")

@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     // Where the device's own file is not wanted, another one is named here.
-    std::strcpy(calibin, argv[1]);
+    std::snprintf(calibin, sizeof calibin, "%s", argv[1]);
 
     CameraIntrinsics mainCamera;
     CameraIntrinsics subCamera;

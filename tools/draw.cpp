@@ -139,8 +139,8 @@ void drawMappedGrid(const Figure& figure, const Canvas& canvas) {
     cairo_t* const cr = canvas.context();
     const double right = figure.camera.width - 1;
     const double bottom = figure.camera.height - 1;
-    const int linesAlongHeight =
-        std::max(4, static_cast<int>(std::lround(linesAlongWidth * bottom / right)));
+    const int linesAlongHeight = std::max(
+        4, static_cast<int>(std::lround(linesAlongWidth * figure.plot.height / figure.plot.width)));
     const auto addLine = [&](Point from, Point to) {
         std::vector<Point> line;
         for (int i = 0; i <= stepsPerLine; ++i) {
@@ -274,7 +274,7 @@ void drawContours(const Figure& figure, const Canvas& canvas, double step) {
             for (Point& point : line) {
                 point = figure.onCanvas(pixelAt(point.y, point.x));
             }
-            drawContour(figure, canvas, line, numberText(level, level), labels);
+            drawContour(figure, canvas, line, format("%.6g", level), labels);
         }
     }
 }
@@ -299,17 +299,17 @@ void drawAxes(const Figure& figure, const Canvas& canvas) {
     const double tick = 5 * s;
     strokeFrame(figure, canvas, plot);
     canvas.setType(12.5 * s);
-    const double xStep = roundStep(figure.camera.width, 7);
-    for (double x = 0; x < figure.camera.width; x += xStep) {
-        const double place = figure.onCanvas({x, 0}).x;
+    const double xStep = std::max(1.0, roundStep(figure.camera.width, plot.width / (90 * s)));
+    for (int i = 0; i * xStep < figure.camera.width; ++i) {
+        const double place = figure.onCanvas({i * xStep, 0}).x;
         strokeLine(canvas, {place, bottom}, {place, bottom + tick});
-        canvas.write(numberText(x, 1), {place, bottom + 2 * tick}, {0.5, 0});
+        canvas.write(numberText(i * xStep, 1), {place, bottom + 2 * tick}, {0.5, 0});
     }
-    const double yStep = std::min(xStep, roundStep(figure.camera.height, 4));
-    for (double y = 0; y < figure.camera.height; y += yStep) {
-        const double place = figure.onCanvas({0, y}).y;
+    const double yStep = std::max(1.0, roundStep(figure.camera.height, plot.height / (60 * s)));
+    for (int i = 0; i * yStep < figure.camera.height; ++i) {
+        const double place = figure.onCanvas({0, i * yStep}).y;
         strokeLine(canvas, {plot.left - tick, place}, {plot.left, place});
-        canvas.write(numberText(y, 1), {plot.left - 1.8 * tick, place}, {1, 0.5});
+        canvas.write(numberText(i * yStep, 1), {plot.left - 1.8 * tick, place}, {1, 0.5});
     }
     canvas.write("column (pixels)", {plot.left + plot.width / 2, bottom + 32 * s}, {0.5, 0});
     canvas.write("row (pixels)", {plot.left - 54 * s, plot.top + plot.height / 2}, {0.5, 0.5},

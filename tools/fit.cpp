@@ -21,7 +21,7 @@ constexpr int sitesPerPiece = 24;
  */
 template <class Breaks>
 void spread(Breaks& breaks, int32_t pixels, double principal, double focal) {
-    const double pieces = static_cast<double>(breaks.size() - 1);
+    const auto pieces = static_cast<double>(breaks.size() - 1);
     for (std::size_t i = 0; i < breaks.size(); ++i) {
         const double position = -0.5 + pixels * static_cast<double>(i) / pieces;
         breaks[i] = static_cast<float>((position - principal) / focal);

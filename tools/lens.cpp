@@ -28,12 +28,12 @@ Jacobian jacobianOf(const Lens& lens, Point p) {
 
 }  // namespace
 
-Point distorted(const Lens& lens, Point p) {
-    const double r2 = p.x * p.x + p.y * p.y;
+Point distorted(const Lens& lens, Point straight) {
+    const auto [x, y] = straight;
+    const double r2 = x * x + y * y;
     const double scale = 1 + r2 * (lens.k1 + r2 * (lens.k2 + r2 * lens.k3));
-    const double xy = 2 * p.x * p.y;
-    return {p.x * scale + lens.p1 * xy + lens.p2 * (r2 + 2 * p.x * p.x),
-            p.y * scale + lens.p1 * (r2 + 2 * p.y * p.y) + lens.p2 * xy};
+    return {x * scale + 2 * lens.p1 * x * y + lens.p2 * (r2 + 2 * x * x),
+            y * scale + lens.p1 * (r2 + 2 * y * y) + 2 * lens.p2 * x * y};
 }
 
 double localArea(const Lens& lens, Point straight) {
