@@ -17,7 +17,7 @@ CameraIntrinsics extractIntrinsics(const uint8_t* block) {
     intrinsics.fx = loadFloat(block + CALIBMAP_FX);
     intrinsics.fy = loadFloat(block + CALIBMAP_FY);
     for (int i = 0; i < CALIBMAP_COEFF_COUNT; ++i) {
-        intrinsics.coeff[i] = loadWord(block + CALIBMAP_COEFF + wordSize * i);
+        intrinsics.coeff[i] = loadWord(block + CALIBMAP_COEFF + int64_t{wordSize} * i);
     }
     return intrinsics;
 }

@@ -129,7 +129,7 @@ template <int Rows, int Count>
     for (int32_t i = tile.range.first; i < tile.range.end; ++i) {
         Vector<Count> right[vectors];
         for (int v = 0; v < vectors; ++v) {
-            memcpy(&right[v], tile.terms + i * tile.stride + v * Count, vectorSize);
+            memcpy(&right[v], tile.terms + i * tile.stride + int64_t{v} * Count, vectorSize);
         }
         for (int r = 0; r < Rows; ++r) {
             for (int v = 0; v < vectors; ++v) {
@@ -142,7 +142,7 @@ template <int Rows, int Count>
     for (int r = 0; r < Rows; ++r) {
 #pragma GCC unroll 8
         for (int v = 0; v < vectors; ++v) {
-            memcpy(product + r * productStride + v * Count, &sums[r][v], vectorSize);
+            memcpy(product + r * productStride + int64_t{v} * Count, &sums[r][v], vectorSize);
         }
     }
 }
