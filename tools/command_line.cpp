@@ -13,7 +13,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "library_call.h"
-#include "output.h"
+#include "text.h"
 
 namespace {
 

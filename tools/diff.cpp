@@ -8,7 +8,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "maps.h"
-#include "output.h"
+#include "text.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include "failure.h"
 #include "interpolation.h"
 #include "maps.h"
-#include "output.h"
 #include "picture.h"
+#include "text.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "fit.h"
-#include "output.h"
+#include "text.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "failure.h"
 #include "maps.h"
 #include "output.h"
+#include "text.h"
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -96,18 +95,4 @@ void OutputFile::refuse(int error) const {
                                : error == EISDIR ? "name a file in it"
                                                  : "choose a place that you may write to";
     throw Failure(path_, std::string("cannot be written (") + std::strerror(error) + ")", remedy);
-}
-
-std::string format(const char* text, ...) {
-    std::va_list arguments;
-    va_start(arguments, text);
-    char* result = nullptr;
-    const int length = vasprintf(&result, text, arguments);
-    va_end(arguments);
-    if (length < 0) {
-        throw std::bad_alloc();
-    }
-    std::string line(result, static_cast<std::size_t>(length));
-    std::free(result);
-    return line;
 }

@@ -32,6 +32,3 @@ class OutputFile {
     std::string temporary_; /**< empty when there is nothing to remove */
     std::FILE* file_ = nullptr;
 };
-
-/** Text in the manner of `printf`. */
-[[gnu::format(printf, 1, 2)]] std::string format(const char* text, ...);

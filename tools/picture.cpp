@@ -11,6 +11,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "text.h"
 
 namespace {
 

@@ -7,7 +7,6 @@
 #include "failure.h"
 #include "interpolation.h"
 #include "maps.h"
-#include "output.h"
 #include "picture.h"
 
 namespace {

@@ -10,6 +10,7 @@
 #include "lens.h"
 #include "maps.h"
 #include "output.h"
+#include "text.h"
 
 namespace {
 
