@@ -36,7 +36,7 @@
  * here stops the process. Calls are made from one thread at a time, except for the functions of the
  * calibration file, which keep no state.
  *
- * Below the two services stand the parts they are made of, all exported: the calibration file, the
+ * Below the two services stand the pieces they are made of, all exported: the calibration file, the
  * counted containers (matrices and vectors), the B-spline toolkit and the evaluation of a spline
  * model over an image.
  *
