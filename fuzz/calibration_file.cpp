@@ -119,7 +119,10 @@ void compare(Bytes file, const Maps& maps, const CallerMap& map) {
     }
 }
 
-/** Requests a map of the driver and of the entry point, on heaps and arrays of other contents. */
+/**
+ * Requests a map of the driver and of the entry point, with heaps and arrays of other contents and
+ * vectors of other widths.
+ */
 void request(Bytes file, int32_t verdict, const Maps& maps, int32_t rows, int32_t cols,
              bool withPoints) {
     const bool builds = maps.flag == CALIBMAP_DISTORTION || maps.flag == CALIBMAP_UNDISTORTION;
@@ -138,19 +141,19 @@ void request(Bytes file, int32_t verdict, const Maps& maps, int32_t rows, int32_
     const CamDistortionLUT* input = withPoints ? &points : nullptr;
     const CallerMap one(rows, cols, -1.5F);
     const CallerMap other(rows, cols, 2e30F);
-    fillBlocksWith(0x00);
+    runWith(0x00, 8);
     require(doDistortionProcess(calibin, maps.flag, maps.ratio, input, &one.lut) == driven,
             "status");
-    fillBlocksWith(0xFF);
+    runWith(0xFF, 2U << file.size() % 2);
     require(DistortionProcess(maps.flag, maps.ratio, input, &other.lut) == entered,
             "entry's status");
     require(liveObjects() == before, "live counts");
     require(delivers || one.isUntouched(), "arrays untouched");
     require((delivers && entered == 0) || other.isUntouched(), "entry's arrays untouched");
     if (delivers && entered == 0) {
-        const size_t bytes = one.untouched.size() * sizeof(float);
-        require(sameBytes(one.x.get(), other.x.get(), bytes) &&
-                    sameBytes(one.y.get(), other.y.get(), bytes),
+        const size_t count = one.untouched.size();
+        require(same(std::vector(one.x.get(), one.x.get() + count), other.x.get()) &&
+                    same(std::vector(one.y.get(), one.y.get() + count), other.y.get()),
                 "the same map twice, every element written");
     }
     if (delivers && maps.ordinary && one.untouched.size() <= largestComparedMap) {

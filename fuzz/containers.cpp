@@ -242,7 +242,7 @@ class Program {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider input(data, size);
-    fillBlocksWith(input.ConsumeIntegral<uint8_t>());
+    runWithAny(input);
     {
         Program program(input);
         for (int steps = 0; input.remaining_bytes() > 0 && steps < 64; ++steps) {

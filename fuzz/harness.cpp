@@ -18,8 +18,20 @@ void require(bool holds, const char* claim) {
     }
 }
 
-void fillBlocksWith(uint8_t pattern) {
-    blockPattern = pattern;
+#ifdef __x86_64__
+// What `__builtin_cpu_supports` reads.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" uint32_t __cpu_model[4];
+#endif
+
+void runWith(uint8_t heapContent, uint32_t lanes) {
+    blockPattern = heapContent;
+#ifdef __x86_64__
+    static const uint32_t features = __cpu_model[3];
+    constexpr uint32_t avx2 = 1U << 10U;
+    constexpr uint32_t avx512f = 1U << 15U;
+    __cpu_model[3] = features & ~(lanes < 8 ? avx512f : 0U) & ~(lanes < 4 ? avx2 : 0U);
+#endif
 }
 
 // NOLINTBEGIN(bugprone-reserved-identifier,misc-definitions-in-headers): the names are the

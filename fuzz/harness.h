@@ -23,8 +23,11 @@ void require(bool holds, const char* claim);
 /** Larger blocks are refused, as on a device with little memory; here they would only cost time. */
 inline constexpr size_t largestBlock = size_t{4} << 20U;
 
-/** Fills the blocks that the library gets from now on, so that what it leaves unwritten shows. */
-void fillBlocksWith(uint8_t pattern);
+/**
+ * The conditions of the following calls, none of which may change a result: what the heap's blocks
+ * are full of, and how wide the kernels' vectors are, 2, 4 or 8 doubles if the machine has them.
+ */
+void runWith(uint8_t heapContent, uint32_t lanes);
 
 /** Live matrices and live vectors. */
 inline std::pair<int32_t, int32_t> liveObjects() {
@@ -45,6 +48,12 @@ inline int32_t anyCount(FuzzedDataProvider& input, uint32_t most) {
     return static_cast<int32_t>(choice < 192   ? count
                                 : choice < 224 ? power + count
                                                : count - power);
+}
+
+/** Some conditions. */
+inline void runWithAny(FuzzedDataProvider& input) {
+    const auto content = input.ConsumeIntegral<uint8_t>();
+    runWith(content, 2U << content % 3U);
 }
 
 /** Equal bits, all NaNs being one. */

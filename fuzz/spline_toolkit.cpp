@@ -167,7 +167,7 @@ void checkTiles(FuzzedDataProvider& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider input(data, size);
-    fillBlocksWith(input.ConsumeIntegral<uint8_t>());
+    runWithAny(input);
     const auto before = liveObjects();
     checkTiles(input);
     const int32_t k = anyCount(input, 12);
