@@ -63,7 +63,9 @@ TEST(Checksum, EveryByteOfTheImageIsGuarded) {
 
 TEST(Query, CopiesEachWordFromItsPlaceWhateverItsBitsAndItsAlignment) {
     // Record order: width, height, cx, cy, fx, fy, coefficients; every word looks like a NaN.
-    std::vector<uint32_t> main, sub, extrinsics(6);
+    std::vector<uint32_t> main;
+    std::vector<uint32_t> sub;
+    std::vector<uint32_t> extrinsics(6);
     Image image = calibrationImage();
     for (const uint32_t offset : {21U, 17U, 33U, 37U, 25U, 29U, 41U, 45U, 49U, 53U, 57U, 61U}) {
         main.push_back(0x7f812300U + offset);

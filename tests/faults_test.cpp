@@ -97,7 +97,8 @@ Subject making(Function function, Arguments... arguments) {
 template <typename Function, typename... Arguments>
 Subject mapping(Function function, Arguments... arguments) {
     return [=] {
-        Mat *x = nullptr, *y = nullptr;
+        Mat* x = nullptr;
+        Mat* y = nullptr;
         const int32_t status = function(arguments..., &x, &y);
         return joined(status, {elements(own(x)), elements(own(y))});
     };

@@ -44,7 +44,8 @@ struct Model {
 
     [[nodiscard]] Maps maps(int32_t width, int32_t height, int32_t ratio) const {
         const BsplineModel model = record();
-        Mat *x = nullptr, *y = nullptr;
+        Mat* x = nullptr;
+        Mat* y = nullptr;
         const int32_t status =
             undisortionBspline(camera.get(), &model, nullptr, width, height, ratio, &x, &y);
         return {status, own(x), own(y)};
@@ -69,8 +70,9 @@ TEST(Grid, KnownModelsGiveKnownMaps) {
         const Maps maps = Model(6, 5, {350, 0, 310, 0, 300, 250, 0, 0, 1}, 0).maps(641, 483, ratio);
         double worst = 0.0;
         for (int32_t i = 0; i < maps.x->rows * maps.x->cols; ++i) {
+            const int32_t row = i / maps.x->cols;
             worst = std::max({worst, std::abs(maps.x->data[i] - i % maps.x->cols),
-                              std::abs(maps.y->data[i] - i / maps.x->cols)});
+                              std::abs(maps.y->data[i] - row)});
         }
         EXPECT_LT(worst, 1e-10);
         const Model zero(7, 7, {90, 0, 100, 0, 80, 31, 0, 0, 1}, 0);
@@ -106,7 +108,8 @@ TEST(Grid, MapsMayTakeThePlaceOfTheGridsTheyComeFrom) {
     EXPECT_EQ(undisortionBspline(model.camera.get(), &record, nullptr, 70, 9, 1,
                                  &record.xcorrectMatrix, &record.ycorrectMatrix),
               0);
-    const auto x = own(record.xcorrectMatrix), y = own(record.ycorrectMatrix);
+    const auto x = own(record.xcorrectMatrix);
+    const auto y = own(record.ycorrectMatrix);
     EXPECT_EQ(bitsOf(elements(x)), bitsOf(elements(expected.x)));
     EXPECT_EQ(bitsOf(elements(y)), bitsOf(elements(expected.y)));
 }
@@ -114,7 +117,8 @@ TEST(Grid, MapsMayTakeThePlaceOfTheGridsTheyComeFrom) {
 TEST(Maps, OfEqualModelsAreEqual) {
     const CalibrationOnDisk file(
         calibrationImage({.distortionWarp = 0.3, .undistortionWarp = 0.3}));
-    const CallerMap one(24, 32), other(24, 32);
+    const CallerMap one(24, 32);
+    const CallerMap other(24, 32);
     EXPECT_EQ(DistortionProcess(CALIBMAP_DISTORTION, 1, nullptr, &one.lut), 0);
     EXPECT_EQ(DistortionProcess(CALIBMAP_UNDISTORTION, 1, nullptr, &other.lut), 0);
     EXPECT_EQ(one.written(), other.written());

@@ -7,22 +7,22 @@
 #include "support.h"
 
 // Each stands in for whatever a program may have under such a name: being called is the fault.
-VectorDouble* diff(const VectorDouble*) {
+VectorDouble* diff(const VectorDouble* /*src*/) {
     std::abort();
 }
-double sorted(const VectorDouble*, double) {
+double sorted(const VectorDouble* /*mesh*/, double /*site*/) {
     std::abort();
 }
-Mat* spcol(const VectorDouble*, double, double) {
+Mat* spcol(const VectorDouble* /*knots*/, double /*k*/, double /*x*/) {
     std::abort();
 }
-Mat* matMul(const Mat*, const Mat*) {
+Mat* matMul(const Mat* /*a*/, const Mat* /*b*/) {
     std::abort();
 }
-void destroyMat(Mat**) {
+void destroyMat(Mat** /*handle*/) {
     std::abort();
 }
-int32_t isFileExists(const char*) {
+int32_t isFileExists(const char* /*path*/) {
     std::abort();
 }
 
@@ -36,8 +36,9 @@ TEST(OwnNames, AreNotCalledByTheLibrary) {
     const CallerMap map(24, 32);
     EXPECT_EQ(DistortionProcess(CALIBMAP_UNDISTORTION, 1, nullptr, &map.lut), 0);
     for (size_t i = 0; i < map.x.size(); ++i) {
+        const size_t row = i / 32;
         EXPECT_NEAR(map.x[i], static_cast<double>(i % 32), 1e-5);
-        EXPECT_NEAR(map.y[i], static_cast<double>(i / 32), 1e-5);
+        EXPECT_NEAR(map.y[i], static_cast<double>(row), 1e-5);
     }
     CameraIntrinsics main = {};
     EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(&main, nullptr, nullptr), 0);

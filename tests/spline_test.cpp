@@ -60,8 +60,8 @@ TEST(Spcol, ShiftsTheRowByTheKnotsThatTheFirstOneLacks) {
         for (size_t multiplicity = 1; multiplicity <= 3 * k - 2; ++multiplicity) {
             Values t(multiplicity + 2 * k + 3, 0.0);
             std::iota(t.begin() + static_cast<ptrdiff_t>(multiplicity), t.end(), 1.0);
-            for (double x = t[k - 1] + 0.25; x < t[t.size() - k]; x += 0.5) {
-                expectDefinition(t, k, x, k - multiplicity);
+            for (size_t i = k - 1; i + k < t.size(); ++i) {
+                expectDefinition(t, k, t[i] + 0.25, k - multiplicity);
             }
         }
     }

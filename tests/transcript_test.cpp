@@ -43,7 +43,7 @@ void showNumbers(const Values& values) {
 class Argument {
   public:
     explicit Argument(const std::string& text) : text_(text), doubles_(parseList(text, '[')) {
-        int32_t rows = static_cast<int32_t>(doubles_.size());
+        auto rows = static_cast<int32_t>(doubles_.size());
         int32_t cols = 1;
         if (text.find('[') != std::string::npos) {
             std::sscanf(text.c_str(), "%dx%d", &rows, &cols);
