@@ -101,6 +101,23 @@ template <int Count, typename Operation>
 /** The fraction of a double: all zero in a normal power of two, an infinity and zero. */
 constexpr uint64_t fractionBits = (uint64_t{1} << 52U) - 1;
 
+/** What an element is divided by, and whether multiplying gives the same. */
+struct Divisor {
+    double value;
+    double reciprocal;
+    bool multiplies;
+};
+
+/**
+ * Where k is a power of two whose reciprocal exists, a / k and a * (1 / k) are the same real number
+ * before their one rounding, so they are the same double. Multiplying is much faster.
+ */
+Divisor makeDivisor(double k) {
+    const double reciprocal = 1.0 / k;
+    const bool isPowerOfTwo = (std::bit_cast<uint64_t>(k) & fractionBits) == 0;
+    return {k, reciprocal, isPowerOfTwo && reciprocal != 0.0};
+}
+
 /** True when one of `count` values is neither +0.0 nor -0.0. */
 [[gnu::always_inline]] inline bool anyNonZero(const double* values, int32_t count) {
     uint64_t bits = 0;
@@ -184,53 +201,70 @@ template <int Rows, int Count>
 
 void addArrays(const double* a, const double* b, int64_t count, double* result) {
     run([=](auto lanes) CALIBMAP_KERNEL {
-        transformPairs(lanes, a, b, count, result, [](auto& x, const auto& y) { x += y; });
+        transformPairs(lanes, a, b, count, result,
+                       [](auto& x, const auto& y) CALIBMAP_KERNEL { x += y; });
     });
 }
 
 void subtractArrays(const double* a, const double* b, int64_t count, double* result) {
     run([=](auto lanes) CALIBMAP_KERNEL {
-        transformPairs(lanes, a, b, count, result, [](auto& x, const auto& y) { x -= y; });
+        transformPairs(lanes, a, b, count, result,
+                       [](auto& x, const auto& y) CALIBMAP_KERNEL { x -= y; });
     });
 }
 
 void addScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto lanes)
-            CALIBMAP_KERNEL { transform(lanes, a, count, result, [=](auto& x) { x += k; }); });
+    run([=](auto lanes) CALIBMAP_KERNEL {
+        transform(lanes, a, count, result, [=](auto& x) CALIBMAP_KERNEL { x += k; });
+    });
 }
 
 void subtractScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto lanes)
-            CALIBMAP_KERNEL { transform(lanes, a, count, result, [=](auto& x) { x -= k; }); });
+    run([=](auto lanes) CALIBMAP_KERNEL {
+        transform(lanes, a, count, result, [=](auto& x) CALIBMAP_KERNEL { x -= k; });
+    });
 }
 
 void multiplyScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto lanes)
-            CALIBMAP_KERNEL { transform(lanes, a, count, result, [=](auto& x) { x *= k; }); });
-}
-
-void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* result,
-                int64_t resultStride) {
-    // Where k is a power of two whose reciprocal exists, a / k and a * (1 / k) are the same real
-    // number before their one rounding, so they are the same double. Multiplying is much faster.
-    const double reciprocal = 1.0 / k;
-    const bool isPowerOfTwo = (std::bit_cast<uint64_t>(k) & fractionBits) == 0;
-    const bool multiplies = isPowerOfTwo && reciprocal != 0.0;
     run([=](auto lanes) CALIBMAP_KERNEL {
-        for (int64_t r = 0; r < rows; ++r) {
-            const double* from = a + r * cols;
-            double* to = result + r * resultStride;
-            if (multiplies) {
-                transform(lanes, from, cols, to, [=](auto& x) { x *= reciprocal; });
-            } else {
-                transform(lanes, from, cols, to, [=](auto& x) { x /= k; });
-            }
-        }
+        transform(lanes, a, count, result, [=](auto& x) CALIBMAP_KERNEL { x *= k; });
     });
 }
 
 void divideScalar(const double* a, double k, int64_t count, double* result) {
-    divideRows(a, k, 1, count, result, count);
+    const Divisor divisor = makeDivisor(k);
+    run([=](auto lanes) CALIBMAP_KERNEL {
+        if (divisor.multiplies) {
+            transform(lanes, a, count, result,
+                      [=](auto& x) CALIBMAP_KERNEL { x *= divisor.reciprocal; });
+        } else {
+            transform(lanes, a, count, result,
+                      [=](auto& x) CALIBMAP_KERNEL { x /= divisor.value; });
+        }
+    });
+}
+
+void scaleRows(const double* a, const Scaling& scaling, int64_t rows, int64_t cols, double* result,
+               int64_t resultStride) {
+    const Divisor divisor = makeDivisor(scaling.divisor);
+    const double factor = scaling.factor;
+    const double offset = scaling.offset;
+    const double shift = scaling.shift;
+    run([=](auto lanes) CALIBMAP_KERNEL {
+        for (int64_t r = 0; r < rows; ++r) {
+            const double* from = a + r * cols;
+            double* to = result + r * resultStride;
+            if (divisor.multiplies) {
+                transform(lanes, from, cols, to, [=](auto& x) CALIBMAP_KERNEL {
+                    x = ((x * factor + offset) + shift) * divisor.reciprocal;
+                });
+            } else {
+                transform(lanes, from, cols, to, [=](auto& x) CALIBMAP_KERNEL {
+                    x = ((x * factor + offset) + shift) / divisor.value;
+                });
+            }
+        }
+    });
 }
 
 void roundToFloats(const double* a, const double* b, int64_t count, float* x, float* y) {

@@ -28,9 +28,20 @@ void multiplyScalar(const double* a, double k, int64_t count, double* result);
 /** result[i] = a[i] / k, for k other than zero. */
 void divideScalar(const double* a, double k, int64_t count, double* result);
 
-/** The same for a contiguous block of rows whose results are `resultStride` doubles apart. */
-void divideRows(const double* a, double k, int64_t rows, int64_t cols, double* result,
-                int64_t resultStride);
+/** The steps of `scaleRows`. */
+struct Scaling {
+    double factor;
+    double offset;
+    double shift;
+    double divisor; /**< not zero */
+};
+
+/**
+ * result[i] = (((a[i] * factor) + offset) + shift) / divisor, four operations, each rounded once,
+ * for a contiguous block of rows whose results are `resultStride` doubles apart.
+ */
+void scaleRows(const double* a, const Scaling& scaling, int64_t rows, int64_t cols, double* result,
+               int64_t resultStride);
 
 /**
  * x[i] = a[i], then y[i] = b[i], each rounded to the nearest float, ties to even. Only here the

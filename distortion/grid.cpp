@@ -90,7 +90,11 @@ Mat* createProductPatch(const Mat* a, const Mat* b) {
     return allocateMatrix<Mat>(std::min(a->rows, patchRows), std::min(b->cols, patchCols));
 }
 
-/** The result of an element-wise step on `operand`; null where there is no operand. */
+/**
+ * The result of an element-wise step on `operand`; null where there is no operand. The elements of
+ * these steps only ever stand in registers, on their way from the product to the map. The matrices
+ * are made all the same: where the heap ends is reported under the name of the step.
+ */
 Mat* createStep(const Mat* operand) {
     return operand == nullptr ? nullptr : allocateMatrix<Mat>(operand->rows, operand->cols);
 }
@@ -121,34 +125,23 @@ bool canBeEvaluated(const BsplineModel& model, int32_t mapRows, int32_t mapCols)
            withinLimit(mapRows * std::max(xSplines, ySplines), sizeof(double));
 }
 
-/** One map in the making: the left factor of its product, and its steps, each with its operand. */
+/** One map in the making. */
 struct MapSteps {
-    const Mat& colMatrixYmulCorrectMatrix;
-    bool isFinite; /**< the left factor holds no infinity and no NaN */
-    Mat& output;
-    double focalLength;
-    Mat& outputMulF;
-    double principalPoint;
-    Mat& outputMulFAddC;
-    double shift;
-    Mat& imgRatio;
-    double ratio;
+    const Mat& colMatrixYmulCorrectMatrix; /**< left factor of the product */
+    bool isFinite;                         /**< the left factor holds no infinity and no NaN */
+    Mat& output;                           /**< a patch of the product */
+    Scaling scaling;                       /**< from the product back to sample coordinates */
     Mat& map;
 };
 
-/** One patch of a map, from (row, col) on: the product and the steps back to sample coordinates. */
+/** One patch of a map, from (row, col) on. */
 void computePatch(const MapSteps& steps, int32_t row, int32_t rows, const PackedColumns& columns,
                   int32_t col) {
     const Mat& left = steps.colMatrixYmulCorrectMatrix;
-    const int32_t cols = columns.width;
-    const int64_t count = int64_t{rows} * cols;
     multiplyColumns(left.data + int64_t{row} * left.cols, left.cols, steps.isFinite, rows, columns,
-                    steps.output.data, cols);
-    multiplyScalar(steps.output.data, steps.focalLength, count, steps.outputMulF.data);
-    addScalar(steps.outputMulF.data, steps.principalPoint, count, steps.outputMulFAddC.data);
-    addScalar(steps.outputMulFAddC.data, steps.shift, count, steps.imgRatio.data);
-    divideRows(steps.imgRatio.data, steps.ratio, rows, cols,
-               steps.map.data + int64_t{row} * steps.map.cols + col, steps.map.cols);
+                    steps.output.data, columns.width);
+    scaleRows(steps.output.data, steps.scaling, rows, columns.width,
+              steps.map.data + int64_t{row} * steps.map.cols + col, steps.map.cols);
 }
 
 /** Computes both maps, strip of patches after strip of patches within each band of rows. */
@@ -275,24 +268,12 @@ int32_t evaluateGrid(const Mat* cameraMatrix, const BsplineModel* model,
         const MapSteps x = {xLeft,
                             allFinite(xLeft.data, elementCount(xLeft)),
                             *e.outputX,
-                            xAxis.focalLength,
-                            *e.outputXmulFx,
-                            xAxis.principalPoint,
-                            *e.outputXmulFxaddCx,
-                            shift,
-                            *e.imgXRatio,
-                            pixels,
+                            {xAxis.focalLength, xAxis.principalPoint, shift, pixels},
                             **undistX};
         const MapSteps y = {yLeft,
                             allFinite(yLeft.data, elementCount(yLeft)),
                             *e.outputY,
-                            yAxis.focalLength,
-                            *e.outputYmulFy,
-                            yAxis.principalPoint,
-                            *e.outputYmulFyaddCy,
-                            shift,
-                            *e.imgYRatio,
-                            pixels,
+                            {yAxis.focalLength, yAxis.principalPoint, shift, pixels},
                             **undistY};
         computeMaps(x, y, *e.colMatrixXT);
     }

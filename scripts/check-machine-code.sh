@@ -32,7 +32,9 @@ subtractArrays $subtract
 addScalar $add
 subtractScalar $subtract
 multiplyScalar $multiply
-divide(Scalar|Rows) $divide
+divideScalar $divide
+scaleRows $multiply
+scaleRows $add
 multiplyColumns $multiply
 multiplyColumns $add
 roundToFloats $narrow" '
