@@ -30,6 +30,7 @@ done
 [ -n "$needed" ] || fail "no needed library found: is this a dynamic library?"
 echo "$dynamic" | grep -q 'BIND_NOW\|FLAGS_1.*NOW' || fail "symbols are bound lazily"
 ! echo "$dynamic" | grep -q TEXTREL || fail "text relocations"
+"$nm" -D "$library" | grep -q __stack_chk_fail || fail "no stack protector"
 segments=$("$readelf" -lW "$library")
 echo "$segments" | grep -q GNU_RELRO || fail "no relocation read-only segment"
 echo "$segments" | grep -q 'GNU_STACK.* RW ' || fail "the stack is executable"
