@@ -1,9 +1,9 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # coverage.sh [PERCENT]: which lines of the library the tests and the fuzz corpus reach together.
 # Prints a table of the files and each line that stays unreached, and fails below PERCENT, or 97.
 
-# shellcheck source=scripts/setup.sh
-. "$(dirname "$0")/setup.sh"
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" clang libclang-rt-dev llvm
 

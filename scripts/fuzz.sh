@@ -1,9 +1,9 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # fuzz.sh [SECONDS [TARGET...]]: fuzzes each target for some time, 30 seconds unless told otherwise,
 # and fails on a finding. What a run learns stays in build/fuzz/corpus for the next one.
 
-# shellcheck source=scripts/setup.sh
-. "$(dirname "$0")/setup.sh"
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" clang libclang-rt-dev llvm
 
