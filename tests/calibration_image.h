@@ -19,6 +19,7 @@ struct Recipe {
     std::array<float, 4> camera = {30.0F, 28.0F, 15.25F, 11.5F};  ///< fx, fy, cx, cy
     double distortionWarp = 0.0;  ///< strength of a model's radial bend; 0 is the identity
     double undistortionWarp = 0.0;
+    uint8_t filler = 37;  ///< makes the pattern of the bytes that nothing interprets
 };
 
 /** Stores a value at a byte offset, however unaligned. */
@@ -85,14 +86,17 @@ inline void putModel(uint8_t* model, const Recipe& recipe, double warp) {
     }
 }
 
-/** A sealed image. Bytes that nothing interprets hold a pattern, not zeros. */
+/** A sealed image. */
 inline Image calibrationImage(const Recipe& recipe = {}) {
     Image image;
     for (size_t i = 0; i < image.size(); ++i) {
-        image[i] = static_cast<uint8_t>(i * 37 + 11);
+        image[i] = static_cast<uint8_t>(i * recipe.filler + 11);
     }
     image[CALIBMAP_PASS_FLAG] = 1;
     uint8_t* block = image.data() + CALIBMAP_MAIN_BLOCK;
+    std::memset(block + CALIBMAP_COEFF, 0x11, sizeof(uint32_t) * CALIBMAP_COEFF_COUNT);
+    std::memset(&image[CALIBMAP_SUB_BLOCK + CALIBMAP_IMAGE_HEIGHT], 0x22, sizeof(CameraIntrinsics));
+    std::memset(&image[CALIBMAP_EXTRINSIC_BLOCK], 0x33, CALIBMAP_EXTRINSIC_BLOCK_SIZE);
     put(block, CALIBMAP_IMAGE_HEIGHT, recipe.height);
     put(block, CALIBMAP_IMAGE_WIDTH, recipe.width);
     put(block, CALIBMAP_FX, recipe.camera);

@@ -16,8 +16,6 @@ int main(void) {
     uint8_t* block = image + CALIBMAP_MAIN_BLOCK;
     uint8_t* model = block + CALIBMAP_UNDISTORTION_MODEL;
     CameraIntrinsics mainCamera;
-    CameraIntrinsics subCamera;
-    CameraExtrinsics extrinsics;
     CamDistortionLUT map = {x, y, 3, 4};
 
     image[CALIBMAP_PASS_FLAG] = 1;
@@ -35,7 +33,7 @@ int main(void) {
     if (file == NULL || fwrite(image, sizeof image, 1, file) != 1 || fclose(file) != 0) {
         return 2;
     }
-    const int32_t queried = GetCameraIntrinsicAndExtrinsic(&mainCamera, &subCamera, &extrinsics);
+    const int32_t queried = GetCameraIntrinsicAndExtrinsic(&mainCamera, NULL, NULL);
     const int32_t status = DistortionProcess(CALIBMAP_UNDISTORTION, 2, NULL, &map);
     remove(calibin);
     printf("query %d, map %d, last sample (%f, %f)\n", (int)queried, (int)status, x[11], y[11]);

@@ -7,24 +7,14 @@
 #include "support.h"
 
 // Each stands in for whatever a program may have under such a name: being called is the fault.
-VectorDouble* diff(const VectorDouble* /*src*/) {
-    std::abort();
-}
-double sorted(const VectorDouble* /*mesh*/, double /*site*/) {
-    std::abort();
-}
-Mat* spcol(const VectorDouble* /*knots*/, double /*k*/, double /*x*/) {
-    std::abort();
-}
-Mat* matMul(const Mat* /*a*/, const Mat* /*b*/) {
-    std::abort();
-}
-void destroyMat(Mat** /*handle*/) {
-    std::abort();
-}
-int32_t isFileExists(const char* /*path*/) {
-    std::abort();
-}
+// clang-format off
+VectorDouble* diff(const VectorDouble* /*src*/) { std::abort(); }
+double sorted(const VectorDouble* /*mesh*/, double /*site*/) { std::abort(); }
+Mat* spcol(const VectorDouble* /*knots*/, double /*k*/, double /*x*/) { std::abort(); }
+Mat* matMul(const Mat* /*a*/, const Mat* /*b*/) { std::abort(); }
+void destroyMat(Mat** /*handle*/) { std::abort(); }
+int32_t isFileExists(const char* /*path*/) { std::abort(); }
+// clang-format on
 
 namespace {
 
