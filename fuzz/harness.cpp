@@ -34,8 +34,7 @@ void runWith(uint8_t heapContent, uint32_t lanes) {
 #endif
 }
 
-// NOLINTBEGIN(bugprone-reserved-identifier,misc-definitions-in-headers): the names are the
-// linker's.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's.
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
@@ -51,10 +50,10 @@ void* __wrap_malloc(size_t size) {
 }
 
 void* __wrap_calloc(size_t count, size_t size) {
-    return count > largestBlock / size ? nullptr : __real_calloc(count, size);
+    return size > 0 && count > largestBlock / size ? nullptr : __real_calloc(count, size);
 }
 }
-// NOLINTEND(bugprone-reserved-identifier,misc-definitions-in-headers)
+// NOLINTEND(bugprone-reserved-identifier)
 
 // NOLINTNEXTLINE(bugprone-reserved-identifier): AddressSanitizer asks by this name.
 extern "C" const char* __asan_default_options() {
