@@ -72,9 +72,9 @@ VectorDouble* augknt_init(const VectorDouble* breaks, int32_t k) {
     if (knots == nullptr) {
         return nullptr;
     }
-    double* next = std::fill_n(knots->data, k, breaks->data[0]);
+    double* interior = std::fill_n(knots->data, k, breaks->data[0]);
     if (breaks->size >= 3) {
-        next = std::copy(breaks->data + 1, breaks->data + breaks->size - 1, next);
+        std::copy(breaks->data + 1, breaks->data + breaks->size - 1, interior);
     }
     // One break point alone is first and last: the two runs share an element.
     std::fill(knots->data + count - k, knots->data + count, breaks->data[breaks->size - 1]);
@@ -103,8 +103,10 @@ int32_t augknt(const VectorDouble* knots, double* augLeft, double k) {
 
 double sorted(const VectorDouble* mesh, double site) {
     const int32_t n = mesh->size;
-    const bool hasBuffer = mesh->data != nullptr;  // a negative size promises none
-    if (n == 0 || (hasBuffer && mesh->data[0] > site)) {
+    if (n < 0 && mesh->data == nullptr) {
+        return -1;
+    }
+    if (n == 0 || mesh->data[0] > site) {
         return 0;
     }
     for (int32_t p = 1; p < n; ++p) {
