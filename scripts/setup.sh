@@ -21,5 +21,6 @@ need() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build)
-TOOL_PACKAGES=(libcli11-dev libeigen3-dev libpng-dev libcairo2-dev nlohmann-json3-dev pkg-config)
+TOOL_PACKAGES=(libcli11-dev libeigen3-dev libpng-dev libcairo2-dev nlohmann-json3-dev pkg-config
+    help2man)
 TEST_PACKAGES=(libgtest-dev python3-numpy)
