@@ -8,7 +8,7 @@ need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}"
 # A folder of its own: the demonstration does without the tests and the packages they need.
 cmake --preset release -B build/demo -DCALIBMAP_BUILD_TESTS=OFF >/dev/null
 cmake --build build/demo --target calibmap-tool calibmap-demo -- --quiet
-PATH=$PWD/build/demo/tools:$PATH
+PATH=$PWD/build/demo/tools:$PWD/build/demo/examples:$PATH
 
 # The library keeps the path of its file in 33 bytes, so a longer TMPDIR would not do.
 device=$(mktemp -d /tmp/calibmap-XXXXXX)

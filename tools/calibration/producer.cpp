@@ -1,0 +1,62 @@
+#include "calibration/producer.h"
+
+#include <bit>
+
+namespace {
+
+void storeWord(Image& image, std::size_t offset, uint32_t value) {
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+        image[offset + i] = static_cast<uint8_t>(value >> (8 * i));
+    }
+}
+
+template <class Floats>
+void storeFloats(Image& image, std::size_t offset, const Floats& values) {
+    for (const float value : values) {
+        storeWord(image, offset, std::bit_cast<uint32_t>(value));
+        offset += sizeof value;
+    }
+}
+
+void storeCamera(Image& image, std::size_t block, const CameraIntrinsics& camera) {
+    storeWord(image, block + CALIBMAP_IMAGE_HEIGHT, static_cast<uint32_t>(camera.imageHeight));
+    storeWord(image, block + CALIBMAP_IMAGE_WIDTH, static_cast<uint32_t>(camera.imageWidth));
+    storeFloats(image, block + CALIBMAP_FX, std::array{camera.fx});
+    storeFloats(image, block + CALIBMAP_FY, std::array{camera.fy});
+    storeFloats(image, block + CALIBMAP_CX, std::array{camera.cx});
+    storeFloats(image, block + CALIBMAP_CY, std::array{camera.cy});
+    for (std::size_t i = 0; i < CALIBMAP_COEFF_COUNT; ++i) {
+        storeWord(image, block + CALIBMAP_COEFF + sizeof(uint32_t) * i, camera.coeff[i]);
+    }
+}
+
+void storeModel(Image& image, Direction direction, const CorrectionModel& model) {
+    const std::size_t base = modelOffset(direction);
+    storeFloats(image, base + CALIBMAP_X_BREAKS, model.xBreaks);
+    storeFloats(image, base + CALIBMAP_Y_BREAKS, model.yBreaks);
+    storeFloats(image, base + CALIBMAP_X_CORRECTION, model.xCorrection);
+    storeFloats(image, base + CALIBMAP_Y_CORRECTION, model.yCorrection);
+}
+
+}  // namespace
+
+Image sealedImage(const CalibrationContent& content) {
+    Image image{};
+    image[CALIBMAP_PASS_FLAG] = 1;
+    uint8_t* const mainBlock = image.data() + CALIBMAP_MAIN_BLOCK;
+    storeCamera(image, CALIBMAP_MAIN_BLOCK, content.mainCamera);
+    storeCamera(image, CALIBMAP_SUB_BLOCK, content.subCamera);
+    mainBlock[CALIBMAP_X_ORDER] = static_cast<uint8_t>(content.shape.xOrder);
+    mainBlock[CALIBMAP_Y_ORDER] = static_cast<uint8_t>(content.shape.yOrder);
+    mainBlock[CALIBMAP_X_PIECES] = static_cast<uint8_t>(content.shape.xPieces);
+    mainBlock[CALIBMAP_Y_PIECES] = static_cast<uint8_t>(content.shape.yPieces);
+    storeModel(image, Direction::undistort, content.undistortion);
+    storeModel(image, Direction::distort, content.distortion);
+    storeFloats(image, CALIBMAP_EXTRINSIC_BLOCK, content.extrinsics);
+
+    MainCameraIntervalCalibrationChecksum(mainBlock);
+    SubCameraIntervalCalibrationChecksum(image.data() + CALIBMAP_SUB_BLOCK);
+    CameraExtervalCalibrationChecksum(image.data() + CALIBMAP_EXTRINSIC_BLOCK);
+    TotalCalibrationChecksum(image.data());
+    return image;
+}

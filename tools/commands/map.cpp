@@ -1,0 +1,134 @@
+#include <bit>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "calibration/maps.h"
+#include "calibration/verdict.h"
+#include "commands/commands.h"
+#include "failure.h"
+#include "output.h"
+#include "text.h"
+
+namespace {
+
+struct MapOptions {
+    std::string file;
+    std::string output;
+    Direction direction = Direction::undistort;
+    int32_t ratio = 1;
+};
+
+/** Writes floats as little-endian bytes. */
+void writeFloats(OutputFile& file, const float* values, std::size_t count) {
+    std::vector<unsigned char> bytes(count * sizeof(float));
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<unsigned char>(std::bit_cast<uint32_t>(values[i / sizeof(float)]) >>
+                                              (8 * (i % sizeof(float))));
+    }
+    file.write(bytes.data(), bytes.size());
+}
+
+/** x, then y, without a header. */
+void writeRaw(OutputFile& file, const CoordinateMap& map) {
+    writeFloats(file, map.x.data(), map.x.size());
+    writeFloats(file, map.y.data(), map.y.size());
+}
+
+/** NumPy's format 1.0: a magic string, the length of the header, the header, the data. */
+void writeNpy(OutputFile& file, const CoordinateMap& map) {
+    constexpr std::size_t prefix = 10;
+    constexpr std::size_t alignment = 64;
+    std::string header = format("{'descr': '<f4', 'fortran_order': False, 'shape': (2, %d, %d), }",
+                                map.rows, map.cols);
+    while ((prefix + header.size() + 1) % alignment != 0) {
+        header += ' ';
+    }
+    header += '\n';
+    std::string start = "\x93NUMPY\x01";
+    start += '\0';
+    start += static_cast<char>(header.size() & 0xFF);
+    start += static_cast<char>(header.size() >> 8);
+    start += header;
+    file.write(start.data(), start.size());
+    writeRaw(file, map);
+}
+
+/** Portable float map: a text header whose -1 means little-endian, rows from the bottom up. */
+void writePfm(OutputFile& file, const CoordinateMap& map, const std::vector<float>& values) {
+    const std::string header = format("Pf\n%d %d\n-1.0\n", map.cols, map.rows);
+    file.write(header.data(), header.size());
+    for (int32_t row = map.rows; row-- > 0;) {
+        writeFloats(file, values.data() + map.index(row, 0), static_cast<std::size_t>(map.cols));
+    }
+}
+
+/** What stands before the ending, if the name has this ending. */
+std::optional<std::string> stemOf(const std::string& name, const std::string& ending) {
+    return name.ends_with(ending) ? std::optional(name.substr(0, name.size() - ending.size()))
+                                  : std::nullopt;
+}
+
+/** Writes the map in the format that the name asks for and returns what has been written. */
+std::string writeMap(const std::string& name, const CoordinateMap& map) {
+    if (const auto stem = stemOf(name, ".pfm")) {
+        const std::string xName = *stem + "-x.pfm";
+        const std::string yName = *stem + "-y.pfm";
+        OutputFile x(xName);
+        OutputFile y(yName);
+        writePfm(x, map, map.x);
+        writePfm(y, map, map.y);
+        x.complete();
+        y.complete();
+        x.commit();
+        y.commit();
+        return xName + " and " + yName;
+    }
+    OutputFile file(name);
+    if (stemOf(name, ".raw")) {
+        writeRaw(file, map);
+    } else {
+        writeNpy(file, map);
+    }
+    file.commit();
+    return name;
+}
+
+/** What is wrong with the name of an output; nothing if its ending is that of a format. */
+std::string misfitOf(const std::string& name) {
+    const bool known =
+        name == "-" || stemOf(name, ".npy") || stemOf(name, ".pfm") || stemOf(name, ".raw");
+    return known ? "" : "'" + name + "' ends in none of .npy, .pfm and .raw";
+}
+
+int run(const MapOptions& options) {
+    const Image image = loadCalibration(options.file);
+    const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
+    const Displacement moved = displacementOf(map);
+    const std::string written = writeMap(options.output, map);
+    std::fprintf(options.output == "-" ? stderr : stdout,
+                 "%s: %d rows x %d columns, displacement at most %.3f and on average %.3f pixels, "
+                 "%zu of %zu samples taken outside the image\n",
+                 written.c_str(), map.rows, map.cols, moved.largest, moved.mean, moved.outside,
+                 map.x.size());
+    return exitGood;
+}
+
+}  // namespace
+
+void addMap(Program& program) {
+    auto [command, options] = program.add("map", run, "Compute a map and write its numbers");
+    command.file("FILE", options->file, "The calibration file");
+    command.direction(options->direction);
+    command.ratio(options->ratio);
+    command.output(options->output, "The file to write; its ending is the format", misfitOf);
+    command.explain(
+        "The ending of the output's name chooses the format:\n"
+        "  .npy  NumPy, float32, shape (2, rows, columns): x, then y\n"
+        "  .pfm  two portable float maps, NAME-x.pfm and NAME-y.pfm\n"
+        "  .raw  little-endian float32 without a header: all of x, then all of y\n"
+        "  -     .npy on standard output\n"
+        "Values are positions in samples, (column, row), counted from 0 at the first centre.\n\n"
+        "Example:\n  calibmap map stereoParams.bin --direction undistort --ratio 2 -o map.npy");
+}

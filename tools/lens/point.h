@@ -1,0 +1,7 @@
+#pragma once
+
+/** A position, in pixels or in normalised image coordinates. */
+struct Point {
+    double x;
+    double y;
+};

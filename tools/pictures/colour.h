@@ -1,0 +1,22 @@
+#pragma once
+
+/** A colour in sRGB, its components from 0 to 1. */
+struct Colour {
+    double red;
+    double green;
+    double blue;
+};
+
+constexpr Colour ink = {0.13, 0.13, 0.15};
+constexpr Colour faintInk = {0.42, 0.42, 0.45};
+constexpr Colour white = {1, 1, 1};
+
+/**
+ * A perceptually uniform colour scale for t from 0 to 1: from dark violet over teal to light
+ * yellow. Lightness rises evenly, and so does the hue, in Oklab (B. Ottosson, "A perceptual color
+ * space for image processing", 2020), so that equal steps of t look equally large, in grey as well.
+ */
+Colour heat(double t);
+
+/** The lightness in Oklab, 0 to 1, of `heat(t)`. */
+double heatLightness(double t);
