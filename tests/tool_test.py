@@ -71,23 +71,19 @@ def read_png(path):
     assert colour in (0, 2) and bits in (8, 16) and interlace == 0
     channels = 3 if colour == 2 else 1
     step = channels * bits // 8
-    raw = np.frombuffer(zlib.decompress(packed), np.uint8).reshape(height, 1 + width * step)
-    rows = np.zeros((height + 1, width * step + step), np.int64)
-    for r, (kind, line) in enumerate(zip(raw[:, 0], raw[:, 1:].astype(np.int64)), 1):
-        above, row = rows[r - 1], rows[r]
-        if kind in (0, 2):
-            row[step:] = (line + (above[step:] if kind == 2 else 0)) & 255
-            continue
-        for i in range(step, len(row)):
+    raw = zlib.decompress(packed)
+    line, rows = width * step, [bytes(width * step + step)]
+    for start in range(0, len(raw), line + 1):
+        kind, above, row = raw[start], rows[-1], bytearray(step) + raw[start + 1:start + 1 + line]
+        for i in range(step, step + line) if kind else ():
             left, up, corner = row[i - step], above[i], above[i - step]
-            if kind == 1:
-                guess = left
-            elif kind == 3:
-                guess = (left + up) // 2
-            else:
+            if kind == 4:
                 guess = min((left, up, corner), key=lambda value: abs(left + up - corner - value))
-            row[i] = (line[i - step] + guess) & 255
-    pixels = rows[1:, step:].astype(np.uint8)
+            else:
+                guess = left if kind == 1 else up if kind == 2 else (left + up) // 2
+            row[i] = (row[i] + guess) & 255
+        rows.append(row)
+    pixels = np.frombuffer(b''.join(row[step:] for row in rows[1:]), np.uint8).reshape(height, line)
     samples = pixels.view('>u2') if bits == 16 else pixels
     return samples.astype(np.int64).reshape((height, width, 3) if channels == 3 else (height, width))
 
