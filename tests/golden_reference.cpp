@@ -79,7 +79,8 @@ std::vector<double> collocation(const std::vector<double>& knots, int k,
                                 const std::vector<double>& sites) {
     std::vector<double> rows;
     for (const double site : sites) {
-        std::ranges::copy(basis(knots, k, site), std::back_inserter(rows));
+        const std::vector<double> row = basis(knots, k, site);
+        rows.insert(rows.end(), row.begin(), row.end());
     }
     return rows;
 }
@@ -101,8 +102,8 @@ std::vector<double> product(const Matrix& a, const Matrix& b) {
 
 std::vector<double> quotient(const Matrix& a, double divisor) {
     std::vector<double> result;
-    std::ranges::transform(a.data, std::back_inserter(result),
-                           [&](double element) { return divide(element, divisor); });
+    std::transform(a.data.begin(), a.data.end(), std::back_inserter(result),
+                   [&](double element) { return divide(element, divisor); });
     return result;
 }
 
@@ -156,8 +157,10 @@ std::vector<double> maps(const FileImage& image, bool undistortion, int ratio) {
             all.push_back(divide(add(pixel, shift), ratio));
         }
     }
-    std::ranges::transform(std::vector<double>(all), std::back_inserter(all),
-                           [](double value) { return static_cast<float>(value); });
+    const size_t count = all.size();
+    for (size_t i = 0; i < count; ++i) {
+        all.push_back(static_cast<float>(all[i]));
+    }
     return all;
 }
 
