@@ -3,14 +3,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <numeric>
 #include <span>
 
 #include "fuzz/harness.h"
+#include "tests/calibration_image.h"
 #include "tests/golden_reference.h"
 
 namespace {
@@ -26,13 +24,6 @@ constexpr size_t largestComparedMap = 1 << 11;
 
 using Bytes = std::span<const uint8_t>;
 
-template <typename Value>
-Value get(Bytes file, size_t offset) {
-    Value value;
-    std::memcpy(&value, file.data() + offset, sizeof value);
-    return value;
-}
-
 bool sameBytes(const void* a, const void* b, size_t size) {
     return std::memcmp(a, b, size) == 0;
 }
@@ -46,10 +37,13 @@ int32_t verdictOn(Bytes file) {
     if (file.size() < CALIBMAP_FILE_SIZE) {
         return CALIBMAP_FILE_UNREADABLE;
     }
-    if (!holds(13, 4112) || !holds(4126, 2100) || !holds(6227, 24) || !holds(0, 6267)) {
+    if (!holds(CALIBMAP_MAIN_BLOCK, CALIBMAP_MAIN_BLOCK_SIZE) ||
+        !holds(CALIBMAP_SUB_BLOCK, CALIBMAP_SUB_BLOCK_SIZE) ||
+        !holds(CALIBMAP_EXTRINSIC_BLOCK, CALIBMAP_EXTRINSIC_BLOCK_SIZE) ||
+        !holds(0, CALIBMAP_CHECKED_SIZE)) {
         return CALIBMAP_CHECKSUM_WRONG;
     }
-    return file[1] == 1 ? CALIBMAP_SUCCESS : CALIBMAP_NOT_PASSED;
+    return file[CALIBMAP_PASS_FLAG] == 1 ? CALIBMAP_SUCCESS : CALIBMAP_NOT_PASSED;
 }
 
 /** The maps that a file describes for one flag and ratio. */
@@ -65,21 +59,24 @@ struct Maps {
         if (file.size() < CALIBMAP_FILE_SIZE || ratio < 1) {
             return;
         }
-        rows = get<int32_t>(file, 17) / ratio;
-        cols = get<int32_t>(file, 21) / ratio;
-        possible = rows > 0 && cols > 0 && get<float>(file, 25) != 0 && get<float>(file, 29) != 0 &&
-                   file[97] == 7 && file[98] == 7 && file[99] != 0 && file[100] != 0;
-        const size_t model = flag == CALIBMAP_DISTORTION ? 101 : 2113;
-        look(file, model + 16, 7);
-        look(file, model + 68, 5);
+        const auto number = [&](const char* name) { return get<float>(file.data(), name); };
+        const auto byte = [&](const char* name) { return get<uint8_t>(file.data(), name); };
+        rows = get<int32_t>(file.data(), "height") / ratio;
+        cols = get<int32_t>(file.data(), "width") / ratio;
+        possible = rows > 0 && cols > 0 && number("fx") != 0 && number("fy") != 0 &&
+                   byte("kx") == 7 && byte("ky") == 7 && byte("xpieces") != 0 &&
+                   byte("ypieces") != 0;
+        const std::string model = flag == CALIBMAP_DISTORTION ? "distortion" : "undistortion";
+        look(file, model + ".xbreaks");
+        look(file, model + ".ybreaks");
     }
 
     /** Splines exist over break points where no step goes down and one is not zero. */
-    void look(Bytes file, size_t breaks, size_t count) {
+    void look(Bytes file, const std::string& breaks) {
         bool rises = false;
-        for (size_t i = 0; i < count; ++i) {
-            const double value = get<float>(file, breaks + 4 * i);
-            const double step = value - get<float>(file, breaks + (i == 0 ? 0 : 4 * (i - 1)));
+        for (size_t i = 0; i < field(breaks).count; ++i) {
+            const double value = get<float>(file.data(), breaks, i);
+            const double step = value - get<float>(file.data(), breaks, i == 0 ? 0 : i - 1);
             rises = rises || step != 0;
             possible = possible && !(step < 0);
             ordinary = ordinary && std::isfinite(value);
@@ -88,35 +85,14 @@ struct Maps {
     }
 };
 
-/** The caller's map: heap blocks of exactly the announced size, full of a mark. */
-struct CallerMap {
-    std::vector<float> untouched;
-    std::unique_ptr<float[]> x{new float[untouched.size()]};
-    std::unique_ptr<float[]> y{new float[untouched.size()]};
-    CamDistortionLUT lut;
-
-    CallerMap(int32_t rows, int32_t cols, float mark)
-        : untouched(static_cast<size_t>(rows) * static_cast<size_t>(cols), mark),
-          lut{x.get(), y.get(), rows, cols} {
-        std::ranges::copy(untouched, x.get());
-        std::ranges::copy(untouched, y.get());
-    }
-    [[nodiscard]] bool isUntouched() const {
-        return same(untouched, x.get()) && same(untouched, y.get());
-    }
-};
-
 /** The delivered floats against those of the plain evaluation, which come after its doubles. */
 void compare(Bytes file, const Maps& maps, const CallerMap& map) {
     static const golden::Implementation plain = golden::reference();
-    golden::FileImage image;
+    Image image;
     std::copy_n(file.begin(), image.size(), image.begin());
     const auto expected = plain.maps(image, maps.flag == CALIBMAP_UNDISTORTION, maps.ratio);
-    const size_t count = map.untouched.size();
-    for (size_t i = 0; i < count; ++i) {
-        require(same(map.x[i], expected[2 * count + i]), "x of the plain evaluation");
-        require(same(map.y[i], expected[3 * count + i]), "y of the plain evaluation");
-    }
+    const auto delivered = map.written();
+    require(same(delivered, expected.data() + expected.size() / 2), "the plain evaluation's map");
 }
 
 /**
@@ -148,15 +124,13 @@ void request(Bytes file, int32_t verdict, const Maps& maps, int32_t rows, int32_
     require(DistortionProcess(maps.flag, maps.ratio, input, &other.lut) == entered,
             "entry's status");
     require(liveObjects() == before, "live counts");
-    require(delivers || one.isUntouched(), "arrays untouched");
-    require((delivers && entered == 0) || other.isUntouched(), "entry's arrays untouched");
+    require(delivers || one.written().empty(), "arrays untouched");
+    require((delivers && entered == 0) || other.written().empty(), "entry's arrays untouched");
     if (delivers && entered == 0) {
-        const size_t count = one.untouched.size();
-        require(same(std::vector(one.x.get(), one.x.get() + count), other.x.get()) &&
-                    same(std::vector(one.y.get(), one.y.get() + count), other.y.get()),
+        require(same(one.written(), other.written().data()),
                 "the same map twice, every element written");
     }
-    if (delivers && maps.ordinary && one.untouched.size() <= largestComparedMap) {
+    if (delivers && maps.ordinary && one.x.size() <= largestComparedMap) {
         compare(file, maps, one);
     }
 }
@@ -173,10 +147,11 @@ void query(Bytes file, int32_t verdict) {
                 (good ? 0 : -1),
             "query's status");
     require(good || sameBytes(&got, &mark, sizeof got), "outputs untouched");
-    require(!good || (sameBytes(&got.extrinsics, &file[6227], 24) &&
-                      sameBytes(&got.cameras[0].fx, &file[25], 8) &&
-                      sameBytes(got.cameras[1].coeff, &file[4154], 24)),
-            "the file's values");
+    require(
+        !good || (sameBytes(&got.extrinsics, &file[CALIBMAP_EXTRINSIC_BLOCK], 24) &&
+                  sameBytes(&got.cameras[0].fx, &file[field("fx").offset], 8) &&
+                  sameBytes(got.cameras[1].coeff, &file[CALIBMAP_SUB_BLOCK + CALIBMAP_COEFF], 24)),
+        "the file's values");
 }
 
 /** Makes the bytes the content of the file that `calibin` names; it lives in memory. */
@@ -189,18 +164,13 @@ void store(Bytes file) {
     require(stored, "the file is stored");
 }
 
-/** A part of the file that matters: `count` values of `size` bytes. */
-struct Field {
-    size_t offset;
-    size_t size;
-    size_t count;
-};
-
-constexpr Field fields[] = {
-    {1, 1, 1},    {ratioControl, 4, 1}, {flagControl, 1, 3}, {17, 4, 2},
-    {25, 4, 2},   {33, 4, 2},           {97, 1, 2},          {99, 1, 2},
-    {117, 4, 7},  {169, 4, 5},          {209, 4, 120},       {1161, 4, 120},
-    {2129, 4, 7}, {2181, 4, 5},         {2221, 4, 120},      {3173, 4, 120}};
+/** What is worth changing: how the file is used, and each field. */
+const Field& anyField(size_t choice) {
+    static constexpr Field control[] = {{"ratio", 'i', ratioControl},
+                                        {"flag, shape and seal", 'b', flagControl, 3}};
+    choice %= std::size(control) + std::size(fields);
+    return choice < std::size(control) ? control[choice] : fields[choice - std::size(control)];
+}
 
 }  // namespace
 
@@ -212,14 +182,15 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max
     if (size < CALIBMAP_FILE_SIZE || seed % 32 == 0) {
         return LLVMFuzzerMutate(data, size, maxSize);
     }
-    const Field& field = fields[seed / 32 % std::size(fields)];
-    const size_t choice = seed / 32 / std::size(fields);
-    uint8_t* value = data + field.offset + choice % field.count * field.size;
+    const Field& field = anyField(seed / 32);
+    const size_t choice = seed / 1024;
+    const size_t valueSize = field.type == 'b' ? 1 : 4;
+    uint8_t* first = data + field.offset;
+    uint8_t* value = first + choice % field.count * valueSize;
     if (choice / 256 % 4 == 0) {  // equal neighbours: repeated break points
-        std::memcpy(value, data + field.offset + choice / 1024 % field.count * field.size,
-                    field.size);
+        std::memcpy(value, first + choice / 1024 % field.count * valueSize, valueSize);
     } else {
-        LLVMFuzzerMutate(value, field.size, field.size);
+        LLVMFuzzerMutate(value, valueSize, valueSize);
     }
     return size;
 }
@@ -228,12 +199,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint8_t> file(data, data + size);
     int32_t ratio = 1;
     if (size >= CALIBMAP_FILE_SIZE) {
-        ratio = static_cast<int32_t>(1 + get<uint32_t>(file, ratioControl));
+        std::memcpy(&ratio, &file[ratioControl], sizeof ratio);
+        ratio = static_cast<int32_t>(1U + static_cast<uint32_t>(ratio));
         if (file[sealControl] % 2 == 0) {
-            MainCameraIntervalCalibrationChecksum(&file[CALIBMAP_MAIN_BLOCK]);
-            SubCameraIntervalCalibrationChecksum(&file[CALIBMAP_SUB_BLOCK]);
-            CameraExtervalCalibrationChecksum(&file[CALIBMAP_EXTRINSIC_BLOCK]);
-            TotalCalibrationChecksum(file.data());
+            seal(file.data());
         }
     }
     store(file);

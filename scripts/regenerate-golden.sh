@@ -8,7 +8,7 @@
 need "${BUILD_PACKAGES[@]}"
 mkdir -p build
 g++ -std=c++20 -O0 -ffp-contract=off -fno-fast-math \
-    tests/golden_reference.cpp tests/golden_write.cpp -o build/golden_write
+    -I . tests/golden_reference.cpp tests/golden_write.cpp -o build/golden_write
 build/golden_write >build/golden.txt
 mv build/golden.txt tests/golden.txt
 git diff --stat -- tests/golden.txt

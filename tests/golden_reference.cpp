@@ -107,31 +107,27 @@ std::vector<double> quotient(const Matrix& a, double divisor) {
     return result;
 }
 
-uint32_t word(const FileImage& image, size_t at) {
-    return image[at] | static_cast<uint32_t>(image[at + 1]) << 8 |
-           static_cast<uint32_t>(image[at + 2]) << 16 | static_cast<uint32_t>(image[at + 3]) << 24;
-}
-
-std::vector<double> floats(const FileImage& image, size_t at, size_t count) {
+std::vector<double> floats(const Image& image, const std::string& name, size_t count) {
     std::vector<double> values;
     for (size_t i = 0; i < count; ++i) {
-        values.push_back(std::bit_cast<float>(word(image, at + 4 * i)));
+        values.push_back(get<float>(image.data(), name, i));
     }
     return values;
 }
 
-std::vector<double> maps(const FileImage& image, bool undistortion, int ratio) {
-    const size_t model = undistortion ? 2113 : 101;
-    const std::vector<double> camera = floats(image, 25, 4);  // fx, fy, cx, cy
-    const int size[] = {static_cast<int>(word(image, 21)), static_cast<int>(word(image, 17))};
+std::vector<double> maps(const Image& image, bool undistortion, int ratio) {
+    const std::string model = undistortion ? "undistortion" : "distortion";
+    const std::vector<double> camera = floats(image, "fx", 4);  // fx, fy, cx, cy
+    const int size[] = {get<int32_t>(image.data(), "width"), get<int32_t>(image.data(), "height")};
     std::vector<double> all;
     if (std::min(size[0], size[1]) < ratio) {
         return all;
     }
     Matrix values[2];  // one row per sample of the axis
     for (const size_t axis : {0U, 1U}) {
-        const int k = image[97 + axis];
-        std::vector<double> knots = floats(image, model + 16 + 52 * axis, axis == 0 ? 7 : 5);
+        const int k = get<uint8_t>(image.data(), "kx", axis);
+        std::vector<double> knots =
+            axis == 0 ? floats(image, model + ".xbreaks", 7) : floats(image, model + ".ybreaks", 5);
         knots.insert(knots.begin(), index(k - 1), knots.front());
         knots.insert(knots.end(), index(k - 1), knots.back());
         std::vector<double> sites;
@@ -150,7 +146,7 @@ std::vector<double> maps(const FileImage& image, bool undistortion, int ratio) {
     }
     const double shift = subtract(0.5, multiply(ratio, 0.5));
     for (const size_t axis : {0U, 1U}) {
-        const Matrix correction = {10, 12, floats(image, model + 108 + 952 * axis, 120)};
+        const Matrix correction = {10, 12, floats(image, model + (axis == 0 ? ".x" : ".y"), 120)};
         const Matrix rows = {values[1].rows, 12, product(values[1], correction)};
         for (const double x : product(rows, transposed)) {
             const double pixel = add(multiply(x, camera[axis]), camera[2 + axis]);
@@ -226,69 +222,41 @@ class Random {
     uint64_t state;
 };
 
-void put(FileImage& image, size_t at, uint32_t value) {
-    for (size_t i = 0; i < 4; ++i) {
-        image[at + i] = static_cast<uint8_t>(value >> (8 * i));
-    }
-}
-
-void putFloat(FileImage& image, size_t at, double value) {
-    put(image, at, std::bit_cast<uint32_t>(static_cast<float>(value)));
-}
-
 using Breaks = std::vector<double>;
 
 /** A lens whose break points go from -reach to reach times half the image; radial term r^2. */
 struct Lens {
-    uint32_t size[2];
+    int32_t size[2];
     double focal, offset, radial, reach;
     Breaks breaks[2] = {{-1, -0.625, -0.3125, 0, 0.3125, 0.625, 1}, {-1, -0.5, 0, 0.5, 1}};
 };
 
-/** Order 7, coefficients about those of the identity (averages of six knots), moved radially. */
-FileImage lensFile(const Lens& lens) {
-    FileImage image{};
-    put(image, 97, 0x04060707);
-    for (const size_t model : {101U, 2113U}) {
-        std::vector<double> position[2];
-        for (const size_t axis : {0U, 1U}) {
-            const double half = lens.size[axis] * 0.5;
-            put(image, 21 - 4 * axis, lens.size[axis]);
-            putFloat(image, 25 + 4 * axis, lens.focal);
-            putFloat(image, 33 + 4 * axis, half - 0.5 + lens.offset);
-            Breaks knots = lens.breaks[axis];
-            for (size_t i = 0; i < knots.size(); ++i) {
-                knots[i] *= lens.reach * half / lens.focal;
-                putFloat(image, model + 16 + 52 * axis + 4 * i, knots[i]);
-            }
-            knots.insert(knots.begin(), 6, knots.front());
-            knots.insert(knots.end(), 6, knots.back());
-            for (auto t = knots.begin() + 1; t + 6 != knots.end(); ++t) {
-                position[axis].push_back((t[0] + t[1] + t[2] + t[3] + t[4] + t[5]) / 6);
-            }
-        }
-        for (size_t n = 0; n < 120; ++n) {
-            const double x = position[0][n % 12];
-            const double y = position[1][n / 12];
-            const double scale = 1 + (model == 101 ? 1 : -1) * lens.radial * (x * x + y * y);
-            putFloat(image, model + 108 + 4 * n, x * scale);
-            putFloat(image, model + 1060 + 4 * n, y * scale);
+/** Both models are the identity, moved radially in opposite directions. */
+Image lensFile(const Lens& lens) {
+    Recipe recipe = {.distortionWarp = lens.radial, .undistortionWarp = -lens.radial};
+    for (const size_t axis : {0U, 1U}) {
+        const double half = lens.size[axis] * 0.5;
+        (axis == 0 ? recipe.width : recipe.height) = lens.size[axis];
+        recipe.camera[axis] = static_cast<float>(lens.focal);
+        recipe.camera[2 + axis] = static_cast<float>(half - 0.5 + lens.offset);
+        for (const double knot : lens.breaks[axis]) {
+            recipe.breaks[axis].push_back(knot * (lens.reach * half / lens.focal));
         }
     }
-    return image;
+    return unsealedImage(recipe);
 }
 
 /** The same file with other words in all four grids. */
-FileImage withGrids(FileImage image, const std::function<uint32_t(size_t)>& next) {
-    for (const size_t grid : {209U, 1161U, 2221U, 3173U}) {
+Image withGrids(Image image, const std::function<uint32_t(size_t)>& next) {
+    for (const auto* grid : {"distortion.x", "distortion.y", "undistortion.x", "undistortion.y"}) {
         for (size_t n = 0; n < 120; ++n) {
-            put(image, grid + 4 * n, next(n));
+            put<uint32_t>(image.data(), grid, {next(n)}, n);
         }
     }
     return image;
 }
 
-std::vector<std::pair<std::string, FileImage>> files() {
+std::vector<std::pair<std::string, Image>> files() {
     Random random(3);
     const auto finite = [&random](size_t) {
         const auto bits = static_cast<uint32_t>(random.bits());
@@ -300,11 +268,11 @@ std::vector<std::pair<std::string, FileImage>> files() {
     };
     const Breaks unevenX = {-1, -0.9375, -0.125, -0.125, -0.0625, 0.75, 1};
     const Breaks unevenY = {-1, -0.03125, -0.03125, 0.625, 1};
-    const FileImage plain = lensFile({{97, 61}, 80, 0, 0.25, 1.01});
-    const FileImage farBreaks = lensFile({{59, 37}, 0x1p120, 0, 0, 0x1p140});
-    FileImage notFinite = plain;
-    put(notFinite, 209 + 4 * 65, 0xff800000U);
-    put(notFinite, 3173 + 4 * 65, 0x7fc00001U);
+    const Image plain = lensFile({{97, 61}, 80, 0, 0.25, 1.01});
+    const Image farBreaks = lensFile({{59, 37}, 0x1p120, 0, 0, 0x1p140});
+    Image notFinite = plain;
+    put<uint32_t>(notFinite.data(), "distortion.x", {0xff800000U}, 65);
+    put<uint32_t>(notFinite.data(), "undistortion.y", {0x7fc00001U}, 65);
     return {{"barrel", lensFile({{333, 131}, 300, 0, -0.21, 1.03})},
             {"pincushion", lensFile({{127, 97}, 90.7, 7.25, 0.18, 1.3})},
             {"partlyCovered", lensFile({{101, 67}, 75, -3.5, -0.3, 0.61})},

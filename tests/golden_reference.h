@@ -3,11 +3,12 @@
 #ifndef GOLDEN_REFERENCE_H
 #define GOLDEN_REFERENCE_H
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "calibration_image.h"
 
 namespace golden {
 
@@ -17,9 +18,6 @@ struct Matrix {
     int cols = 0;
     std::vector<double> data;
 };
-
-/** The bytes of a calibration file. */
-using FileImage = std::array<uint8_t, 6268>;
 
 /** Whoever evaluates the cases: the reference, or the library. */
 struct Implementation {
@@ -32,7 +30,7 @@ struct Implementation {
     /** Each element divided by a number that is not zero. */
     std::function<std::vector<double>(const Matrix& left, double divisor)> quotient;
     /** The x map, the y map, and both again rounded to float; nothing for a map without samples. */
-    std::function<std::vector<double>(const FileImage& image, bool undistortion, int ratio)> maps;
+    std::function<std::vector<double>(const Image& image, bool undistortion, int ratio)> maps;
 };
 
 /** The bit patterns of one case's numbers, all NaNs made one. */

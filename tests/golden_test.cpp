@@ -29,7 +29,7 @@ Values quotient(const Matrix& left, double divisor) {
     return elements(own(matDivk(mat(left).get(), divisor)));
 }
 
-Values maps(const golden::FileImage& image, bool undistortion, int ratio) {
+Values maps(const Image& image, bool undistortion, int ratio) {
     const CameraIntrinsics camera = extractMainCameraIntrn(image.data());
     const int32_t cols = camera.imageWidth / ratio;
     const int32_t rows = camera.imageHeight / ratio;

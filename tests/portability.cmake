@@ -5,6 +5,7 @@ set(CALIBMAP_GOLDEN_LEVELS "" CACHE STRING "Optimisation levels for golden_test,
 
 add_library(golden_reference STATIC golden_reference.cpp)
 calibmap_test_options(golden_reference)
+target_include_directories(golden_reference PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(golden_reference PRIVATE -fno-fast-math)
 
 function(calibmap_golden_test name library)

@@ -11,9 +11,11 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -105,35 +107,68 @@ inline std::string testData(const std::string& name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/** Compares texts line by line, and shows the first that differs. */
+inline void expectLines(const std::string& actual, const std::string& expected) {
+    std::istringstream is(actual);
+    std::istringstream shouldBe(expected);
+    std::string line;
+    std::string right;
+    for (int number = 1; is || shouldBe; ++number) {
+        line.clear(), right.clear();
+        std::getline(is, line);
+        std::getline(shouldBe, right);
+        ASSERT_EQ(line, right) << "in line " << number;
+    }
+}
+
+/** The numbers of a list such as 1,-0.0,inf*5. */
+inline Values numbersOf(const std::string& list) {
+    Values values;
+    std::istringstream items(list);
+    for (std::string item; std::getline(items, item, ',');) {
+        const size_t times = item.find('*');
+        values.insert(values.end(),
+                      times == std::string::npos ? 1 : std::stoul(item.substr(times + 1)),
+                      std::strtod(item.c_str(), nullptr));
+    }
+    return values;
+}
+
+/** The words of a text. */
+inline std::vector<std::string> wordsOf(const std::string& text) {
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+/** A sealed image with changes such as width=0 or distortion.xbreaks=1,0.5: see `fields`. */
+inline Image changedImage(const Recipe& recipe, const std::vector<std::string>& changes) {
+    Image image = unsealedImage(recipe);
+    for (const std::string& change : changes) {
+        const size_t at = change.find('=');
+        set(image.data(), change.substr(0, at), numbersOf(change.substr(at + 1)));
+    }
+    seal(image.data());
+    return image;
+}
+
 /** A calibration file in the working directory, which `calibin` names from then on. */
-struct CalibrationOnDisk {
+class CalibrationOnDisk {
+  public:
     /** Without the last `missing` bytes, or with further ones when it is negative. */
     explicit CalibrationOnDisk(const Image& image, int missing = 0) {
         std::string bytes(image.begin(), image.end());
         bytes.resize(bytes.size() - static_cast<size_t>(missing));
-        std::snprintf(calibin, sizeof calibin, "calib-%d.bin", getpid());
+        static int made = 0;
+        std::snprintf(calibin, sizeof calibin, "calib-%d-%d.bin", getpid(), ++made);
         std::ofstream(calibin, std::ios::binary) << bytes;
+        path_ = calibin;
     }
-    ~CalibrationOnDisk() { std::remove(calibin); }
+    ~CalibrationOnDisk() { std::remove(path_.c_str()); }
     CalibrationOnDisk(const CalibrationOnDisk&) = delete;
     CalibrationOnDisk& operator=(const CalibrationOnDisk&) = delete;
-};
 
-/** A caller's map: arrays of exactly the announced size, full of a mark until they are written. */
-struct CallerMap {
-    std::vector<float> x, y;
-    CamDistortionLUT lut;
-
-    CallerMap(int32_t rows, int32_t cols)
-        : x(rows > 0 && cols > 0 ? static_cast<size_t>(rows * cols) : 0, 7e7F), y(x) {
-        lut = {x.data(), y.data(), rows, cols};
-    }
-    /** Both arrays, x first; nothing as long as no element has been written. */
-    [[nodiscard]] Values written() const {
-        Values both(x.begin(), x.end());
-        both.insert(both.end(), y.begin(), y.end());
-        return both == Values(both.size(), 7e7) ? Values() : both;
-    }
+  private:
+    std::string path_;
 };
 
 #endif  // CALIBMAP_TESTS_SUPPORT_H

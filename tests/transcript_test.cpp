@@ -1,55 +1,52 @@
-// Runs the calls that stand in the transcripts beside this file, which hold what each has to print
-// and to return: every message of the library to the letter.
+// Runs the calls that stand in the transcripts beside this file, which hold what each has to return
+// and to print: every message of the library to the letter.
 //
-//     > name argument...   calls a function of the library by its name
-//     > file change...     makes `calibin` name a file, valid but for the changes; none: no file
-//     anything else        what the call before it prints, then "= " and what it returns
+//     name argument... = result            calls a function of the library by its name
+//     name argument... with change... = result      the same over a file with changes
+//     ERROR: ...                           what the call before it prints
+//     file change...                       makes `calibin` name a file; none: no file
+//     let [name]                           it stands for the lines that follow
 //
 // Arguments are numbers, null, lists [1,2] for arrays and vectors, 2x3[1,2,3] for matrices and maps
 // (zeros follow a short list), -3[1] for a vector of another size, 2x3[null] where there is no
-// buffer. A change is type@offset=value,value or cut@bytes; with `unsealed` the checksums stay.
+// buffer. A file is valid but for the changes (see `changedImage`). Behind the status of a call
+// stands what it has written into the caller's map, at least its corner.
 #include <deque>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <optional>
-#include <sstream>
 #include <tuple>
 
 #include "support.h"
 
 namespace {
 
-/** The numbers of a list, from behind the first `open` on. */
-Values parseList(const std::string& text, char open) {
-    Values values;
-    const size_t begin = std::min(text.find(open), text.size() - 1) + 1;
-    std::istringstream items(text.substr(begin, text.find(']') - begin));
-    for (std::string item; std::getline(items, item, ',');) {
-        values.push_back(std::strtod(item.c_str(), nullptr));
-    }
-    return values;
-}
-
-/** Prints numbers to ten digits, every NaN alike. */
-void showNumbers(const Values& values) {
+/** Numbers to ten digits, every NaN alike. */
+std::string shown(const Values& values) {
+    std::string text;
     for (const double value : values) {
-        std::isnan(value) ? std::printf(" nan") : std::printf(" %.10g", value);
+        char digits[32];
+        std::snprintf(digits, sizeof digits, " %.10g", value);
+        text += std::isnan(value) ? " nan" : digits;
     }
-    std::puts("");
+    return text;
 }
 
 /** One argument, as everything that a function may take it for. */
 class Argument {
   public:
-    explicit Argument(const std::string& text) : text_(text), doubles_(parseList(text, '[')) {
+    explicit Argument(const std::string& text) : text_(text) {
+        const size_t open = text.find('[');
+        if (open != std::string::npos) {
+            doubles_ = numbersOf(text.substr(open + 1, text.find(']') - open - 1));
+        }
         auto rows = static_cast<int32_t>(doubles_.size());
         int32_t cols = 1;
-        if (text.find('[') != std::string::npos) {
+        if (open != std::string::npos) {
             std::sscanf(text.c_str(), "%dx%d", &rows, &cols);
         }
         const int64_t count = int64_t{rows} * cols;
-        const bool isSmall = count < 99999;
+        const bool isSmall = count < 999999;
         doubles_.resize(count > 0 && isSmall ? static_cast<size_t>(count) : doubles_.size() + 1);
         floats_.assign(doubles_.begin(), doubles_.end());
         for (const double value : doubles_) {
@@ -80,14 +77,13 @@ class Argument {
             return text_ == "null" ? nullptr : std::get<Parameter>(forms);
         }
     }
-    /** Prints a map that a call has written, at least its corner. */
-    void showMap() const {
-        Values written = map_->written();
-        if (!written.empty()) {
-            written.resize(std::min<size_t>(written.size(), 12));
-            std::printf("written:");
-            showNumbers(written);
-        }
+    /** A map that a call has written, at least its corner. */
+    [[nodiscard]] std::string written() const {
+        Values values = map_->written();
+        values.resize(std::min<size_t>(values.size(), 12));
+        std::string text = values.empty() ? "" : ":";
+        text += shown(values);
+        return text;
     }
 
   private:
@@ -99,56 +95,63 @@ class Argument {
     std::optional<CallerMap> map_;
 };
 
-/** Prints what a call returned; a container with its shape, and it is released. */
+/** What a call returned; a container with its shape, and it is released. */
 template <typename Result>
-void show(Result result) {
-    if constexpr (std::is_arithmetic_v<Result>) {
-        std::printf("= %.10g\n", static_cast<double>(result));
+std::string shown(Result result) {
+    if constexpr (std::is_same_v<Result, std::string>) {
+        return result;
+    } else if constexpr (std::is_arithmetic_v<Result>) {
+        return shown(Values{static_cast<double>(result)});
     } else if (result == nullptr) {
-        std::puts("= null");
+        return " null";
     } else {
+        char shape[40];
         if constexpr (requires { result->rows; }) {
-            std::printf("= %dx%d:", result->rows, result->cols);
+            std::snprintf(shape, sizeof shape, " %dx%d:", result->rows, result->cols);
         } else {
-            std::printf("= %d:", result->size);
+            std::snprintf(shape, sizeof shape, " %d:", result->size);
         }
-        showNumbers(elements(own(result)));
+        return shape + shown(elements(own(result)));
     }
 }
 
-/** Prints what a call printed, with its line feeds as \n and between quotes. */
-void showPrinted(const std::string& text) {
-    std::string shown;
+/** What a call printed, with its line feeds as \n and between quotes. */
+std::string quoted(const std::string& text) {
+    std::string quote = " \"";
     for (const char c : text) {
-        shown += c == '\n' ? "\\n" : std::string(1, c);
+        c == '\n' ? quote.append("\\n") : quote.append(1, c);
     }
-    std::printf("= \"%s\"\n", shown.c_str());
+    quote += '"';
+    return quote;
 }
 
 using Arguments = std::deque<Argument>;
-using Command = std::function<void(const Arguments&)>;
+
+/** What a call returned, or printed where it returns nothing, then what else it printed. */
+using Command = std::function<std::pair<std::string, std::string>(const Arguments&)>;
 
 template <typename Result, typename... Parameters>
 Command calling(Result (*function)(Parameters...)) {
-    return [=](const Arguments& arguments) {
+    return [=](const Arguments& arguments) -> std::pair<std::string, std::string> {
         const auto call = [&]<size_t... Index>(std::index_sequence<Index...>) {
             return function(arguments.at(Index).as<Parameters>()...);
         };
         constexpr std::index_sequence_for<Parameters...> indices;
         if constexpr (std::is_void_v<Result>) {
-            showPrinted(printedBy([&] { call(indices); }));
+            return {quoted(printedBy([&] { call(indices); })), ""};
         } else {
-            show(call(indices));
+            std::string result;
+            const std::string printed = printedBy([&] { result = shown(call(indices)); });
+            return {result, printed};
         }
     };
 }
 
-/** What `augknt` returns, after what it stores. */
-int32_t augkntOf(const VectorDouble* knots, double k) {
+/** What `augknt` returns, and what it stores. */
+std::string augkntOf(const VectorDouble* knots, double k) {
     double left = 99.0;
     const int32_t status = augknt(knots, &left, k);
-    std::printf("augLeft %g\n", left);
-    return status;
+    return shown(status) + " augLeft" + shown(left);
 }
 
 // clang-format off
@@ -170,60 +173,72 @@ const std::map<std::string, Command> functions = {
     FUNCTION(extractDistData2CamDistortionLUT)};
 // clang-format on
 
-/** Writes a valid calibration file with changes. */
-std::unique_ptr<CalibrationOnDisk> writeFile(const std::vector<std::string>& changes) {
-    Image image = calibrationImage({.undistortionWarp = -0.5});
-    int missing = 0;
-    for (const std::string& change : changes) {
-        const size_t at = std::strtoul(change.c_str() + change.find('@') + 1, nullptr, 10);
-        const Values values = parseList(change, '=');
-        missing = change.starts_with("cut") ? static_cast<int>(at) : missing;
-        for (size_t i = 0; i < values.size(); ++i) {
-            if (change[0] == 'u') {
-                image[at + i] = static_cast<uint8_t>(values[i]);
-            } else if (change[0] == 'i') {
-                put(image.data(), at + 4 * i, static_cast<int32_t>(values[i]));
-            } else {
-                put(image.data(), at + 4 * i, static_cast<float>(values[i]));
-            }
-        }
-    }
-    if (std::find(changes.begin(), changes.end(), "unsealed") == changes.end()) {
-        seal(image.data());
-    }
+/** A valid file with changes; cut=N takes bytes away, `unsealed` leaves the checksums. */
+std::unique_ptr<CalibrationOnDisk> fileWith(std::vector<std::string> changes) {
+    const auto isCut = [](const std::string& change) { return change.starts_with("cut="); };
+    const auto cut = std::find_if(changes.begin(), changes.end(), isCut);
+    const int missing = cut == changes.end() ? 0 : std::stoi(cut->substr(4));
+    const bool sealed = std::erase(changes, "unsealed") == 0;
+    std::erase_if(changes, isCut);
+    Image image = changedImage({.undistortionWarp = -0.5}, changes);
+    image[CALIBMAP_CHECKED_SIZE] ^= sealed ? 0 : 1;
     return std::make_unique<CalibrationOnDisk>(image, missing);
+}
+
+/** Repeats a call: "name argument... with change..." and what becomes of it. */
+std::string repeated(const std::string& call) {
+    const size_t with = call.find(" with ");
+    const auto file =
+        with == std::string::npos ? nullptr : fileWith(wordsOf(call.substr(with + 6)));
+    const auto words = wordsOf(call.substr(0, with));
+    const Arguments arguments(words.begin() + 1, words.end());
+    auto [result, printed] = functions.at(words[0])(arguments);
+    for (const Argument& argument : arguments) {
+        result += argument.written();
+    }
+    result += liveCounts() == std::pair(0, 0) ? "" : " and a container is left";
+    return call + " =" + result + "\n" + printed;
 }
 
 class Transcript : public testing::TestWithParam<const char*> {};
 
 TEST_P(Transcript, IsRepeatedToTheLetter) {
     const std::string expected = testData(GetParam());
-    const std::string actual = printedBy([&] {
-        std::unique_ptr<CalibrationOnDisk> file;
-        std::istringstream lines(expected);
-        for (std::string line; std::getline(lines, line);) {
-            if (line.empty() || line.starts_with("#") || line.starts_with("> ")) {
-                std::puts(line.c_str());
+    std::string actual;
+    std::map<std::string, std::string> abbreviations;
+    std::unique_ptr<CalibrationOnDisk> file;
+    std::istringstream lines(expected);
+    std::string* let = nullptr;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("ERROR: ")) {
+            if (let != nullptr) {
+                *let += "\n" + line;
+                actual += line + "\n";
             }
-            std::istringstream words(line.starts_with("> ") ? line.substr(2) : "");
-            const std::vector<std::string> call(std::istream_iterator<std::string>(words), {});
-            if (!call.empty() && call[0] == "file") {
-                file.reset();
-                file = call.back() == "none" ? nullptr : writeFile(call);
-            } else if (!call.empty()) {
-                const Arguments arguments(call.begin() + 1, call.end());
-                functions.at(call[0])(arguments);
-                for (const Argument& argument : arguments) {
-                    argument.showMap();
-                }
-                std::printf(liveCounts() == std::pair(0, 0) ? "" : "a container is left\n");
+            continue;
+        }
+        const auto words = wordsOf(line);
+        let = line.starts_with("let ") ? &abbreviations[words[1]] : nullptr;
+        if (line.starts_with("file")) {
+            file.reset();
+            file = words.back() == "none" ? nullptr : fileWith({words.begin() + 1, words.end()});
+        }
+        const size_t result = line.find(" = ");
+        const bool isCall = result != std::string::npos && line[0] != '#';
+        std::string text = isCall ? repeated(line.substr(0, result)) : line + "\n";
+        for (const auto& [name, stands] : abbreviations) {
+            const size_t at = text.find(stands);
+            if (let == nullptr && at != std::string::npos) {
+                text.replace(at, stands.size(), " " + name);
             }
         }
-    });
-    EXPECT_EQ(actual, expected);
+        actual += text;
+    }
+    expectLines(actual, expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Transcript,
-                         testing::Values("containers.txt", "splines.txt", "maps.txt"));
+                         testing::Values("containers.txt", "splines.txt", "maps.txt",
+                                         "hostile.txt"));
 
 }  // namespace
