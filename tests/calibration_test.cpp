@@ -7,7 +7,7 @@ const std::string pathAtLoad = calibin;
 
 /** The 32-bit words of a record. */
 template <typename Record>
-std::vector<uint32_t> wordsOf(const Record& record) {
+std::vector<uint32_t> wordsIn(const Record& record) {
     std::vector<uint32_t> words(sizeof record / 4);
     std::memcpy(words.data(), &record, sizeof record);
     return words;
@@ -47,21 +47,43 @@ TEST(Checksum, EachRangeHasItsSumAndItsWriter) {
     check(TotalCalibrationSum, TotalCalibrationChecksum, 0, 6267);
 }
 
-TEST(Checksum, EveryByteOfTheImageIsGuarded) {
+TEST(Checksum, EveryByteOfTheImageIsGuardedByEachSumThatCoversIt) {
     Image image = calibrationImage();
     EXPECT_EQ(checksumTest(image.data()), 0);
-    for (uint8_t& byte : image) {
-        ++byte;
-        ASSERT_EQ(checksumTest(image.data()), 9) << "byte " << &byte - image.data();
-        --byte;
+    const auto isRefused = [&](size_t at, int change) {
+        Image wrong = image;
+        wrong[at] = static_cast<uint8_t>(wrong[at] + change);
+        const int32_t total = checksumTest(wrong.data());
+        // Now the total holds again, so that in a block its own sum is the only wrong one.
+        TotalCalibrationChecksum(wrong.data());
+        const bool outside = at < 13 || at >= 6252;
+        return total == 9 && checksumTest(wrong.data()) == (outside ? 0 : 9);
+    };
+    for (size_t at = 0; at < image.size(); ++at) {
+        ASSERT_TRUE(isRefused(at, 1) && isRefused(at, -1) && isRefused(at, 128)) << "byte " << at;
     }
-    ++image[100];
-    --image[5000];  // the total holds again, the blocks do not
+    // All blocks hold and the total does not.
+    image[6267] ^= 1;
     EXPECT_EQ(checksumTest(image.data()), 9);
     EXPECT_EQ(checksumTest(Image{}.data()), 9);
 }
 
-TEST(Query, CopiesEachWordFromItsPlaceWhateverItsBitsAndItsAlignment) {
+TEST(Layout, FieldsStandWhereDevicesHaveThem) {
+    std::ostringstream table;
+    for (const Field& each : fields) {
+        table << each.name << ' ' << each.offset << ' ' << each.count << each.type << '\n';
+    }
+    EXPECT_EQ(table.str(),
+              "pass 1 1b\nheight 17 1i\nwidth 21 1i\n"
+              "fx 25 1f\nfy 29 1f\ncx 33 1f\ncy 37 1f\n"
+              "kx 97 1b\nky 98 1b\nxpieces 99 1b\nypieces 100 1b\n"
+              "distortion.xbreaks 117 7f\ndistortion.ybreaks 169 5f\n"
+              "distortion.x 209 120f\ndistortion.y 1161 120f\n"
+              "undistortion.xbreaks 2129 7f\nundistortion.ybreaks 2181 5f\n"
+              "undistortion.x 2221 120f\nundistortion.y 3173 120f\n");
+}
+
+TEST(Layout, EachWordIsCopiedFromItsPlaceWhateverItsBitsAndItsAlignment) {
     // Record order: width, height, cx, cy, fx, fy, coefficients; every word looks like a NaN.
     std::vector<uint32_t> main;
     std::vector<uint32_t> sub;
@@ -70,28 +92,28 @@ TEST(Query, CopiesEachWordFromItsPlaceWhateverItsBitsAndItsAlignment) {
     for (const uint32_t offset : {21U, 17U, 33U, 37U, 25U, 29U, 41U, 45U, 49U, 53U, 57U, 61U}) {
         main.push_back(0x7f812300U + offset);
         sub.push_back(0xffa45600U + offset);
-        put(image.data(), offset, main.back());
-        put(image.data(), offset - 13 + 4126, sub.back());
+        std::memcpy(&image[offset], &main.back(), 4);
+        std::memcpy(&image[offset - 13 + 4126], &sub.back(), 4);
     }
     std::memcpy(extrinsics.data(), &image[6227], 24);
     seal(image.data());
     for (const size_t shift : {0U, 1U, 2U, 3U}) {
         std::vector<uint8_t> room(image.size() + shift);
         const uint8_t* at = std::copy(image.begin(), image.end(), room.data() + shift) - 6268;
-        EXPECT_EQ(wordsOf(extractMainCameraIntrn(at)), main);
-        EXPECT_EQ(wordsOf(extractIRCameraIntrn(at)), main);
-        EXPECT_EQ(wordsOf(extractSubCameraIntrn(at)), sub);
-        EXPECT_EQ(wordsOf(extractRGBCameraIntrn(at)), sub);
-        EXPECT_EQ(wordsOf(extractCameraExteral(at)), extrinsics);
+        EXPECT_EQ(wordsIn(extractMainCameraIntrn(at)), main);
+        EXPECT_EQ(wordsIn(extractIRCameraIntrn(at)), main);
+        EXPECT_EQ(wordsIn(extractSubCameraIntrn(at)), sub);
+        EXPECT_EQ(wordsIn(extractRGBCameraIntrn(at)), sub);
+        EXPECT_EQ(wordsIn(extractCameraExteral(at)), extrinsics);
     }
     const CalibrationOnDisk file(image);
     Outputs out;
     EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(&out.main, nullptr, &out.extrinsics), 0);
-    EXPECT_EQ(wordsOf(out.main), main);
-    EXPECT_EQ(wordsOf(out.extrinsics), extrinsics);
-    EXPECT_EQ(wordsOf(out.sub), wordsOf(Outputs().sub));
+    EXPECT_EQ(wordsIn(out.main), main);
+    EXPECT_EQ(wordsIn(out.extrinsics), extrinsics);
+    EXPECT_EQ(wordsIn(out.sub), wordsIn(Outputs().sub));
     EXPECT_EQ(getCameraIntrinsicAndExtrinsic(calibin, nullptr, &out.sub, nullptr), 0);
-    EXPECT_EQ(wordsOf(out.sub), sub);
+    EXPECT_EQ(wordsIn(out.sub), sub);
 }
 
 TEST(Query, EveryFailureIsSilentAndLeavesTheOutputs) {
@@ -113,7 +135,7 @@ TEST(Query, EveryFailureIsSilentAndLeavesTheOutputs) {
         EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(nullptr, nullptr, nullptr), -1);
     });
     EXPECT_EQ(printed, "");
-    EXPECT_EQ(wordsOf(out), wordsOf(Outputs()));
+    EXPECT_EQ(wordsIn(out), wordsIn(Outputs()));
 }
 
 TEST(Layout, NeitherOtherBytesNorTheChoiceBetweenEqualModelsMatter) {
@@ -131,7 +153,7 @@ TEST(Layout, NeitherOtherBytesNorTheChoiceBetweenEqualModelsMatter) {
         }
     }
     EXPECT_EQ(maps, std::vector<Values>(4, maps[0]));
-    EXPECT_EQ(wordsOf(told[0]), wordsOf(told[1]));
+    EXPECT_EQ(wordsIn(told[0]), wordsIn(told[1]));
 }
 
 }  // namespace
