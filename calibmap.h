@@ -178,10 +178,10 @@ CALIBMAP_API uint8_t calibrationChecksum(const uint8_t* bytes, int32_t length);
  * Byte sum modulo 256 of one checksummed range, given its first byte; 255 for null. A range is
  * intact when this sum and its checksum byte add up to 255.
  */
-CALIBMAP_API uint8_t MainCameraIntervalCalibrationSum(const uint8_t* block);
-CALIBMAP_API uint8_t SubCameraIntervalCalibrationSum(const uint8_t* block);
-CALIBMAP_API uint8_t CameraExtervalCalibrationSum(const uint8_t* block);
-CALIBMAP_API uint8_t TotalCalibrationSum(const uint8_t* image);
+CALIBMAP_API int32_t MainCameraIntervalCalibrationSum(const uint8_t* block);
+CALIBMAP_API int32_t SubCameraIntervalCalibrationSum(const uint8_t* block);
+CALIBMAP_API int32_t CameraExtervalCalibrationSum(const uint8_t* block);
+CALIBMAP_API int32_t TotalCalibrationSum(const uint8_t* image);
 
 /**
  * For producers of calibration files: store the checksum of one range, given its first byte, in

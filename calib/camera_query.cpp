@@ -6,6 +6,8 @@
 
 char calibin[33] = "/persist/camera/stereoParams.bin";
 
+namespace calibmap {
+
 namespace {
 
 CameraIntrinsics extractIntrinsics(const uint8_t* block) {
@@ -23,6 +25,10 @@ CameraIntrinsics extractIntrinsics(const uint8_t* block) {
 }
 
 }  // namespace
+
+}  // namespace calibmap
+
+using namespace calibmap;
 
 // The records cross the boundary as twelve words and as 24 bytes.
 static_assert(sizeof(CameraIntrinsics) == 48 && offsetof(CameraIntrinsics, imageHeight) == 4 &&
@@ -59,6 +65,7 @@ int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntrinsics* mainC
     const bool nothingWanted =
         mainCamera == nullptr && subCamera == nullptr && extrinsics == nullptr;
     CalibrationFile image;
+    touchPages(image);
     if (path == nullptr || nothingWanted || readCalibrationDataC(path, image) != 0 ||
         checksumTest(image) != CALIBMAP_SUCCESS || !calibrationPassed(image)) {
         return -1;

@@ -1,10 +1,12 @@
 #include "calibmap.h"
 
+namespace calibmap {
+
 namespace {
 
 constexpr uint8_t allBits = 255;
 
-uint8_t sumOfRange(const uint8_t* start, int32_t length) {
+int32_t sumOfRange(const uint8_t* start, int32_t length) {
     return start == nullptr ? allBits : calibrationSum(start, length);
 }
 
@@ -16,11 +18,15 @@ int32_t sealRange(uint8_t* start, int32_t length) {
     return 0;
 }
 
-bool holds(uint8_t storedChecksum, uint8_t sum) {
+bool holds(uint8_t storedChecksum, int32_t sum) {
     return storedChecksum + sum == allBits;
 }
 
 }  // namespace
+
+}  // namespace calibmap
+
+using namespace calibmap;
 
 uint8_t calibrationSum(const uint8_t* bytes, int32_t length) {
     uint32_t sum = 0;
@@ -34,19 +40,19 @@ uint8_t calibrationChecksum(const uint8_t* bytes, int32_t length) {
     return calibrationSum(bytes, length) ^ allBits;
 }
 
-uint8_t MainCameraIntervalCalibrationSum(const uint8_t* block) {
+int32_t MainCameraIntervalCalibrationSum(const uint8_t* block) {
     return sumOfRange(block, CALIBMAP_MAIN_BLOCK_SIZE);
 }
 
-uint8_t SubCameraIntervalCalibrationSum(const uint8_t* block) {
+int32_t SubCameraIntervalCalibrationSum(const uint8_t* block) {
     return sumOfRange(block, CALIBMAP_SUB_BLOCK_SIZE);
 }
 
-uint8_t CameraExtervalCalibrationSum(const uint8_t* block) {
+int32_t CameraExtervalCalibrationSum(const uint8_t* block) {
     return sumOfRange(block, CALIBMAP_EXTRINSIC_BLOCK_SIZE);
 }
 
-uint8_t TotalCalibrationSum(const uint8_t* image) {
+int32_t TotalCalibrationSum(const uint8_t* image) {
     return sumOfRange(image, CALIBMAP_CHECKED_SIZE);
 }
 

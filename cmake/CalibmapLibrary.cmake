@@ -4,10 +4,15 @@
 cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH CALIBMAP_ROOT)
 
 set(CALIBMAP_SOURCES
+    arithmetic/elementwise.cpp
+    arithmetic/maps.cpp
+    arithmetic/product.cpp
+    arithmetic/tile.cpp
     calib/camera_query.cpp
     calib/checksum.cpp
     calib/reading.cpp
-    container/kernels.cpp
+    container/diagnostics.cpp
+    container/live_counts.cpp
     container/mat.cpp
     container/mat_int.cpp
     container/vectors.cpp
@@ -15,6 +20,7 @@ set(CALIBMAP_SOURCES
     distortion/grid.cpp
     distortion/main_camera.cpp
     distortion/process.cpp
+    spline/basis.cpp
     spline/collocation_matrix.cpp
     spline/knots.cpp
     spline/spcol.cpp)

@@ -3,15 +3,15 @@
 #include <stddef.h>
 #include <stdio.h>
 
-#include <algorithm>
-
-#include "container/kernels.h"
+#include "arithmetic/elementwise.h"
+#include "arithmetic/product.h"
+#include "container/diagnostics.h"
 #include "container/protocol.h"
-#include "diagnostics.h"
 
-int32_t gMatCnt = 0;
+static_assert(offsetof(Mat, cols) == 4 && offsetof(Mat, data) == 8 &&
+              sizeof(Mat) == 8 + sizeof(void*));
 
-static_assert(sizeof(Mat) == 16 && offsetof(Mat, cols) == 4 && offsetof(Mat, data) == 8);
+namespace calibmap {
 
 namespace {
 
@@ -51,9 +51,21 @@ Mat* copyOf(int32_t rows, int32_t cols, const double* array) {
 
 }  // namespace
 
-int32_t getTotalActiveMat() {
-    return gMatCnt;
+bool isMultipliable(const Mat* a, const Mat* b) {
+    return matrixSize(a) != 0 && matrixSize(b) != 0 && a->cols == b->rows;
 }
+
+Mat* createProduct(const Mat* a, const Mat* b) {
+    return isMultipliable(a, b) ? allocateMatrix<Mat>(a->rows, b->cols) : nullptr;
+}
+
+void computeProduct(const Mat& a, const Mat& b, Mat& product) {
+    multiply(a.data, b.data, a.rows, a.cols, b.cols, product.data);
+}
+
+}  // namespace calibmap
+
+using namespace calibmap;
 
 int32_t matSize(const Mat* m) {
     return matrixSize(m);
@@ -117,28 +129,6 @@ Mat* matMulk(const Mat* a, double k) {
 
 Mat* matDivk(const Mat* a, double k) {
     return k == 0.0 ? nullptr : combine(a, k, divideScalar);
-}
-
-bool isMultipliable(const Mat* a, const Mat* b) {
-    return matrixSize(a) != 0 && matrixSize(b) != 0 && a->cols == b->rows;
-}
-
-Mat* createProduct(const Mat* a, const Mat* b) {
-    return isMultipliable(a, b) ? allocateMatrix<Mat>(a->rows, b->cols) : nullptr;
-}
-
-void computeProduct(const Mat& a, const Mat& b, Mat& product) {
-    const bool leftFinite = allFinite(a.data, elementCount(a));
-    PackedColumns columns;
-    for (int32_t row = 0; row < product.rows; row += packedRows) {
-        const int32_t rows = std::min(packedRows, product.rows - row);
-        for (int32_t col = 0; col < product.cols; col += packedWidth) {
-            packColumns(b.data + col, b.rows, b.cols, std::min(packedWidth, product.cols - col),
-                        columns);
-            multiplyColumns(a.data + int64_t{row} * a.cols, a.cols, leftFinite, rows, columns,
-                            product.data + int64_t{row} * product.cols + col, product.cols);
-        }
-    }
 }
 
 Mat* matMul(const Mat* a, const Mat* b) {

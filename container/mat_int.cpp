@@ -3,7 +3,10 @@
 
 #include "container/protocol.h"
 
-static_assert(sizeof(MatInt) == 16 && offsetof(MatInt, cols) == 4 && offsetof(MatInt, data) == 8);
+static_assert(offsetof(MatInt, cols) == 4 && offsetof(MatInt, data) == 8 &&
+              sizeof(MatInt) == 8 + sizeof(void*));
+
+using namespace calibmap;
 
 int32_t matIntSize(const MatInt* m) {
     return matrixSize(m);

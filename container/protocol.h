@@ -9,6 +9,9 @@
 #include <string.h>
 
 #include "calibmap.h"
+#include "container/live_counts.h"
+
+namespace calibmap {
 
 /**
  * Buffers stay below 2^31 bytes: sizes are 32-bit signed numbers at the library's boundary, and no
@@ -24,10 +27,11 @@ constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
 /**
  * Allocates a record and a buffer of `elements` elements, whose content and the record's counts
  * are the caller's to set, and adds one to `liveCount`. Null, with the count unchanged, when the
- * buffer may not exist or the heap is exhausted.
+ * buffer may not exist or the heap is exhausted. A layout of our own may take `spare` elements more
+ * than the ones that decide whether the buffer may exist.
  */
 template <typename Record>
-Record* allocateContainer(int64_t elements, int32_t& liveCount) {
+Record* allocateContainer(int64_t elements, int32_t& liveCount, int64_t spare = 0) {
     constexpr auto elementSize = static_cast<int64_t>(sizeof(*Record::data));
     if (!withinLimit(elements, elementSize)) {
         return nullptr;
@@ -37,13 +41,14 @@ Record* allocateContainer(int64_t elements, int32_t& liveCount) {
         return nullptr;
     }
     // An empty container is live too, also where malloc(0) gives null.
-    const auto bytes = static_cast<size_t>(elements > 0 ? elements * elementSize : 1);
+    const int64_t wanted = elements + spare;
+    const auto bytes = static_cast<size_t>(wanted > 0 ? wanted * elementSize : 1);
     record->data = static_cast<decltype(Record::data)>(malloc(bytes));
     if (record->data == nullptr) {
         free(record);
         return nullptr;
     }
-    ++liveCount;
+    moveCount(liveCount, 1);
     return record;
 }
 
@@ -57,7 +62,7 @@ void releaseContainer(Record** handle, int32_t& liveCount) {
     (*handle)->data = nullptr;
     free(*handle);
     *handle = nullptr;
-    --liveCount;
+    moveCount(liveCount, -1);
 }
 
 /** Number of elements of a matrix. */
@@ -84,11 +89,11 @@ bool sameShape(const Matrix* a, const Matrix* b) {
 
 /** New matrix whose elements the caller overwrites; null as `allocateContainer`. */
 template <typename Matrix>
-Matrix* allocateMatrix(int32_t rows, int32_t cols) {
+Matrix* allocateMatrix(int32_t rows, int32_t cols, int64_t spare = 0) {
     if (rows < 0 || cols < 0) {
         return nullptr;
     }
-    auto* matrix = allocateContainer<Matrix>(int64_t{rows} * cols, gMatCnt);
+    auto* matrix = allocateContainer<Matrix>(int64_t{rows} * cols, gMatCnt, spare);
     if (matrix != nullptr) {
         matrix->rows = rows;
         matrix->cols = cols;
@@ -105,5 +110,7 @@ Matrix* allocateZeroMatrix(int32_t rows, int32_t cols) {
     }
     return matrix;
 }
+
+}  // namespace calibmap
 
 #endif

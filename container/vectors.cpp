@@ -1,16 +1,19 @@
 #include <stddef.h>
 #include <stdio.h>
 
+#include "container/diagnostics.h"
 #include "container/protocol.h"
-#include "diagnostics.h"
 
-int32_t gTotalVecCnt = 0;
-
-static_assert(sizeof(VectorDouble) == 16 && offsetof(VectorDouble, size) == 8);
-static_assert(sizeof(VectorFloat) == 16 && offsetof(VectorFloat, size) == 8);
-static_assert(sizeof(VectorInt) == 16 && offsetof(VectorInt, size) == 8);
+namespace calibmap {
 
 namespace {
+
+/** Every vector is a pointer and a count, padded to a second pointer where that is larger. */
+template <typename Vector>
+constexpr bool hasVectorLayout = offsetof(Vector, size) == sizeof(void*) &&
+                                 sizeof(Vector) == 2 * sizeof(void*);
+static_assert(hasVectorLayout<VectorDouble> && hasVectorLayout<VectorFloat> &&
+              hasVectorLayout<VectorInt>);
 
 template <typename Vector>
 Vector* allocateVector(int32_t n) {
@@ -62,9 +65,9 @@ VectorDouble* vectorFromArray(const Source* array, int32_t n, const char* name, 
 
 }  // namespace
 
-int32_t getTotalActiveVectorCnt() {
-    return gTotalVecCnt;
-}
+}  // namespace calibmap
+
+using namespace calibmap;
 
 VectorInt* createVectorInt(int32_t n) {
     return allocateVector<VectorInt>(n);

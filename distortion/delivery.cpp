@@ -1,10 +1,12 @@
-#include "calibmap.h"
-#include "container/kernels.h"
-#include "container/protocol.h"
-#include "diagnostics.h"
+#include "distortion/delivery.h"
 
-int32_t extractDistData2CamDistortionLUT(const Mat* mapX, const Mat* mapY,
-                                         const CamDistortionLUT* lut) {
+#include "arithmetic/elementwise.h"
+#include "container/diagnostics.h"
+#include "container/protocol.h"
+
+namespace calibmap {
+
+int32_t acceptDelivery(const Mat* mapX, const Mat* mapY, const CamDistortionLUT* lut) {
     if (mapY == nullptr || mapX == nullptr || lut == nullptr) {
         return CALIBMAP_STEP_FAILED;
     }
@@ -17,9 +19,18 @@ int32_t extractDistData2CamDistortionLUT(const Mat* mapX, const Mat* mapY,
                lut->cols);
         return CALIBMAP_STEP_FAILED;
     }
-    if (mapX->rows < 1) {
-        return CALIBMAP_SUCCESS;
-    }
-    roundToFloats(mapX->data, mapY->data, elementCount(*mapX), lut->x, lut->y);
     return CALIBMAP_SUCCESS;
+}
+
+}  // namespace calibmap
+
+using namespace calibmap;
+
+int32_t extractDistData2CamDistortionLUT(const Mat* mapX, const Mat* mapY,
+                                         const CamDistortionLUT* lut) {
+    const int32_t accepted = acceptDelivery(mapX, mapY, lut);
+    if (accepted == CALIBMAP_SUCCESS && mapX->rows >= 1) {
+        roundToFloats(mapX->data, mapY->data, elementCount(*mapX), lut->x, lut->y);
+    }
+    return accepted;
 }

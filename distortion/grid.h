@@ -1,23 +1,79 @@
 /**
- * The evaluation behind `undisortionBspline`, for a caller that may know beforehand that nobody
- * will read the elements of the maps.
+ * The evaluation of a spline model over the sample grid, in two halves. First everything that the
+ * steps create is created, in their order, and every check that can refuse is made; from there on
+ * nothing fails. Then, if anybody still wants the maps, they are computed, into the matrices that
+ * the first half has handed out or straight into a caller's arrays.
  */
 #ifndef CALIBMAP_DISTORTION_GRID_H
 #define CALIBMAP_DISTORTION_GRID_H
 
-#include "calibmap.h"
+#include "arithmetic/maps.h"
+#include "container/diagnostics.h"
+#include "container/live_counts.h"
+#include "spline/basis.h"
 
-/** What a caller needs of a map. */
-enum class MapContent {
-    complete,
-    /** Only whether the map can be made, and its shape: elements are neither computed nor touched.
-     */
-    shapeOnly
+namespace calibmap {
+
+/** One axis of the sample grid. */
+struct Axis {
+    int32_t count;         /**< samples */
+    double focalLength;    /**< pixels */
+    double principalPoint; /**< pixels */
+    double ratio;          /**< pixels between two samples */
+    double firstSample;    /**< position of sample 0, pixels */
+    double shift;          /**< from a pixel position to one in the sample grid, before division */
 };
 
-/** `undisortionBspline` with a choice of what the maps hold. */
-int32_t evaluateGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                     const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH, int32_t ratio,
-                     MapContent content, Mat** undistX, Mat** undistY);
+/** What the second half of an evaluation needs, in the order of creation. */
+struct GridEvaluation {
+    Mat* normYT;     /**< normalised sample positions along y */
+    Mat* normXT;     /**< and along x */
+    Mat* colMatrixX; /**< collocation matrices of these positions */
+    Mat* colMatrixY;
+    Mat* colMatrixYmulCorrectMatrixX; /**< left factors of the maps */
+    Mat* colMatrixXT;                 /**< their right factor, as tiles */
+    Mat* colMatrixYmulCorrectMatrixY;
+
+    Axis xAxis;
+    Axis yAxis;
+    SplineBasis xBasis;
+    SplineBasis yBasis;
+    const Mat* xcorrectMatrix;
+    const Mat* ycorrectMatrix;
+};
+
+/** Matrices of an evaluation that are still to be released. */
+inline constexpr int32_t gridMatrices = 7;
+
+/**
+ * The first half of `undisortionBspline`: its checks, its reports and its status. With status 0 the
+ * handles hold two maps whose elements have not been touched, and `grid` holds `gridMatrices`
+ * matrices, for `computeGrid` and then `releaseGrid`; otherwise nothing is left. `grid` starts as
+ * all null. The knots and the correction matrices of the model must outlive the computation.
+ */
+int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
+                    const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH, int32_t ratio,
+                    GridEvaluation& grid, Mat** undistX, Mat** undistY);
+
+/** The second half, from the sample positions to the maps, as doubles or as floats. */
+void computeGrid(GridEvaluation& grid, double* mapX, double* mapY);
+void computeGrid(GridEvaluation& grid, float* mapX, float* mapY);
+
+void releaseGrid(GridEvaluation& grid);
+
+/** The containers that a function still holds when it compares the counts. */
+struct Held {
+    int32_t vectors;
+    int32_t matrices;
+};
+
+/**
+ * The comparison of the counts that ends the making of two maps: 0; or 11 or 12, with the maps
+ * released, after a report under one of the two numbers (both, when both counts are wrong).
+ */
+int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& reporter,
+                     int32_t vectorLine, int32_t matrixLine, Mat** mapX, Mat** mapY);
+
+}  // namespace calibmap
 
 #endif

@@ -3,37 +3,18 @@
 #include <stddef.h>
 
 #include "calib/layout.h"
-#include "container/live_counts.h"
-#include "diagnostics.h"
 
-static_assert(offsetof(BsplineModel, xpieces) == 2 && offsetof(BsplineModel, xknotsVec) == 8 &&
-              offsetof(BsplineModel, xcorrectMatrix) == 24 && sizeof(BsplineModel) == 40);
+static_assert(offsetof(BsplineModel, xpieces) == 2 &&
+              offsetof(BsplineModel, xknotsVec) == sizeof(void*) &&
+              offsetof(BsplineModel, xcorrectMatrix) == 3 * sizeof(void*) &&
+              sizeof(BsplineModel) == 5 * sizeof(void*));
+
+namespace calibmap {
 
 namespace {
 
-/** Everything that one call holds apart from the maps, in the order of creation. */
-struct Building {
-    Mat* cameraMatrix;
-    VectorDouble* linspaceXVec;
-    VectorDouble* linspaceYVec;
-    BsplineModel model;
-};
-
-void release(Building& b) {
-    destroyMat(&b.cameraMatrix);
-    destroyVectorDouble(&b.linspaceXVec);
-    destroyVectorDouble(&b.linspaceYVec);
-    destroyVectorDouble(&b.model.xknotsVec);
-    destroyVectorDouble(&b.model.yknotsVec);
-    destroyMat(&b.model.xcorrectMatrix);
-    destroyMat(&b.model.ycorrectMatrix);
-}
-
-int32_t fail(Building& building, const MapDirection& direction, const char* format, int32_t line) {
-    report(format, direction.name, line + direction.lineOffset);
-    release(building);
-    return CALIBMAP_STEP_FAILED;
-}
+/** What a finished building still holds: the four vectors and three matrices of its own. */
+constexpr Held heldByBuilding = {4, 3 + gridMatrices};
 
 /** Widens `count` float32 values of the file. */
 void widen(const uint8_t* field, int32_t count, double* values) {
@@ -65,87 +46,103 @@ Mat* createCorrection(const uint8_t* field) {
     return createMatFromArray(CALIBMAP_CORRECTION_ROWS, CALIBMAP_CORRECTION_COLS, elements);
 }
 
-}  // namespace
-
-int32_t buildMaps(const MapDirection& direction, const uint8_t* block,
-                  const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
-                  MapContent content, Mat** mapX, Mat** mapY) {
-    const LiveCounts enter = liveCounts();
+/** Builds what the evaluation takes from the block. */
+bool createModel(const MapDirection& direction, const uint8_t* block, MapBuilding& b) {
     const uint8_t* model = block + direction.model;
-    Building b = {};
-    b.cameraMatrix = createCameraMatrix(block);
-    if (b.cameraMatrix == nullptr) {
-        return fail(b, direction, "%s line:%d leave. cameraMatrix create fail", 71);
-    }
     b.model.kx = block[CALIBMAP_X_ORDER];
     b.model.ky = block[CALIBMAP_Y_ORDER];
     b.model.xpieces = block[CALIBMAP_X_PIECES];
     b.model.ypieces = block[CALIBMAP_Y_PIECES];
-    b.linspaceXVec = createBreaks(model + CALIBMAP_X_BREAKS, CALIBMAP_X_BREAK_COUNT);
-    if (b.linspaceXVec == nullptr) {
-        return fail(b, direction, "%s line:%d leave. linspaceXVec augknt fail", 93);
-    }
-    b.linspaceYVec = createBreaks(model + CALIBMAP_Y_BREAKS, CALIBMAP_Y_BREAK_COUNT);
-    if (b.linspaceYVec == nullptr) {
-        return fail(b, direction, "%s line:%d leave. linspaceYVec augknt fail", 107);
-    }
-    b.model.xknotsVec = augknt_init(b.linspaceXVec, b.model.kx);
-    if (b.model.xknotsVec == nullptr) {
-        return fail(b, direction, "%s line:%d leave. xknotsVec augknt fail", 122);
-    }
-    b.model.yknotsVec = augknt_init(b.linspaceYVec, b.model.ky);
-    if (b.model.yknotsVec == nullptr) {
-        return fail(b, direction, "%s line:%d leave. yknotsVec augknt fail", 133);
-    }
-    b.model.xcorrectMatrix = createCorrection(model + CALIBMAP_X_CORRECTION);
-    if (b.model.xcorrectMatrix == nullptr) {
-        return fail(b, direction, "%s line:%d leave. xcorrectMatrix augknt fail", 171);
-    }
-    b.model.ycorrectMatrix = createCorrection(model + CALIBMAP_Y_CORRECTION);
-    if (b.model.ycorrectMatrix == nullptr) {
-        return fail(b, direction, "%s line:%d leave. ycorrectMatrix augknt fail", 206);
-    }
+    const auto part = [&](auto& handle, auto* made, int32_t line, const char* text) {
+        return keep(handle, made, direction.reporter, line, text);
+    };
+    return part(b.cameraMatrix, createCameraMatrix(block), 71,
+                " leave. cameraMatrix create fail") &&
+           part(b.linspaceXVec, createBreaks(model + CALIBMAP_X_BREAKS, CALIBMAP_X_BREAK_COUNT), 93,
+                " leave. linspaceXVec augknt fail") &&
+           part(b.linspaceYVec, createBreaks(model + CALIBMAP_Y_BREAKS, CALIBMAP_Y_BREAK_COUNT),
+                107, " leave. linspaceYVec augknt fail") &&
+           part(b.model.xknotsVec, augknt_init(b.linspaceXVec, b.model.kx), 122,
+                " leave. xknotsVec augknt fail") &&
+           part(b.model.yknotsVec, augknt_init(b.linspaceYVec, b.model.ky), 133,
+                " leave. yknotsVec augknt fail") &&
+           part(b.model.xcorrectMatrix, createCorrection(model + CALIBMAP_X_CORRECTION), 171,
+                " leave. xcorrectMatrix augknt fail") &&
+           part(b.model.ycorrectMatrix, createCorrection(model + CALIBMAP_Y_CORRECTION), 206,
+                " leave. ycorrectMatrix augknt fail");
+}
 
-    const int32_t evaluated =
-        evaluateGrid(b.cameraMatrix, &b.model, inputPoints, imgW, imgH, ratio, content, mapX, mapY);
-    release(b);
-    if (evaluated != CALIBMAP_SUCCESS) {
-        destroyMat(mapX);
-        destroyMat(mapY);
-        report("%s line:%d gridUndisortion fail(%d)", direction.name, 233 + direction.lineOffset,
-               evaluated);
-        return evaluated;
-    }
-
-    const LiveCounts leave = liveCounts();
-    int32_t status = CALIBMAP_SUCCESS;
-    if (leave.vectors != enter.vectors) {
-        destroyMat(mapX);
-        destroyMat(mapY);
-        report("%s line:%d some vectors not free.", direction.name, 243 + direction.lineOffset);
-        status = CALIBMAP_VECTOR_LEAK;
-    }
-    if (leave.matrices != enter.matrices + 2) {
-        destroyMat(mapX);
-        destroyMat(mapY);
-        report("%s line:%d some mats not free.", direction.name, 251 + direction.lineOffset);
-        return CALIBMAP_MATRIX_LEAK;
+/** The builder of one direction. */
+int32_t buildMaps(const MapDirection& direction, const uint8_t* block,
+                  const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
+                  Mat** mapX, Mat** mapY) {
+    MapBuilding building = {};
+    const int32_t status =
+        prepareMaps(direction, block, inputPoints, ratio, imgW, imgH, building, mapX, mapY);
+    if (status == CALIBMAP_SUCCESS) {
+        computeGrid(building.grid, (*mapX)->data, (*mapY)->data);
+        releaseBuilding(building);
     }
     return status;
 }
 
+}  // namespace
+
+int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
+                    const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
+                    MapBuilding& building, Mat** mapX, Mat** mapY) {
+    const LiveCounts enter = enterCounts();
+    MapBuilding& b = building;
+    if (!createModel(direction, block, b)) {
+        releaseBuilding(b);
+        return CALIBMAP_STEP_FAILED;
+    }
+    const int32_t evaluated =
+        prepareGrid(b.cameraMatrix, &b.model, inputPoints, imgW, imgH, ratio, b.grid, mapX, mapY);
+    if (evaluated != CALIBMAP_SUCCESS) {
+        releaseBuilding(b);
+        destroyMat(mapX);
+        destroyMat(mapY);
+        report("%s line:%d gridUndisortion fail(%d)", direction.reporter.function,
+               233 + direction.reporter.lineOffset, evaluated);
+        return evaluated;
+    }
+    const int32_t status =
+        settleCounts(enter, heldByBuilding, direction.reporter, 243, 251, mapX, mapY);
+    if (status != CALIBMAP_SUCCESS) {
+        releaseBuilding(b);
+    }
+    return status;
+}
+
+void releaseBuilding(MapBuilding& building) {
+    MapBuilding& b = building;
+    destroyMat(&b.cameraMatrix);
+    destroyVectorDouble(&b.linspaceXVec);
+    destroyVectorDouble(&b.linspaceYVec);
+    destroyVectorDouble(&b.model.xknotsVec);
+    destroyVectorDouble(&b.model.yknotsVec);
+    destroyMat(&b.model.xcorrectMatrix);
+    destroyMat(&b.model.ycorrectMatrix);
+    releaseGrid(b.grid);
+}
+
+}  // namespace calibmap
+
+using namespace calibmap;
+
 int32_t calcMainCameraDistortionB(const uint8_t* mainCameraBlock,
                                   const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW,
                                   int32_t imgH, Mat** mapX, Mat** mapY) {
-    return buildMaps(distortionDirection, mainCameraBlock, inputPoints, ratio, imgW, imgH,
-                     MapContent::complete, mapX, mapY);
+    return buildMaps(distortionDirection, mainCameraBlock, inputPoints, ratio, imgW, imgH, mapX,
+                     mapY);
 }
 
 int32_t calcMainCameraUnDistortionB(const uint8_t* mainCameraBlock,
                                     const CamDistortionLUT* inputPoints, int32_t ratio,
                                     int32_t imgW, int32_t imgH, Mat** mapX, Mat** mapY) {
-    return buildMaps(undistortionDirection, mainCameraBlock, inputPoints, ratio, imgW, imgH,
-                     MapContent::complete, mapX, mapY);
+    return buildMaps(undistortionDirection, mainCameraBlock, inputPoints, ratio, imgW, imgH, mapX,
+                     mapY);
 }
 
 int32_t calcSubCameraDistortionB() {

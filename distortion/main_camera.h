@@ -8,21 +8,39 @@
 
 #include "distortion/grid.h"
 
+namespace calibmap {
+
 /** One direction: its model in the main-camera block and how its reports are told apart. */
 struct MapDirection {
-    const char* name;
     int32_t model;
-    int32_t lineOffset; /**< added to the line numbers of the distortion builder */
+    Reporter reporter;
 };
 
-inline constexpr MapDirection distortionDirection = {"calcMainCameraDistortionB",
-                                                     CALIBMAP_DISTORTION_MODEL, 0};
-inline constexpr MapDirection undistortionDirection = {"calcMainCameraUnDistortionB",
-                                                       CALIBMAP_UNDISTORTION_MODEL, 246};
+inline constexpr MapDirection distortionDirection = {CALIBMAP_DISTORTION_MODEL,
+                                                     {"calcMainCameraDistortionB", 0}};
+inline constexpr MapDirection undistortionDirection = {CALIBMAP_UNDISTORTION_MODEL,
+                                                       {"calcMainCameraUnDistortionB", 246}};
 
-/** The builder of one direction, with a choice of what the maps hold. */
-int32_t buildMaps(const MapDirection& direction, const uint8_t* block,
-                  const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
-                  MapContent content, Mat** mapX, Mat** mapY);
+/** Everything that one call holds apart from the maps, in the order of creation. */
+struct MapBuilding {
+    Mat* cameraMatrix;
+    VectorDouble* linspaceXVec;
+    VectorDouble* linspaceYVec;
+    BsplineModel model;
+    GridEvaluation grid;
+};
+
+/**
+ * The first half of a builder: its checks, its reports and its status. With status 0 the handles
+ * hold two maps whose elements have not been touched, and `building.grid` can be computed, before
+ * `releaseBuilding`; otherwise nothing is left. `building` starts as all null.
+ */
+int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
+                    const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
+                    MapBuilding& building, Mat** mapX, Mat** mapY);
+
+void releaseBuilding(MapBuilding& building);
+
+}  // namespace calibmap
 
 #endif

@@ -1,103 +1,152 @@
 #include <stddef.h>
 
 #include "calib/layout.h"
-#include "calibmap.h"
-#include "diagnostics.h"
+#include "distortion/delivery.h"
 #include "distortion/main_camera.h"
 
-static_assert(sizeof(CamDistortionLUT) == 24 && offsetof(CamDistortionLUT, y) == 8 &&
-              offsetof(CamDistortionLUT, rows) == 16 && offsetof(CamDistortionLUT, cols) == 20);
+static_assert(offsetof(CamDistortionLUT, y) == sizeof(void*) &&
+              offsetof(CamDistortionLUT, rows) == 2 * sizeof(void*) &&
+              offsetof(CamDistortionLUT, cols) == 2 * sizeof(void*) + 4 &&
+              sizeof(CamDistortionLUT) == 2 * sizeof(void*) + 8);
+
+namespace calibmap {
 
 namespace {
+
+constexpr Reporter reporter = {"doDistortionProcess", 0};
 
 bool hasNoSamples(const CamDistortionLUT& points) {
     return points.rows < 1 || points.cols < 1;
 }
 
+/** What failed of a map request. */
+struct Outcome {
+    int32_t built;
+    int32_t delivered;
+};
+
 /**
- * Builds the maps of one direction for the caller's arrays. When the arrays have another shape than
- * the maps, the delivery will refuse them whatever the maps hold, so nothing is computed: a crafted
- * image size costs no more time, and touches no more memory, than the caller's own arrays ask for.
+ * One map request. Everything is created and every check is made before the first element is
+ * computed, straight into the caller's arrays: so they need no copy to be safe, the maps' own
+ * matrices stay untouched, and arrays of another shape than the map cost nothing, however large an
+ * image the file claims.
  */
-int32_t buildMapsFor(const MapDirection& direction, const uint8_t* image,
-                     const CamDistortionLUT* inputPoints, int32_t ratio,
-                     const CamDistortionLUT& outputPoints, Mat** mapX, Mat** mapY) {
+Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
+                    const CamDistortionLUT* inputPoints, int32_t ratio,
+                    const CamDistortionLUT& outputPoints) {
     const uint8_t* block = image + CALIBMAP_MAIN_BLOCK;
-    const int32_t imageWidth = loadInt(block + CALIBMAP_IMAGE_WIDTH);
-    const int32_t imageHeight = loadInt(block + CALIBMAP_IMAGE_HEIGHT);
-    const bool deliverable = ratio > 0 && outputPoints.rows == imageHeight / ratio &&
-                             outputPoints.cols == imageWidth / ratio;
-    return buildMaps(direction, block, inputPoints, ratio, imageWidth, imageHeight,
-                     deliverable ? MapContent::complete : MapContent::shapeOnly, mapX, mapY);
+    MapBuilding building = {};
+    Mat* mapX = nullptr;
+    Mat* mapY = nullptr;
+    Outcome outcome = {
+        prepareMaps(direction, block, inputPoints, ratio, loadInt(block + CALIBMAP_IMAGE_WIDTH),
+                    loadInt(block + CALIBMAP_IMAGE_HEIGHT), building, &mapX, &mapY),
+        CALIBMAP_STEP_FAILED};
+    if (outcome.built == CALIBMAP_SUCCESS) {
+        outcome.delivered = acceptDelivery(mapX, mapY, &outputPoints);
+        if (outcome.delivered == CALIBMAP_SUCCESS) {
+            computeGrid(building.grid, outputPoints.x, outputPoints.y);
+        }
+        releaseBuilding(building);
+        destroyMat(&mapX);
+        destroyMat(&mapY);
+    }
+    return outcome;
+}
+
+int32_t processDistortion(const uint8_t* image, const CamDistortionLUT* inputPoints, int32_t ratio,
+                          const CamDistortionLUT& outputPoints) {
+    const Outcome outcome =
+        deliverMaps(distortionDirection, image, inputPoints, ratio, outputPoints);
+    if (outcome.built != CALIBMAP_SUCCESS) {
+        report("%s line:%d leave. ir calcMainCameraDistortionB fail. ret:%d", reporter.function,
+               624, outcome.built);
+        return CALIBMAP_STEP_FAILED;
+    }
+    if (outcome.delivered != CALIBMAP_SUCCESS) {
+        report("%s line:%d leave. ir dist extractDistData2CamDistortionLUT fail ret:%d",
+               reporter.function, 635, outcome.delivered);
+        return CALIBMAP_STEP_FAILED;
+    }
+    return CALIBMAP_SUCCESS;
+}
+
+int32_t processUndistortion(const uint8_t* image, const CamDistortionLUT* inputPoints,
+                            int32_t ratio, const CamDistortionLUT& outputPoints) {
+    const Outcome outcome =
+        deliverMaps(undistortionDirection, image, inputPoints, ratio, outputPoints);
+    if (outcome.built != CALIBMAP_SUCCESS) {
+        report("%s line:%d leave. calcMainCameraUnDistortionB fail. ret:%d", reporter.function, 680,
+               outcome.built);
+        return CALIBMAP_STEP_FAILED;
+    }
+    if (outcome.delivered != CALIBMAP_SUCCESS) {
+        report("%s ir undist extractDistData2CamDistortionLUT fail", reporter.function);
+        return CALIBMAP_STEP_FAILED;
+    }
+    return CALIBMAP_SUCCESS;
+}
+
+/** There is no model of the RGB camera: it has no maps, and the delivery refuses them. */
+int32_t processRgb(const CamDistortionLUT& outputPoints) {
+    report("%s line:%d leave. rgb dist extractDistData2CamDistortionLUT fail ret:%d.",
+           reporter.function, 664, acceptDelivery(nullptr, nullptr, &outputPoints));
+    return CALIBMAP_STEP_FAILED;
+}
+
+/** Reads and verifies the file; a status other than 0 after a report. */
+int32_t readVerified(const char* path, uint8_t* image) {
+    const int32_t read = readCalibrationDataC(path, image);
+    if (read != 0) {
+        report("%s line:%d leave. readCalibrationDataC fail(%d)", reporter.function, 595, read);
+        return CALIBMAP_FILE_UNREADABLE;
+    }
+    if (checksumTest(image) != CALIBMAP_SUCCESS) {
+        refuse(reporter, 602, " leave. calibration file checksum fail");
+        return CALIBMAP_CHECKSUM_WRONG;
+    }
+    if (!calibrationPassed(image)) {
+        refuse(reporter, 608, " leave. calibration file pass flag is 0(fail calibration bin file)");
+        return CALIBMAP_NOT_PASSED;
+    }
+    return CALIBMAP_SUCCESS;
 }
 
 }  // namespace
 
+}  // namespace calibmap
+
+using namespace calibmap;
+
 int32_t doDistortionProcess(const char* path, int32_t flag, int32_t ratio,
                             const CamDistortionLUT* inputPoints,
                             const CamDistortionLUT* outputPoints) {
-    constexpr const char* name = "doDistortionProcess";
+    CalibrationFile image;
+    touchPages(image);
     if (path == nullptr) {
-        report("%s line:%d leave. input calibration bin is nullptr", name, 578);
+        refuse(reporter, 578, " leave. input calibration bin is nullptr");
         return CALIBMAP_STEP_FAILED;
     }
     if (outputPoints == nullptr) {
-        report("%s line:%d leave. outputPoints is all nullptr", name, 583);
+        refuse(reporter, 583, " leave. outputPoints is all nullptr");
         return CALIBMAP_STEP_FAILED;
     }
-    CalibrationFile image;
-    const int32_t read = readCalibrationDataC(path, image);
-    if (read != 0) {
-        report("%s line:%d leave. readCalibrationDataC fail(%d)", name, 595, read);
-        return CALIBMAP_FILE_UNREADABLE;
+    // Read once: what is proved about the record must hold for what is written, whoever changes it.
+    const CamDistortionLUT output = *outputPoints;
+    const int32_t verified = readVerified(path, image);
+    if (verified != CALIBMAP_SUCCESS) {
+        return verified;
     }
-    if (checksumTest(image) != CALIBMAP_SUCCESS) {
-        report("%s line:%d leave. calibration file checksum fail", name, 602);
-        return CALIBMAP_CHECKSUM_WRONG;
+    switch (flag) {
+        case CALIBMAP_DISTORTION:
+            return processDistortion(image, inputPoints, ratio, output);
+        case CALIBMAP_UNDISTORTION:
+            return processUndistortion(image, inputPoints, ratio, output);
+        case CALIBMAP_RGB_DISTORTION:
+            return processRgb(output);
+        default:
+            return CALIBMAP_SUCCESS;
     }
-    if (!calibrationPassed(image)) {
-        report("%s line:%d leave. calibration file pass flag is 0(fail calibration bin file)", name,
-               608);
-        return CALIBMAP_NOT_PASSED;
-    }
-
-    Mat* mapX = nullptr;
-    Mat* mapY = nullptr;
-    if (flag == CALIBMAP_DISTORTION) {
-        const int32_t built = buildMapsFor(distortionDirection, image, inputPoints, ratio,
-                                           *outputPoints, &mapX, &mapY);
-        if (built != CALIBMAP_SUCCESS) {
-            report("%s line:%d leave. ir calcMainCameraDistortionB fail. ret:%d", name, 624, built);
-            return CALIBMAP_STEP_FAILED;
-        }
-    } else if (flag == CALIBMAP_UNDISTORTION) {
-        const int32_t built = buildMapsFor(undistortionDirection, image, inputPoints, ratio,
-                                           *outputPoints, &mapX, &mapY);
-        if (built != CALIBMAP_SUCCESS) {
-            report("%s line:%d leave. calcMainCameraUnDistortionB fail. ret:%d", name, 680, built);
-            return CALIBMAP_STEP_FAILED;
-        }
-    } else if (flag != CALIBMAP_RGB_DISTORTION) {
-        return CALIBMAP_SUCCESS;
-    }
-
-    // There is no model of the RGB camera: its maps stay null, and the delivery refuses them.
-    const int32_t delivered = extractDistData2CamDistortionLUT(mapX, mapY, outputPoints);
-    destroyMat(&mapX);
-    destroyMat(&mapY);
-    if (delivered == CALIBMAP_SUCCESS) {
-        return CALIBMAP_SUCCESS;
-    }
-    if (flag == CALIBMAP_DISTORTION) {
-        report("%s line:%d leave. ir dist extractDistData2CamDistortionLUT fail ret:%d", name, 635,
-               delivered);
-    } else if (flag == CALIBMAP_UNDISTORTION) {
-        report("%s ir undist extractDistData2CamDistortionLUT fail", name);
-    } else {
-        report("%s line:%d leave. rgb dist extractDistData2CamDistortionLUT fail ret:%d.", name,
-               664, delivered);
-    }
-    return CALIBMAP_STEP_FAILED;
 }
 
 int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* inputPoints,
@@ -115,15 +164,19 @@ int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* i
         report("%s line:%d leave. outputPoints ptr is empty", name, 127);
         return CALIBMAP_BAD_ARGUMENT;
     }
-    if (hasNoSamples(*outputPoints)) {
+    const CamDistortionLUT output = *outputPoints;
+    if (hasNoSamples(output)) {
         report("%s line:%d leave. outputPoints rows(%d) and cols(%d) invalid", name, 133,
-               outputPoints->rows, outputPoints->cols);
+               output.rows, output.cols);
         return CALIBMAP_BAD_ARGUMENT;
     }
-    if (inputPoints != nullptr && hasNoSamples(*inputPoints)) {
-        report("%s line:%d leave. inputPoints rows(%d) and cols(%d) invalid", name, 139,
-               inputPoints->rows, inputPoints->cols);
-        return CALIBMAP_BAD_ARGUMENT;
+    if (inputPoints != nullptr) {
+        const CamDistortionLUT input = *inputPoints;
+        if (hasNoSamples(input)) {
+            report("%s line:%d leave. inputPoints rows(%d) and cols(%d) invalid", name, 139,
+                   input.rows, input.cols);
+            return CALIBMAP_BAD_ARGUMENT;
+        }
     }
     if (ratio != 1 && ratio % 2 != 0) {
         report("%s line:%d leave. input ratio(%d) invalid", name, 147, ratio);
@@ -133,5 +186,5 @@ int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* i
         report("%s line:%d leave. calib bin file not exist", name, 153);
         return CALIBMAP_FILE_MISSING;
     }
-    return doDistortionProcess(calibin, flag, ratio, inputPoints, outputPoints);
+    return doDistortionProcess(calibin, flag, ratio, inputPoints, &output);
 }

@@ -33,10 +33,11 @@ addScalar $add
 subtractScalar $subtract
 multiplyScalar $multiply
 divideScalar $divide
-scaleRows $multiply
-scaleRows $add
-multiplyColumns $multiply
-multiplyColumns $add
+multiply $multiply
+multiply $add
+computeMaps $multiply
+computeMaps $add
+computeMaps $narrow
 roundToFloats $narrow" '
     /^[0-9a-f]+ <.*>:$/ { symbol = $0; next }
     /^ +[0-9a-f]+:/ {

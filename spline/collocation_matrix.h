@@ -1,18 +1,21 @@
 /**
- * What the grid evaluation needs beyond `collocationMatrix`: the same, with only the leading sites
- * evaluated, for a caller that will not read the others.
+ * What the grid evaluation needs beyond `collocationMatrix`: a matrix that is created, with every
+ * check that can refuse it, in the order of the steps, and whose rows are computed later.
  */
 #ifndef CALIBMAP_SPLINE_COLLOCATION_MATRIX_H
 #define CALIBMAP_SPLINE_COLLOCATION_MATRIX_H
 
-#include "calibmap.h"
+#include "spline/basis.h"
+
+namespace calibmap {
 
 /**
- * `collocationMatrix` of full shape whose first `evaluatedSites` rows are computed; the others, and
- * the sites behind them, are never touched. It fails where `collocationMatrix` fails for those
- * sites.
+ * `collocationMatrix` without its elements, and the basis that `evaluateSites` takes for them; null
+ * wherever `collocationMatrix` is null. Of the sites only the number is read.
  */
-Mat* collocateLeadingSites(const VectorDouble* knots, int32_t k, const Mat* samplePoints,
-                           int32_t evaluatedSites);
+Mat* createCollocation(const VectorDouble* knots, int32_t k, const Mat* samplePoints,
+                       SplineBasis& basis);
+
+}  // namespace calibmap
 
 #endif

@@ -1,8 +1,10 @@
 #include <algorithm>
 
 #include "calibmap.h"
+#include "container/diagnostics.h"
 #include "container/protocol.h"
-#include "diagnostics.h"
+
+namespace calibmap {
 
 namespace {
 
@@ -16,6 +18,10 @@ bool isCount(int64_t count) {
 }
 
 }  // namespace
+
+}  // namespace calibmap
+
+using namespace calibmap;
 
 VectorDouble* diff(const VectorDouble* src) {
     if (hasNoElements(src)) {

@@ -1,0 +1,53 @@
+/**
+ * Maps from products: the last two steps of a map, the product of a left factor with the tiles of
+ * the right one and the way back from its elements to sample coordinates, in one pass.
+ */
+#ifndef CALIBMAP_ARITHMETIC_MAPS_H
+#define CALIBMAP_ARITHMETIC_MAPS_H
+
+#include <stdint.h>
+
+namespace calibmap {
+
+/** The steps from an element of the product to a coordinate; the divisor is not zero. */
+struct Scaling {
+    double factor;
+    double offset;
+    double shift;
+    double divisor;
+};
+
+/** One map: its left factor (rows x terms, row-major) and how its elements are scaled. */
+struct MapFactor {
+    const double* left;
+    Scaling scaling;
+};
+
+/** Doubles that the tiles of a right factor of `terms` rows and `cols` columns take. */
+int64_t tilesSize(int32_t terms, int32_t cols);
+
+/** Packs the transpose of `a` (cols x terms, row-major) as right factor (terms x cols). */
+void packTransposed(const double* a, int32_t terms, int32_t cols, double* tiles);
+
+/** The shape of two maps (rows x cols) and the right factor that they share, as tiles. */
+struct MapShape {
+    int32_t rows;
+    int32_t cols;
+    int32_t terms;
+    const double* tiles;
+};
+
+/**
+ * Computes two maps, row-major: (((s * factor) + offset) + shift) / divisor for each element s of
+ * the product of left factor and tiles, each operation rounded once. As floats, each is rounded to
+ * the nearest one, ties to even, in the end; float maps may overlap each other and are then as if
+ * they had been written element by element, x before y.
+ */
+void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, double* mapX,
+                 double* mapY);
+void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, float* mapX,
+                 float* mapY);
+
+}  // namespace calibmap
+
+#endif

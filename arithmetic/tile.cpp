@@ -1,0 +1,28 @@
+#include "arithmetic/tile.h"
+
+#include <bit>
+
+namespace calibmap {
+
+void packTile(const double* source, int64_t termStride, int64_t colStride, int32_t terms,
+              int32_t width, double* tile) {
+    TermRange range = {0, 0};
+    for (int32_t i = 0; i < terms; ++i) {
+        const double* term = source + i * termStride;
+        double* packed = tile + tileSize(i);
+        uint64_t bits = 0;
+        for (int32_t c = 0; c < tileWidth; ++c) {
+            packed[c] = c < width ? term[c * colStride] : 0.0;
+            bits |= std::bit_cast<uint64_t>(packed[c]) << 1U;  // all but the sign
+        }
+        if (bits != 0) {
+            range.first = range.end == 0 ? i : range.first;
+            range.end = i + 1;
+        }
+    }
+    memset(tile, 0, tileWidth * sizeof(double));
+    tile[0] = range.first;
+    tile[1] = range.end;
+}
+
+}  // namespace calibmap
