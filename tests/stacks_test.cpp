@@ -138,13 +138,13 @@ class Stacks : public testing::Test {
     std::vector<Computation> computations_;
 };
 
-TEST_F(Stacks, DISABLED_TwentyFourKilobytesAreEnough) {
+TEST_F(Stacks, TwentyFourKilobytesAreEnough) {
     for (const Computation& computation : computations()) {
         EXPECT_EQ(onStack(computation, 24 * kilobyte).ending, right);
     }
 }
 
-TEST_F(Stacks, DISABLED_NothingBeyondTheGuardPageChanges) {
+TEST_F(Stacks, NothingBeyondTheGuardPageChanges) {
     int enough = 0;
     int stopped = 0;
     const auto look = [&](size_t size, size_t usedBefore) {

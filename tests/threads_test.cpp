@@ -146,7 +146,7 @@ Values workWithContainers() {
     return all;
 }
 
-TEST(DISABLED_Threads, MapsAndContainersAreWhatOneThreadGets) {
+TEST(Threads, MapsAndContainersAreWhatOneThreadGets) {
     const Files files;
     const auto requests = mapRequests(files);
     const Values expected = workWithContainers();
@@ -193,7 +193,7 @@ std::string lineOf(int flag, bool own) {
                      ") dose't not support.";
 }
 
-TEST(DISABLED_Threads, ReportsStayWholeAndInOrder) {
+TEST(Threads, ReportsStayWholeAndInOrder) {
     constexpr int count = 20'000;  // fewer and the threads may not meet
     const std::string printed = printedBy([&] {
         atOnce(threadCount, [&](int thread) {
@@ -238,7 +238,7 @@ int useServicesInChild(const MapRequest& request) {
     return right && liveCounts() == before ? 0 : 1;
 }
 
-TEST(DISABLED_Threads, AForkBesideABusyThreadHarmsNobody) {
+TEST(Threads, AForkBesideABusyThreadHarmsNobody) {
     const Files files;
     const auto requests = mapRequests(files);
     const int children = std::max(30, repetitions / 10);
