@@ -12,9 +12,12 @@
 
 namespace {
 
-/** Adds an option for a number; `kind` says which ones it takes. */
-template <class Number>
-void addNumber(CLI::App& command, const std::string& name, Number& value, const std::string& kind,
+/**
+ * Adds an option for a number; `kind` says which ones it takes. The value may be optional: then the
+ * option has no default.
+ */
+template <class Number, class Value>
+void addNumber(CLI::App& command, const std::string& name, Value& value, const std::string& kind,
                const std::function<bool(Number)>& isGood, const std::string& description) {
     // The range checks of CLI11 would let a NaN pass.
     const auto check = [kind, isGood](const std::string& text) {
@@ -23,14 +26,16 @@ void addNumber(CLI::App& command, const std::string& name, Number& value, const 
                    ? std::string()
                    : "'" + text + "' is not " + kind;
     };
-    command.add_option(name, value, description)
-        ->check(CLI::Validator(check, ""))
-        ->type_name("NUMBER")
-        ->capture_default_str();
+    CLI::Option* const option = command.add_option(name, value, description)
+                                    ->check(CLI::Validator(check, ""))
+                                    ->type_name("NUMBER");
+    if constexpr (std::is_same_v<Number, Value>) {
+        option->capture_default_str();
+    }
 }
 
-template <class Number>
-void addNumberBetween(CLI::App& command, const std::string& name, Number& value, Number low,
+template <class Number, class Value>
+void addNumberBetween(CLI::App& command, const std::string& name, Value& value, Number low,
                       Number high, const std::string& description) {
     std::ostringstream kind;
     kind << (std::is_integral_v<Number> ? "a whole number from " : "a number from ") << low
@@ -74,6 +79,16 @@ void Command::number(const std::string& name, int32_t& value, int32_t low, int32
 }
 
 void Command::number(const std::string& name, double& value, double low, double high,
+                     const std::string& description) {
+    addNumberBetween(*app_, name, value, low, high, description);
+}
+
+void Command::number(const std::string& name, std::optional<int32_t>& value, int32_t low,
+                     int32_t high, const std::string& description) {
+    addNumberBetween(*app_, name, value, low, high, description);
+}
+
+void Command::number(const std::string& name, std::optional<double>& value, double low, double high,
                      const std::string& description) {
     addNumberBetween(*app_, name, value, low, high, description);
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,6 +45,12 @@ class Command {
     void number(const std::string& name, int32_t& value, int32_t low, int32_t high,
                 const std::string& description);
     void number(const std::string& name, double& value, double low, double high,
+                const std::string& description);
+
+    /** The same without a default: nothing unless it is given. */
+    void number(const std::string& name, std::optional<int32_t>& value, int32_t low, int32_t high,
+                const std::string& description);
+    void number(const std::string& name, std::optional<double>& value, double low, double high,
                 const std::string& description);
 
     /** One of several words. */

@@ -1,100 +1,214 @@
 #include "lens/fit.h"
 
-#include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
 
-#include "calibration/library_call.h"
 #include "failure.h"
+#include "lens/least_squares.h"
+#include "lens/place_breaks.h"
 
 namespace {
 
-using Matrix = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+// Sites of a fit. More would find no larger errors: between two of them a piece of degree 6 cannot
+// turn.
+constexpr std::size_t sitesAlongX = 72;
+constexpr std::size_t sitesAlongY = 48;
 
-constexpr int sitesPerPiece = 24;
+/** So little smoothing shows only where nothing else decides. */
+constexpr double bareSmoothing = 1e-12;
 
-/**
- * Break points at even distances from the first to the last edge of the image, half a pixel beyond
- * the outermost pixel centres: a site outside the break points would evaluate to zero.
+/** Break points at even distances from `first` to `last`, as the file's single precision has them.
  */
-template <class Breaks>
-void spread(Breaks& breaks, int32_t pixels, double principal, double focal) {
+template <class Axis>
+void spread(Axis& breaks, double first, double last) {
     const auto pieces = static_cast<double>(breaks.size() - 1);
     for (std::size_t i = 0; i < breaks.size(); ++i) {
-        const double position = -0.5 + pixels * static_cast<double>(i) / pieces;
-        breaks[i] = static_cast<float>((position - principal) / focal);
-    }
-    const bool rising =
-        std::adjacent_find(breaks.begin(), breaks.end(), std::greater_equal<>()) == breaks.end();
-    if (!rising || !(breaks.front() < (0 - principal) / focal) ||
-        !(breaks.back() > (pixels - 1 - principal) / focal)) {
-        throw Failure("sample", "the image is too small a part of its plane for the file's numbers",
-                      "move the principal point nearer or choose a shorter focal length");
+        breaks[i] = static_cast<float>(std::lerp(first, last, static_cast<double>(i) / pieces));
     }
 }
 
-/** Sites between the first and last break point, denser towards both ends, where fits err most. */
-template <class Breaks>
-Matrix sitesOver(const Breaks& breaks) {
-    const auto count = static_cast<Eigen::Index>(sitesPerPiece * (breaks.size() - 1));
-    const double middle = (static_cast<double>(breaks.front()) + breaks.back()) / 2;
-    const double half = (static_cast<double>(breaks.back()) - breaks.front()) / 2;
-    Matrix sites(count, 1);
-    for (Eigen::Index i = 0; i < count; ++i) {
+template <class Axis>
+bool serves(const Axis& breaks, int32_t pixels, double principal, double focal) {
+    return std::adjacent_find(breaks.begin(), breaks.end(), std::greater_equal<>()) ==
+               breaks.end() &&
+           breaks.front() < (0 - principal) / focal &&
+           breaks.back() > (pixels - 1 - principal) / focal;
+}
+
+/** Sites from the first to the last pixel centre, denser towards both ends, where fits err most. */
+std::vector<double> sitesOver(std::size_t count, int32_t pixels, double principal, double focal) {
+    std::vector<double> sites(count);
+    const double half = (pixels - 1) / 2.0;
+    for (std::size_t i = 0; i < count; ++i) {
         const double angle =
-            std::numbers::pi * (static_cast<double>(i) + 0.5) / static_cast<double>(count);
-        sites(i, 0) = middle - half * std::cos(angle);
+            std::numbers::pi * static_cast<double>(i) / static_cast<double>(count - 1);
+        sites[i] = (half - half * std::cos(angle) - principal) / focal;
     }
     return sites;
 }
 
-/** The values of all B-splines of one axis, one row per site. */
-template <class Breaks>
-Matrix splinesAt(const Breaks& breaks, int order, Matrix& sites) {
-    const std::vector<double> widened(breaks.begin(), breaks.end());
-    std::vector<double> breakData = widened;
-    const VectorDouble breakPoints = {breakData.data(), static_cast<int32_t>(breakData.size())};
-    const Mat column = {static_cast<int32_t>(sites.rows()), 1, sites.data()};
-    VectorDouble* knots = augknt_init(&breakPoints, order);
-    const MatHandle values(callLibrary(
-        [&] { return knots == nullptr ? nullptr : collocationMatrix(knots, order, &column); }));
-    destroyVectorDouble(&knots);
-    if (values.get() == nullptr) {
-        throw std::bad_alloc();
+/** The displacement, in pixels, of each site that the target has a value for. */
+struct SampledTarget {
+    std::vector<Point> sites;
+    std::vector<Point> displacements;
+    bool everywhere;
+};
+
+SampledTarget sample(const Camera& camera, const Target& target, const std::vector<double>& u,
+                     const std::vector<double>& v) {
+    SampledTarget result{{}, {}, true};
+    for (const double y : v) {
+        for (const double x : u) {
+            const std::optional<Point> value = target({x, y});
+            if (value && std::isfinite(value->x) && std::isfinite(value->y)) {
+                result.sites.push_back({x, y});
+                result.displacements.push_back(
+                    {(value->x - x) * camera.fx, (value->y - y) * camera.fy});
+            } else {
+                result.everywhere = false;
+            }
+        }
     }
-    return Eigen::Map<const Matrix>(values->data, values->rows, values->cols);
+    return result;
+}
+
+/** Break points whose inner ones are spread over the sites alone. */
+Breaks breaksOver(const Breaks& whole, const std::vector<Point>& sites) {
+    Breaks result = whole;
+    const auto spreadInside = [&sites](auto& breaks, double Point::*coordinate) {
+        const auto [least, most] = std::minmax_element(
+            sites.begin(), sites.end(),
+            [coordinate](Point a, Point b) { return a.*coordinate < b.*coordinate; });
+        auto inner = breaks;
+        spread(inner, (*least).*coordinate, (*most).*coordinate);
+        std::copy(inner.begin() + 1, inner.end() - 1, breaks.begin() + 1);
+    };
+    spreadInside(result.x, &Point::x);
+    spreadInside(result.y, &Point::y);
+    return result;
+}
+
+/** The break points rounded as the file stores them. */
+Breaks rounded(Breaks breaks) {
+    const auto round = [](double value) { return static_cast<double>(static_cast<float>(value)); };
+    std::transform(breaks.x.begin(), breaks.x.end(), breaks.x.begin(), round);
+    std::transform(breaks.y.begin(), breaks.y.end(), breaks.y.begin(), round);
+    return breaks;
+}
+
+/**
+ * Least squares with weights that grow where the fit errs, until they hold the largest error down.
+ * The weights swing on the way, so that the best of all rounds is what counts.
+ */
+Coefficients leastLargestError(Observations& observed, const Roughness& roughness) {
+    constexpr int rounds = 60;
+    constexpr double goodEnough = 5e-4;
+    Coefficients best{};
+    double leastLargest = INFINITY;
+    for (int round = 0; round < rounds && leastLargest > goodEnough; ++round) {
+        const Coefficients fitted = leastSquares(observed, roughness, bareSmoothing);
+        std::vector<double> errors;
+        for (std::size_t i = 0; i < observed.sites.size(); ++i) {
+            const Point value = valueAt(fitted, observed.sites[i]);
+            errors.push_back(
+                std::hypot(value.x - observed.values[i].x, value.y - observed.values[i].y));
+        }
+        const double largest = *std::max_element(errors.begin(), errors.end());
+        if (largest < leastLargest) {
+            leastLargest = largest;
+            best = fitted;
+        }
+        double sum = 0;
+        for (std::size_t i = 0; i < errors.size(); ++i) {
+            sum += observed.weights[i] *= std::sqrt(errors[i]);
+        }
+        // A floor keeps every site in the problem.
+        const auto count = static_cast<double>(errors.size());
+        for (double& weight : observed.weights) {
+            weight = weight / sum * count + 1e-6;
+        }
+    }
+    return best;
 }
 
 }  // namespace
 
-CorrectionModel fitModel(const Camera& camera, const std::function<Point(Point)>& target) {
-    CorrectionModel model{};
-    spread(model.xBreaks, camera.width, camera.cx, camera.fx);
-    spread(model.yBreaks, camera.height, camera.cy, camera.fy);
-    Matrix u = sitesOver(model.xBreaks);
-    Matrix v = sitesOver(model.yBreaks);
-    const Eigen::HouseholderQR<Matrix> alongX(splinesAt(model.xBreaks, fittingShape.xOrder, u));
-    const Eigen::HouseholderQR<Matrix> alongY(splinesAt(model.yBreaks, fittingShape.yOrder, v));
+Point normalised(const Camera& camera, Point pixel) {
+    return {(pixel.x - camera.cx) / camera.fx, (pixel.y - camera.cy) / camera.fy};
+}
 
-    Matrix x(v.rows(), u.rows());
-    Matrix y(v.rows(), u.rows());
-    for (Eigen::Index j = 0; j < v.rows(); ++j) {
-        for (Eigen::Index i = 0; i < u.rows(); ++i) {
-            const Point value = target({u(i, 0), v(j, 0)});
-            x(j, i) = value.x;
-            y(j, i) = value.y;
-        }
+Point inPixels(const Camera& camera, Point p) {
+    return {p.x * camera.fx + camera.cx, p.y * camera.fy + camera.cy};
+}
+
+Breaks evenBreaks(const Camera& camera) {
+    Breaks breaks{};
+    const Point first = normalised(camera, {-0.5, -0.5});
+    const Point last = normalised(camera, {camera.width - 0.5, camera.height - 0.5});
+    spread(breaks.x, first.x, last.x);
+    spread(breaks.y, first.y, last.y);
+    if (!serves(breaks.x, camera.width, camera.cx, camera.fx) ||
+        !serves(breaks.y, camera.height, camera.cy, camera.fy)) {
+        throw Failure("main camera",
+                      "the image is too small a part of its plane for the file's numbers",
+                      "move the principal point nearer or choose a shorter focal length");
     }
-    const auto solve = [&](const Matrix& values, auto& coefficients) {
-        const Matrix rows = alongY.solve(values);
-        const Matrix transposed = alongX.solve(Matrix(rows.transpose()));
-        Eigen::Map<Eigen::Matrix<float, CALIBMAP_CORRECTION_ROWS, CALIBMAP_CORRECTION_COLS,
-                                 Eigen::RowMajor>>(coefficients.data()) =
-            transposed.transpose().cast<float>();
+    return breaks;
+}
+
+Coefficients identityCoefficients(const Breaks& breaks) {
+    // The coefficient of the identity for a B-spline is the mean of its inner knots (Greville).
+    const auto means = [](const auto& axis, int order) {
+        const auto repeated = static_cast<std::size_t>(order - 1);
+        std::vector<double> knots(repeated, axis.front());
+        knots.insert(knots.end(), axis.begin(), axis.end());
+        knots.insert(knots.end(), repeated, axis.back());
+        std::vector<double> result;
+        for (std::size_t i = 0; i + repeated + 1 < knots.size(); ++i) {
+            double sum = 0;
+            for (std::size_t j = 1; j <= repeated; ++j) {
+                sum += knots[i + j];
+            }
+            result.push_back(sum / static_cast<double>(repeated));
+        }
+        return result;
     };
-    solve(x, model.xCorrection);
-    solve(y, model.yCorrection);
-    return model;
+    const std::vector<double> x = means(breaks.x, fittingShape.xOrder);
+    const std::vector<double> y = means(breaks.y, fittingShape.yOrder);
+    Coefficients result{};
+    for (std::size_t i = 0; i < result.x.size(); ++i) {
+        result.x[i] = x[i % x.size()];
+        result.y[i] = y[i / x.size()];
+    }
+    return result;
+}
+
+CorrectionModel modelOfDisplacement(const Camera& camera, const Breaks& breaks,
+                                    const Coefficients& displacement) {
+    Coefficients coefficients = identityCoefficients(breaks);
+    for (std::size_t i = 0; i < coefficients.x.size(); ++i) {
+        coefficients.x[i] += displacement.x[i] / camera.fx;
+        coefficients.y[i] += displacement.y[i] / camera.fy;
+    }
+    return storedModel(breaks, coefficients);
+}
+
+CorrectionModel fitModel(const Camera& camera, const Target& target) {
+    Breaks breaks = evenBreaks(camera);
+    const std::vector<double> u = sitesOver(sitesAlongX, camera.width, camera.cx, camera.fx);
+    const std::vector<double> v = sitesOver(sitesAlongY, camera.height, camera.cy, camera.fy);
+    const SampledTarget sampled = sample(camera, target, u, v);
+    if (sampled.sites.size() < CorrectionModel::coefficientCount) {
+        throw Failure("main camera", "too little of the image is left to fit a model to",
+                      "allow a wider angle");
+    }
+    breaks = rounded(sampled.everywhere ? placeBreaks(breaks, {u, v, sampled.displacements})
+                                        : breaksOver(breaks, sampled.sites));
+    Observations observed = {siteSplines(breaks, sampled.sites), sampled.displacements,
+                             std::vector<double>(sampled.sites.size(), 1.0)};
+    const Coefficients displacement =
+        leastLargestError(observed, roughnessOver(breaks, camera.fx, camera.fy));
+    return modelOfDisplacement(camera, breaks, displacement);
 }

@@ -1,25 +1,37 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "calibration/image.h"
-#include "lens/model.h"
+#include "lens/point.h"
+#include "lens/spline.h"
 
-/** The shape of the models that the library's 10 x 12 correction matrices hold. */
-constexpr ModelShape fittingShape = {
-    .xOrder = CALIBMAP_CORRECTION_COLS - CALIBMAP_X_BREAK_COUNT + 2,
-    .yOrder = CALIBMAP_CORRECTION_ROWS - CALIBMAP_Y_BREAK_COUNT + 2,
-    .xPieces = CALIBMAP_X_BREAK_COUNT - 1,
-    .yPieces = CALIBMAP_Y_BREAK_COUNT - 1,
-};
+/** From pixels to normalised image coordinates and back. */
+Point normalised(const Camera& camera, Point pixel);
+Point inPixels(const Camera& camera, Point p);
 
 /**
- * Fits a correction model to a function of normalised image coordinates over the whole image of
- * `camera`. Over the sites u_i, v_j of a grid, with the collocation matrices Bx and By, it solves
- *
- *     minimise sum over i, j of ( (By C Bx^T)(j, i) - target(u_i, v_j) )^2
- *
- * for the coefficients C of x and of y. The problem is a tensor product, so two small least
- * squares problems solve it exactly, one per axis.
+ * Evenly spaced break points that enclose the image by half a pixel. Throws a `Failure` when single
+ * precision cannot tell them apart.
  */
-CorrectionModel fitModel(const Camera& camera, const std::function<Point(Point)>& target);
+Breaks evenBreaks(const Camera& camera);
+
+/** What a coefficient of 1 for each B-spline alone stands for: the identity, in its coefficients.
+ */
+Coefficients identityCoefficients(const Breaks& breaks);
+
+/** Pixels of displacement to the normalised coordinates of a model: identity + coefficients. */
+CorrectionModel modelOfDisplacement(const Camera& camera, const Breaks& breaks,
+                                    const Coefficients& displacement);
+
+/** A function of normalised image coordinates; nothing where a model need not follow it. */
+using Target = std::function<std::optional<Point>(Point)>;
+
+/**
+ * Fits a correction model to a function over the image of `camera`, so that the largest error is as
+ * small as it can be made: the break points go where they help most, and the least squares fit is
+ * repeated with more weight where it errs more (C. L. Lawson's algorithm, 1961). Where the function
+ * has no value, the model is continued smoothly.
+ */
+CorrectionModel fitModel(const Camera& camera, const Target& target);

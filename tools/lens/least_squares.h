@@ -1,0 +1,43 @@
+#pragma once
+
+#include <vector>
+
+#include "lens/spline.h"
+
+/**
+ * How rough a model is: the quadratic form, over the coefficients of one coordinate, of the mean
+ * over the image of the squares of its second derivatives, f_uu^2 + 2 f_uv^2 + f_vv^2, with the
+ * image's longer side as unit of length. What a thin plate would store if it were bent like that.
+ */
+struct Roughness {
+    std::vector<double> form; /**< 120 x 120, symmetric */
+};
+
+/** The roughness of models with these break points, over an image with these focal lengths. */
+Roughness roughnessOver(const Breaks& breaks, double fx, double fy);
+
+/** What a model is fitted to: weighted values at sites. */
+struct Observations {
+    std::vector<SiteSplines> sites;
+    std::vector<Point> values;
+    std::vector<double> weights;
+};
+
+/**
+ * The coefficients that minimise
+ *
+ *     sum of weight * |model - value|^2 / sum of weights  +  smoothing * roughness.
+ */
+Coefficients leastSquares(const Observations& observed, const Roughness& roughness,
+                          double smoothing);
+
+/**
+ * The same with the smoothing, between `least` and 1, that predicts best what it does not see, by
+ * generalised cross-validation (G. Wahba, "Spline Models for Observational Data", 1990).
+ */
+struct ValidatedFit {
+    Coefficients coefficients;
+    double smoothing;
+    double freedom; /**< how many free parameters the model effectively has, for one coordinate */
+};
+ValidatedFit crossValidated(const Observations& observed, const Roughness& roughness, double least);
