@@ -8,10 +8,9 @@
 need "${BUILD_PACKAGES[@]}" binutils python3-clang
 
 record=tests/abi/calibmap.abi.txt
-built=build/abi/calibmap.abi.txt
-cmake --preset release -B build/abi -DCALIBMAP_BUILD_TOOLS=OFF -DCALIBMAP_BUILD_TESTS=OFF >/dev/null
-cmake --build build/abi --target calibmap -- --quiet
-/usr/bin/python3 tests/abi/describe.py build/abi/libcalibmap.so calibmap.h >"$built"
+built=build/release/calibmap.abi.txt
+build release calibmap
+/usr/bin/python3 tests/abi/describe.py build/release/libcalibmap.so calibmap.h >"$built"
 if [ "${1:-}" = --update ]; then
     cp "$built" "$record"
 elif ! diff -U 1 "$record" "$built"; then

@@ -7,10 +7,8 @@
 modes=("$@")
 [ ${#modes[@]} -gt 0 ] || modes=(warm cold counts)
 
-need "${BUILD_PACKAGES[@]}" libbenchmark-dev libgsl-dev libeigen3-dev valgrind
-cmake --preset release -B build/bench -DCALIBMAP_BUILD_BENCH=ON -DCALIBMAP_BUILD_TOOLS=OFF \
-    -DCALIBMAP_BUILD_TESTS=OFF >/dev/null
-cmake --build build/bench --target calibmap-bench -- --quiet
+need "${BUILD_PACKAGES[@]}" "${BENCH_PACKAGES[@]}" valgrind
+build bench calibmap-bench
 bench=build/bench/bench/calibmap-bench
 
 # Instructions of one run of a case, and for each of its units.

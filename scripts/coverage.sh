@@ -9,11 +9,7 @@ need "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" clang libclang-rt-dev llvm
 
 least=${1:-97}
 folder=$PWD/build/coverage
-flags='-fprofile-instr-generate -fcoverage-mapping'
-cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
-    -DCMAKE_CXX_COMPILER=clang++ "-DCMAKE_C_FLAGS=$flags" "-DCMAKE_CXX_FLAGS=$flags" \
-    -DCALIBMAP_BUILD_TOOLS=OFF -DCALIBMAP_BUILD_FUZZ=ON -DCALIBMAP_FUZZ_SANITIZE=OFF >/dev/null
-cmake --build "$folder" -- --quiet
+build coverage
 
 rm -f "$folder"/*.profraw
 export LLVM_PROFILE_FILE=$folder/%8m.profraw
@@ -33,14 +29,14 @@ done
 
 llvm-profdata merge -o "$folder/all.profdata" "$folder"/*.profraw
 show=("$folder/libcalibmap.so" "-instr-profile=$folder/all.profdata")
-sources=(calib container spline distortion)
-llvm-cov report "${show[@]}" -show-region-summary=false -show-branch-summary=false "${sources[@]}"
+library=(arithmetic calib container distortion spline)
+llvm-cov report "${show[@]}" -show-region-summary=false -show-branch-summary=false "${library[@]}"
 echo "Not reached:"
 llvm-cov show "${show[@]}" -use-color=false -show-expansions=false -show-instantiations=false \
-    "${sources[@]}" | awk -F'|' -v root="$PWD/" '
+    "${library[@]}" | awk -F'|' -v root="$PWD/" '
         /^\/.*:$/ { file = $0; sub(root, "", file) }
         $2 ~ /^ +0$/ { print file $1 + 0 ": " $3 }'
-llvm-cov export "${show[@]}" -summary-only "${sources[@]}" | sed 's/.*"totals"//' |
+llvm-cov export "${show[@]}" -summary-only "${library[@]}" | sed 's/.*"totals"//' |
     awk -v least="$least" 'match($0, /"lines":[^}]*"percent":[0-9.]+/) {
         percent = substr($0, RSTART, RLENGTH)
         sub(/.*:/, "", percent)

@@ -5,10 +5,9 @@
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}"
-# A folder of its own: the demonstration does without the tests and the packages they need.
-cmake --preset release -B build/demo -DCALIBMAP_BUILD_TESTS=OFF >/dev/null
-cmake --build build/demo --target calibmap-tool calibmap-demo -- --quiet
-PATH=$PWD/build/demo/tools:$PWD/build/demo/examples:$PATH
+# The build that the packages are made of does without the tests and what they need.
+build package calibmap-tool calibmap-demo
+PATH=$PWD/build/package/tools:$PWD/build/package/examples:$PATH
 
 # The library keeps the path of its file in 33 bytes, so a longer TMPDIR would not do.
 device=$(mktemp -d /tmp/calibmap-XXXXXX)

@@ -11,10 +11,7 @@ seconds=${1:-30}
 targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers)
 
-cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
-    -DCMAKE_CXX_COMPILER=clang++ -DCALIBMAP_BUILD_FUZZ=ON -DCALIBMAP_BUILD_TESTS=OFF \
-    -DCALIBMAP_BUILD_TOOLS=OFF -DCALIBMAP_WERROR=ON >/dev/null
-cmake --build build/fuzz -- --quiet
+build fuzz
 
 failed=0
 for target in "${targets[@]}"; do

@@ -15,9 +15,7 @@ root=$folder/root
 unpacked=$folder/unpacked
 
 rm -rf "$folder"/*.deb "$unpacked"
-cmake --preset release -B $folder -DCALIBMAP_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=/usr \
-    -DCMAKE_INSTALL_DOCDIR=share/doc/libcalibmap-dev -DCMAKE_SKIP_INSTALL_RPATH=ON >/dev/null
-cmake --build $folder -- --quiet
+build package
 (cd $folder && cpack >cpack.log 2>&1) || {
     cat $folder/cpack.log
     exit 1

@@ -24,3 +24,20 @@ BUILD_PACKAGES=(g++ cmake ninja-build)
 TOOL_PACKAGES=(libcli11-dev libeigen3-dev libpng-dev libcairo2-dev nlohmann-json3-dev pkg-config
     help2man)
 TEST_PACKAGES=(libgtest-dev python3-numpy)
+BENCH_PACKAGES=(libbenchmark-dev libgsl-dev libeigen3-dev libopencv-calib3d-dev libopencv-imgproc-dev)
+
+# configure PRESET, build PRESET [TARGET...]: they speak only of what goes wrong.
+configure() {
+    # A toolchain file is used in the first run only, of which the later ones would warn.
+    cmake --preset "$1" --no-warn-unused-cli >/dev/null
+}
+
+build() {
+    configure "$1"
+    cmake --build --preset "$1" ${2:+--target "${@:2}"} -- --quiet | sed '/^ninja: no work to do\.$/d'
+}
+
+# sources SUFFIX...: the files of the tree with one of these suffixes.
+sources() {
+    git ls-files "${@/#/*.}"
+}
