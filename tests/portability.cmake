@@ -8,12 +8,15 @@ calibmap_test_options(golden_reference)
 target_include_directories(golden_reference PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(golden_reference PRIVATE -fno-fast-math)
 
+# The test itself is compiled once for all of them.
+add_library(golden_cases OBJECT golden_test.cpp)
+calibmap_test_options(golden_cases)
+target_include_directories(golden_cases PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(golden_cases PUBLIC GTest::gtest_main)
+
 function(calibmap_golden_test name library)
-    add_executable(${name} golden_test.cpp)
-    calibmap_test_options(${name})
-    target_compile_definitions(${name}
-                               PRIVATE CALIBMAP_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}")
-    target_link_libraries(${name} PRIVATE ${library} golden_reference GTest::gtest_main)
+    add_executable(${name})
+    target_link_libraries(${name} PRIVATE golden_cases ${library} golden_reference)
     add_test(NAME ${name} COMMAND ${name})
 endfunction()
 
@@ -28,7 +31,7 @@ endforeach()
 # Only optimised code has to use vectors, and sanitizers bring instructions of their own.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")
     add_test(NAME machine_code
-             COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-machine-code.sh $<TARGET_FILE:calibmap>
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/machine_code.sh $<TARGET_FILE:calibmap>
                      ${CMAKE_OBJDUMP})
 endif()
 
