@@ -1,28 +1,19 @@
 #!/usr/bin/env bash
-# test.sh [--all]: sets up, builds and runs the tests, optimised and under the sanitizers. With --all
-# it goes on with everything that CI checks. It runs every step, whatever the others say, and closes
-# with a count of steps; STEP... after --all runs only those.
+# test.sh [--all [STEP...]]: sets up, builds the release and runs its tests. With --all it does
+# everything that CI checks, or the named steps of that. It runs every step, whatever the others say,
+# and closes with a count of steps.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-all=false
-options=()
-if [ "${1:-}" = --all ]; then
-    all=true
-    # Here a warning is an error; with a compiler that nobody has tried yet it is only a warning.
-    options=(-DCALIBMAP_WERROR=ON)
-    shift
-fi
-
 # runTests PRESET: builds everything and runs every test.
 runTests() {
-    cmake --preset "$1" "${options[@]}" >/dev/null
-    cmake --build --preset "$1" -- --quiet
-    ctest --preset "$1" --no-tests=error --quiet -O "build/$1/tests.log" -j "$(nproc)" || {
-        grep -v ' Passed ' "build/$1/tests.log"
+    build "$1"
+    local log=build/$1/tests.log
+    ctest --preset "$1" --no-tests=error --quiet -O "$log" -j "$(nproc)" || {
+        grep -v ' Passed ' "$log"
         return 1
     }
-    tail -n 4 "build/$1/tests.log"
+    tail -n 4 "$log"
 }
 
 release() {
@@ -38,30 +29,25 @@ clang() {
     runTests clang
 }
 
-sources() {
-    git ls-files '*.cpp' '*.h' '*.c'
+tsan() {
+    runTests tsan
 }
 
 format() {
     need clang-format shellcheck
-    sources | xargs clang-format --dry-run -Werror
+    sources c cpp h | xargs clang-format --dry-run -Werror
     git ls-files '*.sh' .ci/run | xargs shellcheck -x
 }
 
-# What the benchmarks and the fuzz targets consist of is read with the options of this build, too.
 tidy() {
-    need clang clang-tidy libclang-rt-dev libbenchmark-dev libgsl-dev
-    cmake --preset clang -B build/tidy -DCALIBMAP_BUILD_BENCH=ON -DCALIBMAP_BUILD_FUZZ=ON >/dev/null
-    sources | grep -E '\.(cpp|c)$' | grep -v '^tests/consumers/' |
-        xargs -P "$(nproc)" -n 4 clang-tidy -p build/tidy --quiet 2>/dev/null
+    scripts/tidy.sh
 }
 
-# Memory errors and leaks that the sanitizers cannot see. The tests that measure time and memory
-# themselves stay out.
+# Memory errors and leaks that the sanitizers cannot see. The tests that measure time, memory and
+# stacks themselves stay out.
 valgrind() {
     need valgrind
-    cmake --preset release "${options[@]}" >/dev/null
-    cmake --build --preset release -- --quiet
+    build release
     local test
     for test in arithmetic calibration faults golden grid spline transcript; do
         echo "$test"
@@ -71,47 +57,30 @@ valgrind() {
     done
 }
 
-bits() {
-    scripts/bits.sh
-}
-
-fuzz() {
-    scripts/fuzz.sh 30
-}
-
-coverage() {
-    scripts/coverage.sh
-}
-
-abi() {
-    scripts/abi.sh
-}
-
-consumers() {
-    scripts/consumers.sh
-}
-
-package() {
-    scripts/package.sh
-}
-
-steps=(release asan)
-if $all; then
-    steps+=(clang format tidy valgrind bits fuzz coverage abi consumers package)
-    [ $# = 0 ] || steps=("$@")
+# Whatever is not above has a script of its own.
+steps=(release)
+if [ "${1:-}" = --all ]; then
+    # Here a warning is an error; with a compiler that nobody has tried yet it is only a warning.
+    export CALIBMAP_WERROR=ON
+    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package musl)
+    [ $# = 1 ] || steps=("${@:2}")
 fi
 
 need "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${TOOL_PACKAGES[@]}"
+TIMEFORMAT='   %R s, of processors %U s'
 passed=0
 failed=()
 for step in "${steps[@]}"; do
     echo "== $step"
-    SECONDS=0
     # A shell of its own, so that the first command that fails ends the step and not the run.
     set +e
-    (
+    time (
         set -e
-        "$step"
+        if [ "$(type -t "$step")" = function ]; then
+            "$step"
+        else
+            "scripts/$step.sh"
+        fi
     )
     status=$?
     set -e
@@ -120,7 +89,6 @@ for step in "${steps[@]}"; do
     else
         failed+=("$step")
     fi
-    echo "   $SECONDS s"
 done
 [ ${#failed[@]} = 0 ] || echo "failed: ${failed[*]}"
 echo "steps: $passed passed, ${#failed[@]} failed"
