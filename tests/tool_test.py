@@ -1,34 +1,41 @@
 #!/usr/bin/env python3
 """Tests of the calibmap program: tool_test.py PROGRAM"""
 import json
+import math
 import os
 import re
 import resource
+import select
 import shutil
 import signal
 import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import zlib
 
 import numpy as np
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
+with open(PROGRAM, 'rb') as binary:
+    SANITIZED = b'__asan' in binary.read()
 WIDTH, HEIGHT = 640, 480
 CAMERA = dict(fx=425.0, fy=425.0, cx=318.7, cy=242.3)
 LENS = dict(k1=-0.28, k2=0.09, p1=0.0004, p2=-0.0003, k3=-0.012)
 NOBODY = 65534
-LAYOUT = dict(passFlag=1, kx=97, subFx=4138, reserved=6260)
+LAYOUT = dict(passFlag=1, height=17, width=21, mainFx=25, kx=97, distortX=469, undistortBreaks=2129, undistortX=2221,
+              subFx=4138, extrinsics=6227, reserved=6260)
 RANGES = [(13, 4112), (4126, 2100), (6227, 24), (0, 6267)]
 
 
 def sealed(image, **changes):
-    """A copy of a file image with single bytes changed and all four checksums made right."""
+    """A copy of a file image with bytes, floats or '<i' words changed and all four checksums made right."""
     image = bytearray(image)
     for name, value in changes.items():
-        image[LAYOUT[name]] = value
+        packed = struct.pack('<f', value) if isinstance(value, float) else bytes([value]) if isinstance(value, int) else value
+        image[LAYOUT[name]:LAYOUT[name] + len(packed)] = packed
     for first, size in RANGES:
         image[first + size] = 255 - sum(image[first:first + size]) % 256
     return bytes(image)
@@ -127,7 +134,7 @@ class ToolTest(unittest.TestCase):
         os.chdir(self.folder)
 
     def run_tool(self, *arguments, status=0, program=PROGRAM, **options):
-        options = {'stdout': subprocess.PIPE, **options}
+        options = {'stdout': subprocess.PIPE, **({} if 'input' in options else {'stdin': subprocess.DEVNULL}), **options}
         done = subprocess.run([program, *arguments], stderr=subprocess.PIPE, check=False, **options)
         self.assertEqual(done.returncode, status, (arguments, done.stdout, done.stderr))
         return done
@@ -238,49 +245,111 @@ class ToolTest(unittest.TestCase):
         plot = picture[44:-35, 42:430].sum(axis=2)
         middle = plot[len(plot) // 2 - 20:len(plot) // 2 + 20, 170:210]
         self.assertLess(np.median(middle), np.median(plot[:12, :12]))
+        # A lens without distortion has one colour, not the colours of rounding noise; what a coarse map does not cover
+        # has none; a name that no picture has room for leaves the rest in its place.
         self.sample('flat.bin', k1=0)
-        self.run_tool('draw', 'flat.bin', '-o', 'flat.png')
+        for name, ratio, places, same in (('flat.bin', 1, [(117, 102), (288, 102)], True), ('lens.bin', 300, [(117, 102), (288, 102)], False)):
+            long = name[:4] * 40 + '.bin'
+            os.rename(name, long)
+            self.run_tool('draw', long, '--ratio', str(ratio), '--width', '500', '-o', 'plain.png')
+            colours = [tuple(read_png('plain.png')[row, col]) for row, col in places]
+            self.assertEqual(colours[0] == colours[1], same, colours)
+            self.assertEqual(colours[1] == (237, 237, 240), not same, colours)
 
     def test_check_tells_why(self):
         good = self.sample()
         damaged = {at: good[:at] + bytes([good[at] ^ 1]) + good[at + 1:] for at in (100, 4200, 6230, 6267)}
-        cases = [(good, 0, 'accepted'), (good + b'more', 0, 'accepted'), (b'', 8, '6268 bytes'), (good[:-1], 8, '6268 bytes'),
-                 (b'text ' * 2000, 9, 'main camera'), (damaged[100], 9, 'main camera and whole file'),
+        nan, size = math.nan, lambda width, height: dict(width=struct.pack('<i', width), height=struct.pack('<i', height))
+        cases = [(good, 0, 'accepted and usable'), (good + b'more', 0, 'accepted and usable'), (b'', 8, 'has 0 bytes.*6268'),
+                 (good[:-1], 8, 'has 6267 bytes'), (b'text ' * 2000, 9, 'main camera'), (damaged[100], 9, 'main camera and whole file'),
                  (damaged[4200], 9, 'sub camera and whole file'), (damaged[6230], 9, 'extrinsics and whole file'),
-                 (damaged[6267], 9, '(whole file)'), (sealed(good, passFlag=0), 10, 'pass flag is 0')]
+                 (damaged[6267], 9, r'\(whole file\)'), (sealed(good, passFlag=0), 10, 'pass flag is 0')]
+        cases += [(sealed(good, **changes), 0, 'not usable.*' + text) for changes, text in (
+            (dict(mainFx=math.inf), 'main.fx is inf'), (dict(mainFx=-425.0), 'main.fx is -425'), (dict(subFx=nan), 'sub.fx is nan'),
+            (dict(undistortX=nan), r'undistortion.xcorrect\[0\] is nan'), (dict(kx=5), 'need the orders 7 and 7'),
+            (dict(undistortBreaks=-0.7), 'columns 0 to 21 of the image lie outside'), (dict(distortX=5.0), 'do not undo each other: '),
+            (dict(undistortBreaks=nan), r'xbreaks\[0\] is nan'), (size(640, -480), 'image size is 640 x -480'),
+            (dict(size(20000, 20000), undistortBreaks=-9.0), 'lie outside'))]
         for content, status, text in cases:
             self.write('case.bin', content)
-            line = self.run_tool('check', 'case.bin', status=1 if status else 0).stdout.decode()
-            self.assertEqual(line.count('\n'), 1)
-            self.assertIn(f'status {status}', line)
-            self.assertIn(text, line)
+            usable = text == 'accepted and usable'
+            line = self.run_tool('check', 'case.bin', status=0 if usable else 1).stdout.decode()
+            self.assertRegex(line, rf'^case.bin: [^\n]*{text}[^\n]*\n$')
+            told = json.loads(self.run_tool('check', '--json', '-', input=content, status=0 if usable else 1).stdout)
+            self.assertEqual((told['status'], told['accepted'], told['usable']), (status, status == 0, usable))
         both = self.run_tool('check', 'lens.bin', '.', 'none.bin', '--verbose', status=1).stdout.decode()
-        self.assertRegex(both, r'(?s)^lens.bin: accepted.*whole file .*\n\.: refused, status 8.*\nnone.bin: refused, status 4')
+        self.assertRegex(both, r'(?s)^lens.bin: accepted.*whole file .*\n\.: refused, status 8: .*Is a directory.*\nnone.bin: refused, status 4')
+        self.run_tool('check', 'lens.bin', '--tolerance', '0.001', status=1)
 
-    def test_info_and_diff(self):
+    def test_info_looks_into_any_file(self):
         good = self.sample()
         info = json.loads(self.run_tool('info', '--json', 'lens.bin').stdout)
         main = info['mainCamera']
         self.assertEqual((main['imageWidth'], main['imageHeight'], main['fx']), (640, 480, 425.0))
         self.assertAlmostEqual(main['fieldOfViewDegrees']['horizontal'], 73.955, 2)
-        self.assertEqual((info['models']['kx'], info['models']['fits']), (7, True))
-        self.write('order.bin', sealed(good, kx=5))
-        self.assertIn(b'need the orders 7 and 7', self.run_tool('info', 'order.bin').stdout)
+        self.assertEqual((info['models']['kx'], info['faults'], info['extrinsicsAsFloats']), (7, [], [0, 0, 0, 1, 25, 0]))
+        self.assertAlmostEqual(main['coeffAsFloats'][0], -0.28)
+        bad = bytearray(sealed(good, mainFx=math.inf, passFlag=0))
+        bad[100] ^= 1
+        info = json.loads(self.run_tool('info', '--json', '--coefficients', '-', input=bytes(bad)).stdout)
+        self.assertEqual((info['status'], info['mainCamera']['fx'], info['faults'][0]), (9, 'inf', 'main.fx is inf'))
+        expected = np.frombuffer(good[2221:2221 + 480], '<f4')
+        np.testing.assert_array_equal(np.float32(info['models']['undistort']['xcorrect']), expected)
+        text = self.run_tool('info', '--coefficients', '-', input=bytes(bad)).stdout.decode()
+        self.assertRegex(text, r'^standard input: refused, status 9: .*main camera.*\n  cannot be used: main.fx is inf\n')
+        self.assertIn(f' {expected[13]:.8f}', text)
 
+    def test_diff(self):
+        good = self.sample()
         self.sample('other.bin', **{**LENS, 'k1': -0.27})
-        difference = self.map('distort') - self.map('distort', name='other.bin')
-        told = self.run_tool('diff', 'lens.bin', 'other.bin', status=1).stdout.decode()
-        self.assertRegex(told, r'(?s)main.coeff\[0\].*\n  distortion.xcorrect: 120 of 120')
-        numbers = re.search(r'distort +maps differ: largest difference ([\d.]+), root mean square ([\d.]+)', told[80:])
-        self.assertAlmostEqual(float(numbers[1]), np.hypot(*difference).max(), 5)
-        self.assertAlmostEqual(float(numbers[2]), np.sqrt((difference**2).sum(axis=0).mean()), 5)
-        self.run_tool('diff', 'lens.bin', 'other.bin', '--tolerance', '18.8')
-        self.write('touched.bin', sealed(good, reserved=7, subFx=1))
-        told = self.run_tool('diff', 'lens.bin', 'touched.bin').stdout.decode()
-        self.assertRegex(told, r'agree.*\n.*agree.*\nfields that differ:\n  sub.fx: .*\n  reserved bytes: 1\n$')
+        difference = np.hypot(*(self.map('distort') - self.map('distort', name='other.bin')))
+        told = self.run_tool('diff', 'lens.bin', 'other.bin', '--direction', 'distort', '-o', 'drift.png', status=1).stdout.decode()
+        self.assertRegex(told, r'(?s)main.coeff\[0\]: -0.28.*-0.27.*\n  distortion.xcorrect: 120 of 120 .* at \[11\]')
+        numbers = [float(n) for n in re.search(r'distort +maps differ: largest difference ([\d.]+) at \((\d+), (\d+)\), root mean square '
+                                               r'([\d.]+), half of the pixels within ([\d.]+), 95 % within ([\d.]+)', told[80:]).groups()]
+        expected = [difference.max(), *np.unravel_index(difference.argmax(), difference.shape)[::-1],
+                    np.sqrt((difference**2).mean()), np.median(difference), np.percentile(difference, 95)]
+        np.testing.assert_allclose(numbers, expected, rtol=5e-4)
+        drift = read_png('drift.png')
+        self.assertGreater(drift[110, 770].sum(), drift[360, 420].sum() + 200)
+        self.write('touched.bin', sealed(good, reserved=7, subFx=1.0, extrinsics=2.0))
+        self.write('bad.bin', good[:6230] + b'!' + good[6231:])
+        self.write('nan.bin', sealed(good, undistortX=math.nan))
+        self.write('size.bin', sealed(good, width=struct.pack('<i', 641)))
+        for arguments, status, text in [
+                (['lens.bin', 'lens.bin', '--strict'], 0, r'agree.*\n.*agree.*\nfields: all equal\n$'),
+                (['lens.bin', 'other.bin', '--tolerance', '18.8'], 0, 'agree'),
+                (['lens.bin', 'touched.bin'], 0, r'\n  sub.fx: 1402.5 and 1\n  extrinsics\[0\]: 0 .* 2 .*\n  checksum bytes: 3\n  reserved bytes: 1\n$'),
+                (['lens.bin', 'touched.bin', '--strict'], 1, 'agree'),
+                (['bad.bin', 'lens.bin'], 1, r'^bad.bin: refused, status 9.*\n.*agree(.*\n)*  extrinsics'),
+                (['lens.bin', 'nan.bin'], 1, r'undistort maps cannot be compared: nan.bin: undistortion.xcorrect\[0\] is nan\ndistort .*agree'),
+                (['lens.bin', 'size.bin'], 1, r'maps differ: 640 x 480 and 641 x 480')]:
+            self.assertRegex(self.run_tool('diff', *arguments, status=status).stdout.decode(), text)
+        # Maps of 12 million pixels and 400 megabytes, compared in a few.
+        self.sample('large.bin', width=4000, height=3000, fx=2656, fy=2656, cx=2000, cy=1500, tolerance=1)
+        with subprocess.Popen([PROGRAM, 'diff', 'large.bin', 'large.bin'], stdout=subprocess.DEVNULL) as process:
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = status
+        self.assertEqual(status, 0)
+        if not SANITIZED:
+            self.assertLess(usage.ru_maxrss, 120000)
+
+    def test_point(self):
+        self.sample()
+        for direction, x, y in (('undistort', 3, 470), ('distort', 600, 20)):
+            place = self.map(direction)[:, y, x]
+            told = self.run_tool('point', 'lens.bin', str(x), str(y), '--direction', direction).stdout
+            np.testing.assert_allclose([float(n) for n in told.split()], place, atol=1e-4)
+        there = self.run_tool('point', 'lens.bin', input=b'-0.5 -0.5\n\n 100.25,\t300 \n').stdout
+        back = self.run_tool('point', '--direction', 'distort', 'lens.bin', input=there).stdout
+        self.assertLess(np.abs(np.array(back.split(), float) - [-0.5, -0.5, 100.25, 300]).max(), 0.02)
+        for arguments, text, given in ((['7', '-3'], r'\(7, -3\) lies outside', b''), (['7'], 'missing', b''),
+                                       ([], "line 2: '1 x' is not", b'1 1\n1 x\n')):
+            done = self.run_tool('point', 'lens.bin', *arguments, status=1, input=given)
+            self.assertRegex(done.stderr.decode(), text)
 
     def test_help_has_examples(self):
-        commands = 'sample check info map draw remap pattern diff'.split()
+        commands = 'sample check info map point draw remap pattern diff'.split()
         listing = self.run_tool('--help').stdout.decode()
         for command in commands:
             self.assertIn(f'\n  {command} ', listing)
@@ -300,19 +369,33 @@ class ToolTest(unittest.TestCase):
         self.write('empty.bin', b'')
         self.write('short.bin', good[:-1])
         self.write('text.bin', b'text ' * 2000)
-        self.write('order.bin', sealed(good, kx=5))
+        for name, changes in (('order', dict(kx=5)), ('flipped', dict(height=struct.pack('<i', -480))), ('nan', dict(undistortX=math.nan)),
+                              ('inf', dict(mainFx=math.inf)), ('vast', dict(width=struct.pack('<i', 20000), height=struct.pack('<i', 20000)))):
+            self.write(name + '.bin', sealed(good, **changes))
+        os.symlink('lens.bin', 'input.npy')
+        write_png('full.png', np.zeros((480, 640)), 8)
         write_png('small.png', np.zeros((48, 64)), 8)
         with open('small.png', 'rb') as file:
             self.write('cut.png', file.read()[:-30])
         os.mkdir('folder')
-        bad_files = [('folder', 'folder: .*6268'), ('empty.bin', 'empty.bin: .*6268'), ('short.bin', 'short.bin: .*6268'),
-                     ('text.bin', 'text.bin: .*checksum'), ('none.bin', 'none.bin: .*no such file')]
+        bad_files = [('folder', 'folder: .*Is a directory'), ('empty.bin', 'empty.bin: .*6268'), ('short.bin', 'short.bin: .*6268'),
+                     ('none.bin', 'none.bin: .*no such file'), ('text.bin', 'text.bin: .*checksum')]
         for file, text in bad_files:
-            for command in (['info', file], ['map', file, '-o', 'out.npy'], ['draw', file, '-o', 'out.png'],
-                            ['remap', file, 'small.png', '-o', 'out.png'], ['diff', 'lens.bin', file]):
-                self.refuse(command, 1, text)
+            for command in (['map', file, '-o', 'out.npy'], ['draw', file, '-o', 'out.png'], ['point', file, '1', '1'],
+                            ['remap', file, 'small.png', '-o', 'out.png'], ['info', file], ['diff', 'lens.bin', file])[:4 if file == 'text.bin' else 6]:
+                self.refuse(command, 2 if command[0] == 'diff' else 1, text)
         for arguments, status, text in [
-                (['map', 'order.bin', '-o', '-'], 1, 'order.bin: .*status 7'),
+                (['map', 'order.bin', '-o', '-'], 1, 'order.bin: .*need the orders 7.*status 7'),
+                (['map', 'flipped.bin', '-o', 'out.npy'], 1, 'flipped.bin: .*640 x -480'),
+                (['draw', 'nan.bin', '-o', 'out.png'], 1, r'nan.bin: undistortion.xcorrect.0. is nan'),
+                (['remap', 'inf.bin', 'small.png', '-o', 'out.png'], 1, 'inf.bin: main.fx is inf'),
+                (['map', 'vast.bin', '-o', 'out.npy'], 1, 'vast.bin: .*20000 x 20000'),
+                (['draw', '-', '-o', 'out.png'], 1, 'standard input: has 0 bytes'),
+                (['draw', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['pattern', '-o', 'out.jpg'], 2, 'out.jpg'),
+                (['diff', 'lens.bin', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['diff', 'lens.bin'], 2, 'B is required'),
+                (['pattern', '--square', '640', '-o', 'out.png'], 1, 'no corner'),
+                (['map', 'lens.bin', '-o', 'input.npy'], 1, 'input.npy: is read by the same command'),
+                (['remap', 'lens.bin', 'full.png', '-o', 'full.png'], 1, 'full.png: is read by'),
                 (['map', 'lens.bin', '--ratio', '3', '-o', 'out.npy'], 2, "--ratio: '3' .*even"),
                 (['map', 'lens.bin', '--ratio', '-2', '-o', 'out.npy'], 2, "--ratio: '-2'"),
                 (['map', 'lens.bin', '--ratio', '700', '-o', 'out.npy'], 1, 'lens.bin: ratio 700'),
@@ -334,8 +417,64 @@ class ToolTest(unittest.TestCase):
                 (['sample', '--width', '1e9', '-o', 'out.bin'], 2, '--width'),
                 (['straighten'], 2, 'straighten: there is no such command'), ([], 2, 'command is required')]:
             self.refuse(arguments, status, text)
+        self.refuse(['diff', '-', '-'], 2, 'standard input: is asked for twice', input=good)
         told = self.run_tool('map', 'order.bin', '-o', '-', '--verbose', status=1)
         self.assertEqual((told.stdout, told.stderr[:7]), (b'', b'ERROR: '))
+
+    def test_names_and_outputs(self):
+        good = self.sample()
+        # Names that begin with a dash or are no text, and standard input.
+        strange = b'l\xff\nns.bin'
+        for name in ('-x.bin', strange):
+            self.write(name, good)
+        self.assertRegex(self.run_tool('check', '--', '-x.bin').stdout, rb'^./-x.bin: accepted')
+        self.assertRegex(self.run_tool('check', strange).stdout, rb'^l\\xff\\x0ans.bin: accepted')
+        self.assertEqual(json.loads(self.run_tool('info', '--json', strange).stdout)['file'], r'l\xff\x0ans.bin')
+        self.run_tool('draw', strange, '-o', '-picture.png')
+        self.run_tool('map', '-', '-o', 'piped.npy', input=good)
+        self.run_tool('diff', '-', 'lens.bin', '--strict', input=good)
+        with open('-picture.png', 'rb') as file:
+            self.assertEqual(file.read()[1:4], b'PNG')
+        # What stood under the name of an output keeps its mode and its links.
+        self.run_tool('map', 'lens.bin', '-o', 'map.npy')
+        for name in ('moded', 'linked', 'behind'):
+            self.write(name + '.npy', b'old')
+        os.chmod('moded.npy', 0o640)
+        os.link('linked.npy', 'other name.npy')
+        os.symlink('behind.npy', 'link.npy')
+        os.symlink('new.npy', 'dangling.npy')
+        for name in ('moded', 'linked', 'link', 'dangling'):
+            self.run_tool('map', 'lens.bin', '-o', name + '.npy')
+        self.assertEqual(os.stat('moded.npy').st_mode & 0o777, 0o640)
+        self.assertTrue(os.path.islink('link.npy') and os.path.islink('dangling.npy'))
+        for name in ('moded', 'linked', 'other name', 'behind', 'new', 'piped'):
+            np.testing.assert_array_equal(np.load(name + '.npy'), np.load('map.npy'))
+        # Ctrl-C while one file is complete and the other waits for a reader leaves neither.
+        os.mkfifo('half-y.pfm')
+        with subprocess.Popen([PROGRAM, 'map', 'lens.bin', '-o', 'half.pfm']) as process:
+            while not any(name.startswith('half-x.pfm.') for name in os.listdir('.')):
+                time.sleep(0.01)
+            process.send_signal(signal.SIGINT)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertEqual([name for name in os.listdir('.') if name.startswith('half')], ['half-y.pfm'])
+
+    def test_warnings_and_progress(self):
+        self.write('short.bin', sealed(self.sample(), undistortBreaks=-0.7))
+        write_png('in.png', np.zeros((HEIGHT, WIDTH)), 8)
+        for command in (['map', 'short.bin', '-o', 'm.npy'], ['draw', 'short.bin', '-o', 'd.png'], ['point', 'short.bin', '99', '9'],
+                        ['remap', 'short.bin', 'in.png', '-o', 'r.png'], ['diff', 'short.bin', 'short.bin']):
+            self.assertRegex(self.run_tool(*command).stderr, rb'^calibmap: warning: short.bin: columns 0 to 21 ')
+        # The pipe is opened when somebody reads from it: that takes as long as it takes.
+        os.mkfifo('slow.npy')
+        terminal, program_side = os.openpty()
+        with subprocess.Popen([PROGRAM, 'map', 'lens.bin', '-o', 'slow.npy'], stderr=program_side, stdout=subprocess.DEVNULL) as process:
+            self.assertEqual(select.select([terminal], [], [], 1)[0], [])
+            self.assertTrue(select.select([terminal], [], [], 60)[0])
+            self.assertRegex(os.read(terminal, 100), rb'writing slow.npy: 2 s')
+            with open('slow.npy', 'rb') as file:
+                self.assertEqual(len(file.read()), 128 + 640 * 480 * 8)
+        self.assertEqual(process.returncode, 0)
+        self.assertTrue(os.read(terminal, 1000).endswith(b'\r\x1b[K'))
 
     def test_refusals_by_the_system(self):
         self.sample()
@@ -348,6 +487,13 @@ class ToolTest(unittest.TestCase):
         with open('/dev/full', 'wb') as full:
             for arguments in (['map', 'lens.bin', '-o', '-'], ['info', 'lens.bin']):
                 self.refuse(arguments, 1, 'standard output: cannot be written', stdout=full)
+        for arguments in (['info', 'lens.bin'], ['map', 'lens.bin', '-o', '-']):
+            self.refuse(arguments, 1, 'standard output: cannot be written', stdout=None, preexec_fn=lambda: os.close(1))
+        # A heap that ends is no fault of the file. The sanitizers' own needs know no limit.
+        if not SANITIZED:
+            self.sample('large.bin', width=4000, height=4000, fx=2656, fy=2656, cx=2000, cy=2000, tolerance=1)
+            self.refuse(['map', 'large.bin', '-o', 'out.npy'], 1, 'memory: ',
+                        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (300 << 20, 300 << 20)))
         # What a user may not read or overwrite; root may, so it becomes an ordinary user.
         user = {}
         if os.geteuid() == 0:

@@ -2,12 +2,19 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <cstdio>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <ranges>
 #include <sstream>
 
 #include "calibration/library_call.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "output.h"
 #include "text.h"
 
 namespace {
@@ -45,6 +52,26 @@ void addNumberBetween(CLI::App& command, const std::string& name, Value& value, 
         [low, high](Number number) { return number >= low && number <= high; }, description);
 }
 
+/** Runs the action, and tells what went wrong; then its exit status is `trouble`. */
+int reported(const std::function<int()>& action, const int& trouble) {
+    try {
+        const int status = action();
+        std::cout.flush();
+        if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            return complain("standard output: cannot be written, check what it is connected to",
+                            trouble);
+        }
+        return status;
+    } catch (const std::bad_alloc&) {
+        return complain(
+            "memory: there is not enough for an image of this size, free some or choose a larger "
+            "--ratio",
+            trouble);
+    } catch (const std::exception& failure) {
+        return complain(failure.what(), trouble);
+    }
+}
+
 int complainOfUsage(const std::string& text, const std::string& command = "") {
     return complain((text + ", see `calibmap " + command + "--help`").c_str(), exitUsage);
 }
@@ -61,12 +88,30 @@ void Command::files(const std::string& name, std::vector<std::string>& files,
 }
 
 void Command::output(std::string& file, const std::string& description,
-                     const std::function<std::string(const std::string&)>& misfit) {
+                     const std::function<std::string(const std::string&)>& misfit,
+                     bool isRequired) {
     CLI::Option* const option =
-        app_->add_option("-o,--output", file, description)->required()->type_name("FILE");
+        app_->add_option("-o,--output", file, description)->required(isRequired);
+    option->type_name("FILE");
     if (misfit) {
         option->check(CLI::Validator(misfit, ""));
     }
+}
+
+void Command::pictureOutput(std::string& file, bool isRequired) {
+    output(file, "The PNG picture to write, or - for standard output", misfitOfPictureName,
+           isRequired);
+}
+
+void Command::position(const std::string& name, std::optional<double>& value,
+                       const std::string& description) {
+    const auto check = [](const std::string& text) {
+        double number = 0;
+        return CLI::detail::lexical_cast(text, number) && std::isfinite(number)
+                   ? std::string()
+                   : "'" + text + "' is not a position";
+    };
+    app_->add_option(name, value, description)->check(CLI::Validator(check, ""))->option_text(" ");
 }
 
 void Command::flag(const std::string& name, bool& value, const std::string& description) {
@@ -136,18 +181,49 @@ void Command::explain(const std::string& text) {
 }
 
 Command Program::addCommand(const std::string& name, const std::string& description,
-                            const std::function<int()>& run) {
+                            const std::function<int()>& run, int trouble) {
     CLI::App* const command = app_->add_subcommand(name, description);
-    command->callback([this, run] { chosen_ = run; });
+    command->callback([this, run, trouble] {
+        chosen_ = run;
+        trouble_ = trouble;
+    });
     return Command(*command);
 }
 
+void warn(const std::string& subject, const std::string& text) {
+    std::fprintf(stderr, "calibmap: warning: %s: %s\n", shown(subject).c_str(),
+                 shown(text).c_str());
+}
+
 int complain(const char* text, int status) {
-    std::fprintf(stderr, "calibmap: %s\n", text);
+    std::fprintf(stderr, "calibmap: %s\n", shown(text).c_str());
     return status;
 }
 
-int runCommandLine(int argc, char** argv) {
+namespace {
+
+/**
+ * The arguments in the order in which CLI11 takes them, from the last to the first. What follows
+ * "--" is no option, which CLI11 forgets once all that is required is there; a name that begins
+ * with a dash is the same name behind "./".
+ */
+std::vector<std::string> reversedArguments(int argc, char** argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    const auto mark = std::find(arguments.begin(), arguments.end(), "--");
+    if (mark != arguments.end()) {
+        for (std::string& name : std::ranges::subrange(mark + 1, arguments.end())) {
+            const bool isNumber = name.size() > 1 && std::isdigit(name[1]) != 0;
+            if (name.size() > 1 && name.front() == '-' && !isNumber) {
+                name.insert(0, "./");
+            }
+        }
+        arguments.erase(mark);
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
+int parseAndRun(int argc, char** argv, int& trouble) {
     CLI::App app("See a camera's calibration, check its file, straighten its pictures.",
                  "calibmap");
     app.set_version_flag("--version", format("calibmap %d.%d.%d", CALIBMAP_VERSION_MAJOR,
@@ -161,7 +237,7 @@ int runCommandLine(int argc, char** argv) {
     for (const auto add : commands) {
         add(program);
     }
-    // Before a command stand only options without a value.
+    // Before a command stand only options without a value, and "--" in front of a name.
     char** const word =
         std::find_if(argv + 1, argv + argc, [](const char* text) { return text[0] != '-'; });
     if (word != argv + argc &&
@@ -170,7 +246,7 @@ int runCommandLine(int argc, char** argv) {
         return complainOfUsage(std::string(*word) + ": there is no such command");
     }
     try {
-        app.parse(argc, argv);
+        app.parse(reversedArguments(argc, argv));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             app.exit(error);  // help or version, on standard output
@@ -180,5 +256,16 @@ int runCommandLine(int argc, char** argv) {
         return complainOfUsage(error.what(),
                                chosen.empty() ? "" : chosen.front()->get_name() + " ");
     }
-    return program.chosen() ? program.chosen()() : complainOfUsage("a command is required");
+    if (!program.chosen()) {
+        return complainOfUsage("a command is required");
+    }
+    trouble = program.trouble();
+    return program.chosen()();
+}
+
+}  // namespace
+
+int runCommandLine(int argc, char** argv) {
+    int trouble = exitRefused;
+    return reported([&] { return parseAndRun(argc, argv, trouble); }, trouble);
 }

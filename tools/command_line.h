@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "calibration/image.h"
+#include "failure.h"
 
 namespace CLI {
 class App;
@@ -33,10 +34,17 @@ class Command {
     void files(const std::string& name, std::vector<std::string>& files,
                const std::string& description);
 
-    /** -o, which has to be given. `misfit` says what is wrong with a name; nothing if it is good.
-     */
+    /** -o. `misfit` says what is wrong with a name; nothing if it is good. */
     void output(std::string& file, const std::string& description,
-                const std::function<std::string(const std::string&)>& misfit = nullptr);
+                const std::function<std::string(const std::string&)>& misfit = nullptr,
+                bool isRequired = true);
+
+    /** -o for a PNG picture. */
+    void pictureOutput(std::string& file, bool isRequired = true);
+
+    /** A number that may be left out; `name` is a placeholder such as X. */
+    void position(const std::string& name, std::optional<double>& value,
+                  const std::string& description);
 
     /** An option without a value. */
     void flag(const std::string& name, bool& value, const std::string& description);
@@ -89,26 +97,31 @@ class Program {
 
     /**
      * Adds a command whose options start from their defaults. When it is chosen, `action` gets them
-     * and returns an `ExitStatus`.
+     * and returns an `ExitStatus`; it may throw, and then the status is `trouble`.
      */
     template <class Options>
     std::pair<Command, std::shared_ptr<Options>> add(const std::string& name,
                                                      int (*action)(const Options&),
-                                                     const std::string& description) {
+                                                     const std::string& description,
+                                                     int trouble = exitRefused) {
         const auto options = std::make_shared<Options>();
-        return {addCommand(name, description, [options, action] { return action(*options); }),
+        return {addCommand(
+                    name, description, [options, action] { return action(*options); }, trouble),
                 options};
     }
 
     /** Runs the command that has been chosen, if one has. */
     [[nodiscard]] const std::function<int()>& chosen() const { return chosen_; }
+    /** The exit status when it throws. */
+    [[nodiscard]] int trouble() const { return trouble_; }
 
   private:
     Command addCommand(const std::string& name, const std::string& description,
-                       const std::function<int()>& run);
+                       const std::function<int()>& run, int trouble);
 
     CLI::App* app_;
     std::function<int()> chosen_;
+    int trouble_ = exitRefused;
 };
 
 /** Reads the command line, runs the command and returns the exit status of the program. */

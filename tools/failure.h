@@ -8,7 +8,11 @@ enum ExitStatus : int {
     exitGood = 0,
     exitRefused = 1, /**< refused, differing, or not done */
     exitUsage = 2,   /**< the command line asks for something that does not exist */
+    exitTrouble = 2, /**< of a comparison: it could not be made */
 };
+
+/** Prints one line on standard error about something that does not stop the command. */
+void warn(const std::string& subject, const std::string& text);
 
 /** A refusal in one line: what it is about, what is wrong with it, and what to do. */
 class Failure : public std::runtime_error {

@@ -1,30 +1,66 @@
 #include "output.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "failure.h"
+#include "input.h"
 
 namespace {
 
-/** Opens a new file beside `target` with the permissions of an ordinary new file. */
-int createBeside(const std::string& target, std::string& temporary) {
-    temporary = target + ".XXXXXX";
-    const int descriptor = mkstemp(temporary.data());
-    if (descriptor < 0) {
-        temporary.clear();
-        return -1;
+/** The names of unfinished outputs, where a signal handler can read them; free ones are empty. */
+std::array<std::array<char, PATH_MAX>, 4> unfinished;
+
+void noteUnfinished(const std::string& name) {
+    for (auto& place : unfinished) {
+        if (place.front() == '\0' && name.size() < place.size()) {
+            // The first character last: the handler sees a whole name or none.
+            std::copy(name.begin() + 1, name.end() + 1, place.begin() + 1);
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+            place.front() = name.front();
+            return;
+        }
     }
-    const mode_t mask = umask(0);
-    umask(mask);
-    fchmod(descriptor, 0666 & ~mask);
-    return descriptor;
+}
+
+void forgetUnfinished(const std::string& name) {
+    for (auto& place : unfinished) {
+        if (name == place.data()) {
+            place.front() = '\0';
+        }
+    }
+}
+
+extern "C" void removeUnfinished(int signal) {
+    for (const auto& place : unfinished) {
+        if (place.front() != '\0') {
+            unlink(place.data());
+        }
+    }
+    // The handler was for one time only: now the signal ends the program, and a shell sees it.
+    raise(signal);
+}
+
+/** The file that a name leads to through symbolic links, so that the links stay. */
+std::filesystem::path targetOf(std::filesystem::path path) {
+    constexpr int mostLinks = 40;
+    std::error_code error;
+    for (int i = 0; i < mostLinks && std::filesystem::is_symlink(path, error); ++i) {
+        path = path.parent_path() / std::filesystem::read_symlink(path, error);
+    }
+    return path;
 }
 
 }  // namespace
@@ -35,23 +71,52 @@ OutputFile::OutputFile(const std::string& path) : path_(path) {
         file_ = stdout;
         return;
     }
-    std::error_code error;
-    // Through a symbolic link to the file itself, so that the link stays.
-    const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, error);
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (std::filesystem::is_directory(status)) {
+    struct stat before {};
+    const bool exists = stat(path.c_str(), &before) == 0;
+    if (exists && S_ISDIR(before.st_mode)) {
         refuse(EISDIR);
     }
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    if (exists && isNotedInput(before)) {
+        throw Failure(path, "is read by the same command", "choose another name for the output");
+    }
+    if (exists && !S_ISREG(before.st_mode)) {
         file_ = std::fopen(path.c_str(), "wb");
     } else {
-        target_ = resolved.empty() ? path : resolved.string();
-        const int descriptor = createBeside(target_, temporary_);
-        file_ = descriptor < 0 ? nullptr : fdopen(descriptor, "wb");
+        target_ = targetOf(path).string();
+        isShared_ = exists && before.st_nlink > 1;
+        createBeside();
     }
     if (file_ == nullptr) {
         refuse(errno);
     }
+}
+
+void OutputFile::createBeside() {
+    std::string name = target_ + ".XXXXXX";
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor >= 0) {
+        temporary_ = name;
+        noteUnfinished(temporary_);
+    }
+    const int error = errno;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (descriptor < 0) {
+        errno = error;
+        return;
+    }
+    struct stat existing {};
+    if (stat(target_.c_str(), &existing) == 0) {
+        fchmod(descriptor, existing.st_mode & 07777);
+    } else {
+        const mode_t mask = umask(0);
+        umask(mask);
+        fchmod(descriptor, 0666 & ~mask);
+    }
+    file_ = fdopen(descriptor, "w+b");
 }
 
 OutputFile::~OutputFile() {
@@ -60,6 +125,7 @@ OutputFile::~OutputFile() {
     }
     if (!temporary_.empty()) {
         unlink(temporary_.c_str());
+        forgetUnfinished(temporary_);
     }
 }
 
@@ -83,10 +149,34 @@ void OutputFile::complete() {
 
 void OutputFile::commit() {
     complete();
-    if (!temporary_.empty() && std::rename(temporary_.c_str(), target_.c_str()) != 0) {
+    if (temporary_.empty()) {
+        return;
+    }
+    if (isShared_) {
+        copyIntoPlace();
+    } else if (std::rename(temporary_.c_str(), target_.c_str()) != 0) {
+        refuse(errno);
+    } else {
+        forgetUnfinished(temporary_);
+        temporary_.clear();
+    }
+}
+
+void OutputFile::copyIntoPlace() {
+    const InputFile source(std::fopen(temporary_.c_str(), "rb"));
+    std::FILE* const copy = source == nullptr ? nullptr : std::fopen(target_.c_str(), "wb");
+    if (copy == nullptr) {
         refuse(errno);
     }
-    temporary_.clear();
+    std::vector<char> block(1 << 16);
+    std::size_t size = 0;
+    bool arrived = true;
+    while (arrived && (size = std::fread(block.data(), 1, block.size(), source.get())) > 0) {
+        arrived = std::fwrite(block.data(), 1, size, copy) == size;
+    }
+    if (std::fclose(copy) != 0 || !arrived) {
+        refuse(errno);
+    }
 }
 
 void OutputFile::refuse(int error) const {
@@ -95,4 +185,26 @@ void OutputFile::refuse(int error) const {
                                : error == EISDIR ? "name a file in it"
                                                  : "choose a place that you may write to";
     throw Failure(path_, std::string("cannot be written (") + std::strerror(error) + ")", remedy);
+}
+
+void removeOutputsOnSignals() {
+    struct sigaction action {};
+    action.sa_handler = removeUnfinished;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+        struct sigaction before {};
+        // Who starts a program in the background may have it ignore some of them.
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+            sigaction(signal, &action, nullptr);
+        }
+    }
+    // A file that grows beyond its limit is told by the system call as well.
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+std::string misfitOfPictureName(const std::string& name) {
+    std::string ending = std::filesystem::path(name).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return ending.empty() || ending == ".png" ? "" : "'" + name + "' does not end in .png";
 }

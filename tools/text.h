@@ -4,3 +4,15 @@
 
 /** Text in the manner of `printf`. */
 [[gnu::format(printf, 1, 2)]] std::string format(const char* text, ...);
+
+/**
+ * The text as it can be shown: bytes that are no UTF-8, and control characters, become \xNN, so
+ * that no file name disturbs a terminal, a log or a picture.
+ */
+std::string shown(const std::string& text);
+
+/** Number of characters of a text that `shown` has returned. */
+std::size_t lengthOf(const std::string& text);
+
+/** The text with its middle replaced by an ellipsis, so that `length` characters are left. */
+std::string shortened(const std::string& text, std::size_t length);

@@ -41,7 +41,8 @@ std::vector<Field> listFields() {
     appendModelFields(fields, "distortion", Direction::distort);
     appendModelFields(fields, "undistortion", Direction::undistort);
     appendCameraFields(fields, "sub", CALIBMAP_SUB_BLOCK);
-    fields.insert(fields.end(), {{"extrinsics", extrinsics, byte, CALIBMAP_EXTRINSIC_BLOCK_SIZE}});
+    fields.insert(fields.end(), {{"extrinsics", extrinsics, word,
+                                  CALIBMAP_EXTRINSIC_BLOCK_SIZE / sizeof(uint32_t)}});
     return fields;
 }
 
@@ -49,6 +50,14 @@ std::vector<Field> listFields() {
 
 std::size_t sizeOf(FieldType type) {
     return type == FieldType::byte ? 1 : sizeof(uint32_t);
+}
+
+bool belongsToModel(const Field& field) {
+    const auto isIn = [&field](Direction direction) {
+        const std::size_t model = modelOffset(direction);
+        return field.offset >= model && field.offset < model + modelSize;
+    };
+    return isIn(Direction::undistort) || isIn(Direction::distort);
 }
 
 const std::vector<Field>& namedFields() {

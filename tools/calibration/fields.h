@@ -18,5 +18,8 @@ struct Field {
 /** Size of one value in bytes. */
 std::size_t sizeOf(FieldType type);
 
+/** True for break points and coefficients of the correction models. */
+bool belongsToModel(const Field& field);
+
 /** Every field that has a name, in file order. */
 const std::vector<Field>& namedFields();

@@ -37,6 +37,14 @@ struct ModelShape {
     int yPieces;
 };
 
+/** The shape of the models that the library's 10 x 12 correction matrices hold. */
+constexpr ModelShape fittingShape = {
+    .xOrder = CALIBMAP_CORRECTION_COLS - CALIBMAP_X_BREAK_COUNT + 2,
+    .yOrder = CALIBMAP_CORRECTION_ROWS - CALIBMAP_Y_BREAK_COUNT + 2,
+    .xPieces = CALIBMAP_X_BREAK_COUNT - 1,
+    .yPieces = CALIBMAP_Y_BREAK_COUNT - 1,
+};
+
 /** One correction model as the file stores it. */
 struct CorrectionModel {
     static constexpr std::size_t coefficientCount =
@@ -46,6 +54,9 @@ struct CorrectionModel {
     std::array<float, coefficientCount> xCorrection; /**< row-major, rows along y */
     std::array<float, coefficientCount> yCorrection;
 };
+
+/** Bytes of a model in the file. */
+constexpr std::size_t modelSize = CALIBMAP_UNDISTORTION_MODEL - CALIBMAP_DISTORTION_MODEL;
 
 /** Where the model of one direction begins in a file image. */
 std::size_t modelOffset(Direction direction);

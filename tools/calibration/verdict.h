@@ -23,8 +23,17 @@ struct CheckedRange {
     uint8_t computed; /**< what it has to be */
 };
 
-/** Reads the file and verifies it in the order of the library. `image` holds what was read. */
+/**
+ * Reads the file, or standard input for "-", and verifies it in the order of the library. `image`
+ * holds what was read.
+ */
 Verdict examine(const std::string& path, Image& image);
+
+/** True when the file is long enough to be looked at, accepted or not. */
+bool hasBeenRead(const Verdict& verdict);
+
+/** Reads a file that a device may refuse; throws a `Failure` when it is missing or too short. */
+Verdict loadAnyFile(const std::string& path, Image& image);
 
 /** Reads a file that a device would accept; throws a `Failure` otherwise. */
 Image loadCalibration(const std::string& path);

@@ -1,16 +1,95 @@
 #include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "calibration/library_call.h"
+#include "calibration/maps.h"
+#include "calibration/round_trip.h"
+#include "calibration/soundness.h"
 #include "calibration/verdict.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "input.h"
+#include "text.h"
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 struct CheckOptions {
     std::vector<std::string> files;
+    double tolerance = 1;
+    bool json = false;
 };
+
+/** What can be said of one file. */
+struct Finding {
+    Verdict verdict;
+    std::vector<std::string> faults; /**< what keeps an accepted file from being used */
+    std::optional<RoundTrip> trip;   /**< of a file whose maps can be made */
+};
+
+bool isUsable(const Finding& finding) {
+    return finding.verdict.status == CALIBMAP_SUCCESS && finding.faults.empty();
+}
+
+/** Compares the two models with each other, once both maps could be made. */
+void checkRoundTrip(const Image& image, double tolerance, Finding& finding) {
+    finding.trip = roundTripOf(image);
+    const RoundTrip& trip = *finding.trip;
+    if (trip.compared == 0) {
+        finding.faults.emplace_back("the maps lead out of the image everywhere");
+    } else if (!(trip.largest <= tolerance)) {
+        finding.faults.push_back(format(
+            "the maps do not undo each other: (%g, %g) comes back %.3f pixels away, beginning "
+            "with the %s map",
+            trip.place.x, trip.place.y, trip.largest, nameOf(trip.first).c_str()));
+    }
+}
+
+Finding examineUse(const std::string& file, double tolerance, Image& image) {
+    Finding finding = {examine(file, image), {}, {}};
+    if (finding.verdict.status != CALIBMAP_SUCCESS) {
+        return finding;
+    }
+    finding.faults = faultsOf(image);
+    for (const Direction direction : {Direction::undistort, Direction::distort}) {
+        if (finding.faults.empty()) {
+            if (const auto refusal = refusalOfMap(image, direction)) {
+                finding.faults.push_back("no " + nameOf(direction) + " map: " + refusal->reason);
+            }
+        }
+    }
+    if (finding.faults.empty()) {
+        checkRoundTrip(image, tolerance, finding);
+    }
+    return finding;
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : "; ") + text;
+    }
+    return all;
+}
+
+void print(const std::string& file, const Finding& finding) {
+    const Verdict& verdict = finding.verdict;
+    const std::string name = shown(inputName(file));
+    if (verdict.status != CALIBMAP_SUCCESS) {
+        std::printf("%s: refused, status %d: %s, %s\n", name.c_str(), verdict.status,
+                    verdict.reason.c_str(), verdict.remedy.c_str());
+    } else if (!finding.faults.empty()) {
+        std::printf("%s: accepted but not usable, status 0: %s\n", name.c_str(),
+                    joined(finding.faults).c_str());
+    } else {
+        std::printf("%s: accepted and usable, status 0, maps undo each other within %.3f pixels\n",
+                    name.c_str(), finding.trip->largest);
+    }
+}
 
 void printRanges(const Image& image) {
     for (const CheckedRange& range : checkedRanges(image)) {
@@ -20,22 +99,44 @@ void printRanges(const Image& image) {
     }
 }
 
+void printJson(const std::string& file, const Finding& finding, const Image& image) {
+    const Verdict& verdict = finding.verdict;
+    Json line = {{"file", shown(file)},
+                 {"status", verdict.status},
+                 {"accepted", verdict.status == CALIBMAP_SUCCESS},
+                 {"usable", isUsable(finding)},
+                 {"reason", verdict.reason},
+                 {"faults", finding.faults}};
+    if (finding.trip && finding.trip->compared > 0) {
+        const RoundTrip& trip = *finding.trip;
+        line["roundTrip"] = {{"largest", trip.largest},
+                             {"at", {trip.place.x, trip.place.y}},
+                             {"first", nameOf(trip.first)}};
+    }
+    if (hasBeenRead(verdict)) {
+        line["checksums"] = Json::array();
+        for (const CheckedRange& range : checkedRanges(image)) {
+            line["checksums"].push_back(
+                {{"range", range.name}, {"stored", range.stored}, {"computed", range.computed}});
+        }
+    }
+    std::puts(line.dump().c_str());
+}
+
 int run(const CheckOptions& options) {
     int status = exitGood;
     for (const std::string& file : options.files) {
         Image image{};
-        const Verdict verdict = examine(file, image);
-        if (verdict.status == CALIBMAP_SUCCESS) {
-            std::printf("%s: accepted, status 0\n", file.c_str());
+        const Finding finding = examineUse(file, options.tolerance, image);
+        if (options.json) {
+            printJson(file, finding, image);
         } else {
-            std::printf("%s: refused, status %d: %s, %s\n", file.c_str(), verdict.status,
-                        verdict.reason.c_str(), verdict.remedy.c_str());
-            status = exitRefused;
+            print(file, finding);
+            if (diagnosticsAreShown() && hasBeenRead(finding.verdict)) {
+                printRanges(image);
+            }
         }
-        if (diagnosticsAreShown() && verdict.status != CALIBMAP_FILE_MISSING &&
-            verdict.status != CALIBMAP_FILE_UNREADABLE) {
-            printRanges(image);
-        }
+        status = isUsable(finding) ? status : exitRefused;
     }
     return status;
 }
@@ -45,11 +146,16 @@ int run(const CheckOptions& options) {
 void addCheck(Program& program) {
     auto [command, options] =
         program.add("check", run, "Say whether a device would accept calibration files");
-    command.files("FILE", options->files, "The calibration files");
+    command.files("FILE", options->files, "The calibration files, - for standard input");
+    command.number("--tolerance", options->tolerance, 0, 1e6,
+                   "How far, in pixels, the two maps may be from undoing each other");
+    command.flag("--json", options->json, "Print one JSON object a line for programs");
     command.explain(
-        "One line per file: accepted, or the library's status and the first reason to refuse it:\n"
-        "4 missing, 8 unreadable or short, 9 a checksum, 10 the pass flag. --verbose adds the "
-        "four\n"
-        "checksums. The exit status is 0 only when all files are accepted.\n\n"
-        "Example:\n  calibmap check --verbose stereoParams.bin");
+        "One line per file. First the library's answer: accepted, or its status and the first\n"
+        "reason to refuse: 4 missing, 8 unreadable or short, 9 a checksum, 10 the pass flag. "
+        "Then,\n"
+        "of an accepted file, whether it can be used: all numbers are finite, the break points\n"
+        "enclose the image, both maps can be made at its size and undo each other. --verbose adds\n"
+        "the four checksums. The exit status is 0 when all files are accepted and usable, else 1.\n"
+        "\nExample:\n  calibmap check --verbose stereoParams.bin");
 }

@@ -15,7 +15,8 @@ void addDraw(Program& program);
 void addRemap(Program& program);
 void addPattern(Program& program);
 void addDiff(Program& program);
+void addPoint(Program& program);
 
 /** All of them, in the order in which the help lists them. */
-inline constexpr std::array commands = {addSample, addCheck, addInfo,    addMap,
+inline constexpr std::array commands = {addSample, addCheck, addInfo,    addMap, addPoint,
                                         addDraw,   addRemap, addPattern, addDiff};

@@ -1,15 +1,23 @@
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "calibration/difference.h"
 #include "calibration/fields.h"
-#include "calibration/maps.h"
+#include "calibration/soundness.h"
 #include "calibration/verdict.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "input.h"
+#include "pictures/axes.h"
+#include "pictures/displacement.h"
+#include "pictures/picture.h"
 #include "text.h"
 
 namespace {
@@ -17,7 +25,17 @@ namespace {
 struct DiffOptions {
     std::string first;
     std::string second;
+    std::string output;
+    Direction direction = Direction::undistort;
     double tolerance = 0;
+    bool isStrict = false;
+};
+
+/** The two files, and what the library says of them. */
+struct Pair {
+    std::array<std::string, 2> names;
+    std::array<Image, 2> images;
+    std::array<Verdict, 2> verdicts;
 };
 
 uint32_t valueAt(const Image& image, const Field& field, std::size_t index) {
@@ -26,119 +44,256 @@ uint32_t valueAt(const Image& image, const Field& field, std::size_t index) {
 }
 
 std::string textOf(uint32_t value, FieldType type) {
+    const auto number = static_cast<double>(std::bit_cast<float>(value));
     switch (type) {
         case FieldType::float32:
-            return format("%.9g", static_cast<double>(std::bit_cast<float>(value)));
+            return format("%.9g", number);
         case FieldType::int32:
             return std::to_string(static_cast<int32_t>(value));
         case FieldType::word:
-            return format("0x%08x", value);
+            return format("%.9g (0x%08x)", number, value);
         case FieldType::byte:
             break;
     }
     return std::to_string(value);
 }
 
-/** One line for each field that differs; `named` marks the bytes that belong to a field. */
-void printFields(const Image& first, const Image& second, std::vector<bool>& named) {
-    for (const Field& field : namedFields()) {
-        std::vector<std::size_t> differing;
-        double largest = 0;
-        for (std::size_t i = 0; i < field.count; ++i) {
-            const uint32_t a = valueAt(first, field, i);
-            const uint32_t b = valueAt(second, field, i);
-            if (a != b) {
-                differing.push_back(i);
-                largest = std::max(largest, static_cast<double>(std::abs(std::bit_cast<float>(a) -
-                                                                         std::bit_cast<float>(b))));
-            }
+/** What differs in one field: a line for each of a few values, or one for many. */
+void printField(const Pair& files, const Field& field) {
+    const auto [first, second] = files.images;
+    std::vector<std::size_t> differing;
+    std::size_t most = 0;
+    double largest = -1;
+    for (std::size_t i = 0; i < field.count; ++i) {
+        const uint32_t a = valueAt(first, field, i);
+        const uint32_t b = valueAt(second, field, i);
+        if (a == b) {
+            continue;
         }
-        const auto start = named.begin() + static_cast<std::ptrdiff_t>(field.offset);
-        std::fill_n(start, field.count * sizeOf(field.type), true);
-        if (differing.size() == 1) {
-            const std::size_t i = differing.front();
-            const std::string place = field.count == 1 ? "" : format("[%zu]", i);
-            std::printf("  %s%s: %s and %s\n", field.name.c_str(), place.c_str(),
-                        textOf(valueAt(first, field, i), field.type).c_str(),
-                        textOf(valueAt(second, field, i), field.type).c_str());
-        } else if (!differing.empty()) {
-            const std::string by =
-                field.type == FieldType::float32 ? format(", by up to %.3g", largest) : "";
-            std::printf("  %s: %zu of %zu values%s\n", field.name.c_str(), differing.size(),
-                        field.count, by.c_str());
+        differing.push_back(i);
+        const double distance = std::abs(static_cast<double>(std::bit_cast<float>(a)) -
+                                         static_cast<double>(std::bit_cast<float>(b)));
+        if (!(distance <= largest)) {
+            largest = std::isnan(distance) ? INFINITY : distance;
+            most = i;
         }
+    }
+    constexpr std::size_t few = 6;
+    if (field.count > few && differing.size() > 1) {
+        std::printf("  %s: %zu of %zu values, by up to %.3g at [%zu]\n", field.name.c_str(),
+                    differing.size(), field.count, largest, most);
+        return;
+    }
+    for (const std::size_t i : differing) {
+        const std::string place = field.count == 1 ? "" : format("[%zu]", i);
+        std::printf("  %s%s: %s and %s\n", field.name.c_str(), place.c_str(),
+                    textOf(valueAt(first, field, i), field.type).c_str(),
+                    textOf(valueAt(second, field, i), field.type).c_str());
     }
 }
 
-/** Which fields differ, and how many bytes that belong to none. */
-void printDifferences(const Image& first, const Image& second) {
-    if (first == second) {
+bool differs(const Pair& files, std::size_t offset, std::size_t size) {
+    const auto begin = [offset](const Image& image) {
+        return image.begin() + static_cast<std::ptrdiff_t>(offset);
+    };
+    return !std::equal(begin(files.images[0]), begin(files.images[0]) + std::ptrdiff_t(size),
+                       begin(files.images[1]));
+}
+
+/**
+ * Prints which fields differ, and how many bytes that belong to none. Returns true when one differs
+ * that is not a part of the models: those are judged by their maps.
+ */
+bool printFields(const Pair& files) {
+    if (files.images[0] == files.images[1]) {
         std::printf("fields: all equal\n");
-        return;
+        return false;
     }
     std::printf("fields that differ:\n");
-    std::vector<bool> named(first.size());
-    printFields(first, second, named);
-    for (const CheckedRange& range : checkedRanges(first)) {
+    bool parametersDiffer = false;
+    std::vector<bool> named(files.images[0].size());
+    for (const Field& field : namedFields()) {
+        const std::size_t size = field.count * sizeOf(field.type);
+        std::fill_n(named.begin() + static_cast<std::ptrdiff_t>(field.offset), size, true);
+        if (differs(files, field.offset, size)) {
+            printField(files, field);
+            parametersDiffer = parametersDiffer || !belongsToModel(field);
+        }
+    }
+    std::size_t checksums = 0;
+    for (const CheckedRange& range : checkedRanges(files.images[0])) {
         named[range.first + range.size] = true;
+        checksums += differs(files, range.first + range.size, 1) ? 1 : 0;
     }
     std::size_t reserved = 0;
-    for (std::size_t i = 0; i < first.size(); ++i) {
-        reserved += first[i] != second[i] && !named[i] ? 1 : 0;
+    for (std::size_t i = 0; i < named.size(); ++i) {
+        reserved += !named[i] && differs(files, i, 1) ? 1 : 0;
     }
-    if (reserved > 0) {
-        std::printf("  reserved bytes: %zu\n", reserved);
+    for (const auto& [count, name] :
+         {std::pair(checksums, "checksum"), std::pair(reserved, "reserved")}) {
+        if (count > 0) {
+            std::printf("  %s bytes: %zu\n", name, count);
+        }
     }
+    return parametersDiffer;
+}
+
+/** True when the maps of the direction can be computed from both files; it says why they cannot. */
+bool canBeCompared(const Pair& files, Direction direction) {
+    const std::string name = nameOf(direction);
+    for (std::size_t i = 0; i < files.images.size(); ++i) {
+        const std::vector<std::string> faults = modelFaults(files.images[i], direction);
+        if (!faults.empty()) {
+            std::printf("%-9s maps cannot be compared: %s: %s\n", name.c_str(),
+                        shown(files.names[i]).c_str(), faults.front().c_str());
+            return false;
+        }
+        mentionUncovered(files.names[i], files.images[i], direction);
+    }
+    const Camera a = mainCameraOf(files.images[0]);
+    const Camera b = mainCameraOf(files.images[1]);
+    if (a.width != b.width || a.height != b.height) {
+        std::printf("%-9s maps differ: %d x %d and %d x %d pixels\n", name.c_str(), a.width,
+                    a.height, b.width, b.height);
+        return false;
+    }
+    return true;
+}
+
+/** Collects distances for a picture: every so many columns and rows of large images. */
+struct Thinned {
+    explicit Thinned(const Camera& camera)
+        : step(std::max(1, std::max(camera.width, camera.height) / 1024)) {
+        values = {{(camera.height + step - 1) / step, (camera.width + step - 1) / step, {}},
+                  0,
+                  static_cast<double>(step),
+                  {static_cast<double>(camera.width), static_cast<double>(camera.height)}};
+    }
+    void add(int32_t row, const std::vector<float>& distances) {
+        if (row % step == 0) {
+            for (std::size_t col = 0; col < distances.size();
+                 col += static_cast<std::size_t>(step)) {
+                values.nodes.values.push_back(static_cast<double>(distances[col]));
+            }
+        }
+    }
+    int32_t step;
+    PixelValues values;
+};
+
+void drawDifference(const DiffOptions& options, const Pair& files, PixelValues values,
+                    const MapDifference& difference) {
+    const Camera camera = mainCameraOf(files.images[0]);
+    constexpr int32_t width = 900;
+    Figure figure = layOut(std::move(values), camera, width);
+    if (difference.largest > 0) {
+        // The picture may have missed the pixel by a few.
+        figure.largest = difference.largest;
+        figure.place = difference.place;
+    }
+    Canvas canvas(figure.width, figure.height);
+    drawField(figure, canvas);
+    drawAxes(figure, canvas);
+    drawLegend(figure, canvas, "difference");
+    const bool undistorts = options.direction == Direction::undistort;
+    const auto nameOfFile = [&](std::size_t i) {
+        return shortened(shown(std::filesystem::path(files.names[i]).filename().string()), 36);
+    };
+    drawTitle(
+        figure, canvas,
+        fittedTitle(figure, canvas, undistorts ? "Undistortion maps of " : "Distortion maps of ",
+                    nameOfFile(0) + " and " + nameOfFile(1)),
+        {std::string("Colour at a pixel of the ") + (undistorts ? "straight" : "recorded") +
+             " image: how far apart the two maps take it",
+         format("%d \u00d7 %d pixels \u00b7 ", camera.width, camera.height) +
+             factsOf(figure, "difference")});
+    if (figure.largest <= 0) {
+        writeNone(figure, canvas, "no difference");
+    }
+    writePng(options.output, canvas.picture());
 }
 
 /** Compares the maps of one direction; true when they agree within the tolerance. */
-bool compareMaps(const DiffOptions& options, const Image& first, const Image& second,
-                 Direction direction) {
-    const CoordinateMap a = computeMap(options.first, first, direction, 1);
-    const CoordinateMap b = computeMap(options.second, second, direction, 1);
-    if (a.rows != b.rows || a.cols != b.cols) {
-        std::printf("%-9s maps differ: %d x %d and %d x %d pixels\n", nameOf(direction).c_str(),
-                    a.cols, a.rows, b.cols, b.rows);
+bool compareDirection(const DiffOptions& options, const Pair& files, Direction direction) {
+    const bool isDrawn = !options.output.empty() && direction == options.direction;
+    const auto refuseToDraw = [&] {
+        if (isDrawn) {
+            throw Failure(options.output, "there is nothing to draw without two maps of one size",
+                          "leave out -o");
+        }
+    };
+    if (!canBeCompared(files, direction)) {
+        refuseToDraw();
         return false;
     }
-    double largest = 0;
-    double squares = 0;
-    for (std::size_t i = 0; i < a.x.size(); ++i) {
-        const double distance =
-            std::hypot(static_cast<double>(a.x[i]) - b.x[i], static_cast<double>(a.y[i]) - b.y[i]);
-        largest = distance <= largest ? largest : distance;
-        squares += distance * distance;
+    Thinned thinned(mainCameraOf(files.images[0]));
+    const auto difference = compareMaps(
+        files.images[0], files.images[1], direction,
+        [&](int32_t row, const std::vector<float>& distances) { thinned.add(row, distances); });
+    const std::string name = nameOf(direction);
+    if (!difference) {
+        throw std::bad_alloc();  // models without a fault are refused for nothing else
     }
-    const bool agree = largest <= options.tolerance;
-    std::printf("%-9s maps %s: largest difference %.6f, root mean square %.6f pixels\n",
-                nameOf(direction).c_str(), agree ? "agree" : "differ", largest,
-                std::sqrt(squares / static_cast<double>(a.x.size())));
+    const bool agree = difference->lost == 0 && difference->largest <= options.tolerance;
+    std::FILE* const report = options.output == "-" ? stderr : stdout;
+    std::fprintf(report,
+                 "%-9s maps %s: largest difference %.6f at (%g, %g), root mean square %.6f, half "
+                 "of the pixels within %.6f, 95 %% within %.6f, 99 %% within %.6f pixels\n",
+                 name.c_str(), agree ? "agree" : "differ", difference->largest, difference->place.x,
+                 difference->place.y, difference->rootMeanSquare, difference->median,
+                 difference->percentile95, difference->percentile99);
+    if (isDrawn) {
+        drawDifference(options, files, std::move(thinned.values), *difference);
+    }
     return agree;
 }
 
-int run(const DiffOptions& options) {
-    const Image first = loadCalibration(options.first);
-    const Image second = loadCalibration(options.second);
-    bool agree = true;
-    for (const Direction direction : {Direction::undistort, Direction::distort}) {
-        agree = compareMaps(options, first, second, direction) && agree;
+Pair load(const DiffOptions& options) {
+    Pair files{{inputName(options.first), inputName(options.second)}, {}, {}};
+    const std::array paths = {&options.first, &options.second};
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        files.verdicts[i] = loadAnyFile(*paths[i], files.images[i]);
     }
-    printDifferences(first, second);
-    return agree ? exitGood : exitRefused;
+    return files;
+}
+
+int run(const DiffOptions& options) {
+    const Pair files = load(options);
+    for (std::size_t i = 0; i < files.verdicts.size(); ++i) {
+        const Verdict& verdict = files.verdicts[i];
+        if (verdict.status != CALIBMAP_SUCCESS) {
+            std::printf("%s: refused, status %d: %s\n", shown(files.names[i]).c_str(),
+                        verdict.status, verdict.reason.c_str());
+        }
+    }
+    bool agree = files.verdicts[0].status == files.verdicts[1].status;
+    for (const Direction direction : {Direction::undistort, Direction::distort}) {
+        agree = compareDirection(options, files, direction) && agree;
+    }
+    const bool parametersDiffer = printFields(files);
+    return agree && !(options.isStrict && parametersDiffer) ? exitGood : exitRefused;
 }
 
 }  // namespace
 
 void addDiff(Program& program) {
-    auto [command, options] =
-        program.add("diff", run, "Say whether two calibration files give the same maps");
-    command.file("A", options->first, "A calibration file");
-    command.file("B", options->second, "Another calibration file");
+    auto [command, options] = program.add(
+        "diff", run, "Say whether two calibration files give the same maps", exitTrouble);
+    command.file("A", options->first, "A calibration file, accepted or not");
+    command.file("B", options->second, "Another; one of them may be - for standard input");
     command.number("--tolerance", options->tolerance, 0.0, 1e6,
                    "Largest difference in pixels between maps that still agree");
+    command.flag("--strict", options->isStrict,
+                 "Count the parameters of both cameras and the extrinsics as well");
+    command.pictureOutput(options->output, false);
+    command.direction(options->direction);
     command.explain(
         "Compares the maps of both directions at every pixel, then names the fields that differ.\n"
-        "The exit status is 0 when the maps agree within the tolerance and 1 when they do not:\n"
-        "fields alone, such as the sub camera's, do not change it.\n\n"
-        "Example:\n  calibmap diff --tolerance 0.1 factory.bin today.bin");
+        "Files that the library refuses are compared all the same. -o draws where the maps of\n"
+        "--direction differ. The exit status is 0 when the library says the same of both files "
+        "and\n"
+        "the maps agree within the tolerance, 1 when not, and 2 for trouble. Other fields, such "
+        "as\n"
+        "the second camera's, change it only with --strict.\n\n"
+        "Example:\n  calibmap diff --tolerance 0.1 factory.bin today.bin -o drift.png");
 }

@@ -1,15 +1,18 @@
-#include <cmath>
+#include <filesystem>
 #include <string>
 
 #include "calibration/maps.h"
 #include "calibration/verdict.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "input.h"
 #include "pictures/axes.h"
 #include "pictures/canvas.h"
 #include "pictures/displacement.h"
 #include "pictures/geometry.h"
 #include "pictures/picture.h"
+#include "progress.h"
+#include "text.h"
 
 namespace {
 
@@ -21,27 +24,48 @@ struct DrawOptions {
     int32_t width = 900;
 };
 
+/** The texts that say of which image and of which way the picture speaks. */
+struct Wording {
+    const char* title;
+    const char* colours;
+    const char* regularGrid;
+    const char* mappedGrid;
+};
+
+Wording wordingOf(Direction direction) {
+    return direction == Direction::undistort
+               ? Wording{"Undistortion map of ",
+                         "Colour at a pixel of the straight image: how far from it the camera "
+                         "records what belongs there",
+                         "a regular grid of the straight image", "as the camera records it"}
+               : Wording{"Distortion map of ",
+                         "Colour at a pixel of the recorded image: how far from it that place lies "
+                         "in the straight image",
+                         "a regular grid of the recorded image", "where it lies when straightened"};
+}
+
 int run(const DrawOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
-    Figure figure = layOut(map, mainCameraOf(image), options.width);
-    // A map that moves nothing has a legend all the same.
-    figure.largest = figure.largest > 0 && std::isfinite(figure.largest) ? figure.largest : 1;
-    const double step = roundStep(figure.largest, 10);
+    const Camera camera = mainCameraOf(image);
+    const Progress progress("drawing");
+    const Figure figure = layOut(displacementsOf(map), camera, options.width);
+    const Wording wording = wordingOf(options.direction);
 
-    Canvas canvas(options.width, static_cast<int>(std::ceil(figure.plot.top + figure.plot.height +
-                                                            62 * figure.scale)));
-    cairo_save(canvas.context());
-    cairo_rectangle(canvas.context(), figure.plot.left, figure.plot.top, figure.plot.width,
-                    figure.plot.height);
-    cairo_clip(canvas.context());
-    drawHeatMap(figure, canvas);
-    drawMappedGrid(figure, canvas);
-    drawContours(figure, canvas, step);
-    cairo_restore(canvas.context());
+    Canvas canvas(figure.width, figure.height);
+    drawField(figure, canvas, &map);
     drawAxes(figure, canvas);
-    drawLegend(figure, canvas, step);
-    drawTitle(figure, canvas, options.file, options.direction);
+    drawLegend(figure, canvas, "displacement");
+    drawKey(figure, canvas, wording.regularGrid, wording.mappedGrid);
+    const std::string name = std::filesystem::path(inputName(options.file)).filename().string();
+    drawTitle(figure, canvas, fittedTitle(figure, canvas, wording.title, shown(name)),
+              {wording.colours,
+               format("%d \u00d7 %d pixels \u00b7 ratio %d: %d \u00d7 %d samples \u00b7 ",
+                      camera.width, camera.height, map.ratio, map.cols, map.rows) +
+                   factsOf(figure, "displacement")});
+    if (figure.largest <= 0) {
+        writeNone(figure, canvas, "no distortion");
+    }
     writePng(options.output, canvas.picture());
     return exitGood;
 }
@@ -50,13 +74,14 @@ int run(const DrawOptions& options) {
 
 void addDraw(Program& program) {
     auto [command, options] = program.add("draw", run, "Draw what the lens does");
-    command.file("FILE", options->file, "The calibration file");
-    command.output(options->output, "The PNG picture to write, or - for standard output");
+    command.file("FILE", options->file, "The calibration file, - for standard input");
+    command.pictureOutput(options->output);
     command.direction(options->direction);
     command.ratio(options->ratio);
     command.number("--width", options->width, 400, 8000, "Width of the picture in pixels");
     command.explain(
-        "Writes a PNG picture: the displacement of each pixel in colour and contour lines, and a\n"
-        "regular grid drawn through the map.\n\n"
+        "Writes a PNG picture: how far the map moves each pixel, in colour and contour lines, and\n"
+        "a regular grid with the same grid where the map takes it. The title line names the file,\n"
+        "the size, the ratio and the largest displacement, whose place a ring marks.\n\n"
         "Example:\n  calibmap draw stereoParams.bin --direction distort -o lens.png");
 }

@@ -9,10 +9,11 @@
 #include <vector>
 
 #include "calibration/image.h"
+#include "calibration/soundness.h"
 #include "calibration/verdict.h"
 #include "commands/commands.h"
 #include "failure.h"
-#include "lens/fit.h"
+#include "input.h"
 #include "text.h"
 
 namespace {
@@ -20,6 +21,7 @@ namespace {
 struct InfoOptions {
     std::string file;
     bool json = false;
+    bool coefficients = false;
 };
 
 using Json = nlohmann::ordered_json;
@@ -48,40 +50,6 @@ FieldOfView fieldOfView(const CameraIntrinsics& camera) {
                     std::hypot(1, right, bottom))};
 }
 
-/** Why the library's matrices, or the image, do not fit a model; empty when they do. */
-std::vector<std::string> misfits(const Image& image) {
-    std::vector<std::string> found;
-    const ModelShape shape = modelShapeOf(image);
-    const Camera camera = mainCameraOf(image);
-    if (shape.xOrder != fittingShape.xOrder || shape.yOrder != fittingShape.yOrder) {
-        found.push_back(format("the %d x %d correction matrices need the orders %d and %d",
-                               CALIBMAP_CORRECTION_ROWS, CALIBMAP_CORRECTION_COLS,
-                               fittingShape.xOrder, fittingShape.yOrder));
-    }
-    if (shape.xPieces == 0 || shape.yPieces == 0) {
-        found.emplace_back("a piece count is 0");
-    }
-    if (camera.width < 1 || camera.height < 1) {
-        found.emplace_back("the image has no pixels");
-    }
-    const auto checkBreaks = [&](const std::string& name, const auto& breaks, int32_t pixels,
-                                 double principal, double focal) {
-        if (std::adjacent_find(breaks.begin(), breaks.end(),
-                               [](float a, float b) { return !(a < b); }) != breaks.end()) {
-            found.push_back("the " + name + " break points do not increase");
-        } else if (!(breaks.front() <= -principal / focal) ||
-                   !((pixels - 1 - principal) / focal <= breaks.back())) {
-            found.push_back("the " + name + " break points do not enclose the image");
-        }
-    };
-    for (const Direction direction : {Direction::distort, Direction::undistort}) {
-        const CorrectionModel model = modelOf(image, direction);
-        checkBreaks(nameOf(direction) + " x", model.xBreaks, camera.width, camera.cx, camera.fx);
-        checkBreaks(nameOf(direction) + " y", model.yBreaks, camera.height, camera.cy, camera.fy);
-    }
-    return found;
-}
-
 std::string hexBytes(const uint8_t* bytes, std::size_t count) {
     std::string text;
     for (std::size_t i = 0; i < count; ++i) {
@@ -90,26 +58,61 @@ std::string hexBytes(const uint8_t* bytes, std::size_t count) {
     return text;
 }
 
+/** JSON has no words for what is no finite number. */
+Json numberOf(double number) {
+    return std::isfinite(number) ? Json(number) : Json(format("%g", number));
+}
+
+template <class Floats>
+Json listOf(const Floats& values) {
+    Json list = Json::array();
+    for (const float value : values) {
+        list.push_back(numberOf(value));
+    }
+    return list;
+}
+
+std::vector<float> asFloats(const std::vector<uint32_t>& words) {
+    std::vector<float> floats(words.size());
+    std::transform(words.begin(), words.end(), floats.begin(),
+                   [](uint32_t word) { return std::bit_cast<float>(word); });
+    return floats;
+}
+
+std::vector<uint32_t> coefficientsOf(const CameraIntrinsics& camera) {
+    return {std::begin(camera.coeff), std::end(camera.coeff)};
+}
+
+std::vector<uint32_t> extrinsicsOf(const Image& image) {
+    std::vector<uint32_t> words;
+    for (std::size_t i = 0; i < CALIBMAP_EXTRINSIC_BLOCK_SIZE; i += sizeof(uint32_t)) {
+        words.push_back(wordAt(image, CALIBMAP_EXTRINSIC_BLOCK + i));
+    }
+    return words;
+}
+
 Json describe(const CameraIntrinsics& camera) {
     const FieldOfView view = fieldOfView(camera);
-    Json coefficients = Json::array();
-    for (const uint32_t word : camera.coeff) {
-        coefficients.push_back(format("0x%08x", word));
+    const std::vector<uint32_t> words = coefficientsOf(camera);
+    Json bits = Json::array();
+    for (const uint32_t word : words) {
+        bits.push_back(format("0x%08x", word));
     }
     return {{"imageWidth", camera.imageWidth},
             {"imageHeight", camera.imageHeight},
-            {"cx", camera.cx},
-            {"cy", camera.cy},
-            {"fx", camera.fx},
-            {"fy", camera.fy},
-            {"coeff", coefficients},
+            {"cx", numberOf(camera.cx)},
+            {"cy", numberOf(camera.cy)},
+            {"fx", numberOf(camera.fx)},
+            {"fy", numberOf(camera.fy)},
+            {"coeff", bits},
+            {"coeffAsFloats", listOf(asFloats(words))},
             {"fieldOfViewDegrees",
-             {{"horizontal", view.horizontal},
-              {"vertical", view.vertical},
-              {"diagonal", view.diagonal}}}};
+             {{"horizontal", numberOf(view.horizontal)},
+              {"vertical", numberOf(view.vertical)},
+              {"diagonal", numberOf(view.diagonal)}}}};
 }
 
-Json describe(const std::string& file, const Image& image) {
+Json describe(const InfoOptions& options, const Image& image, const Verdict& verdict) {
     const ModelShape shape = modelShapeOf(image);
     Json models = {{"kx", shape.xOrder},
                    {"ky", shape.yOrder},
@@ -117,17 +120,37 @@ Json describe(const std::string& file, const Image& image) {
                    {"ypieces", shape.yPieces}};
     for (const Direction direction : {Direction::distort, Direction::undistort}) {
         const CorrectionModel model = modelOf(image, direction);
-        models[nameOf(direction)] = {{"xbreaks", model.xBreaks}, {"ybreaks", model.yBreaks}};
+        Json& described = models[nameOf(direction)];
+        described = {{"xbreaks", listOf(model.xBreaks)}, {"ybreaks", listOf(model.yBreaks)}};
+        if (options.coefficients) {
+            described["xcorrect"] = listOf(model.xCorrection);
+            described["ycorrect"] = listOf(model.yCorrection);
+        }
     }
-    const std::vector<std::string> wrong = misfits(image);
-    models["fits"] = wrong.empty();
-    models["misfits"] = wrong;
-    return {{"file", file},
+    return {{"file", shown(options.file)},
+            {"status", verdict.status},
+            {"accepted", verdict.status == CALIBMAP_SUCCESS},
+            {"reason", verdict.reason},
+            {"faults", faultsOf(image)},
             {"mainCamera", describe(extractMainCameraIntrn(image.data()))},
             {"subCamera", describe(extractSubCameraIntrn(image.data()))},
             {"extrinsics",
              hexBytes(image.data() + CALIBMAP_EXTRINSIC_BLOCK, CALIBMAP_EXTRINSIC_BLOCK_SIZE)},
+            {"extrinsicsAsFloats", listOf(asFloats(extrinsicsOf(image)))},
             {"models", models}};
+}
+
+/** Words that the library hands on without knowing what they are: as floats, and their bits. */
+void printWords(const char* name, const std::vector<uint32_t>& words) {
+    std::printf("  %-16s", name);
+    for (const float value : asFloats(words)) {
+        std::printf(" %.9g", static_cast<double>(value));
+    }
+    std::printf("\n  as words        ");
+    for (const uint32_t word : words) {
+        std::printf(" 0x%08x", word);
+    }
+    std::printf("\n");
 }
 
 void print(const char* name, const CameraIntrinsics& camera) {
@@ -140,15 +163,8 @@ void print(const char* name, const CameraIntrinsics& camera) {
                 static_cast<double>(camera.cy));
     std::printf("  field of view    %.1f x %.1f degrees, %.1f across the diagonal\n",
                 view.horizontal, view.vertical, view.diagonal);
-    std::printf("  coeff           ");
-    for (const uint32_t word : camera.coeff) {
-        std::printf(" %08x", word);
-    }
-    std::printf("\n  coeff as floats ");
-    for (const uint32_t word : camera.coeff) {
-        std::printf(" %g", static_cast<double>(std::bit_cast<float>(word)));
-    }
-    std::printf("\n\n");
+    printWords("coeff", coefficientsOf(camera));
+    std::printf("\n");
 }
 
 template <class Breaks>
@@ -160,15 +176,21 @@ void printBreaks(const char* axis, const Breaks& breaks) {
     std::printf("\n");
 }
 
-void print(const Image& image) {
-    print("main camera (IR)", extractMainCameraIntrn(image.data()));
-    print("sub camera (RGB)", extractSubCameraIntrn(image.data()));
-    std::printf("extrinsics\n ");
-    for (std::size_t i = 0; i < CALIBMAP_EXTRINSIC_BLOCK_SIZE; i += sizeof(uint32_t)) {
-        std::printf(" %s", hexBytes(image.data() + CALIBMAP_EXTRINSIC_BLOCK + i, 4).c_str());
+/** The coefficients of one correction, a line for each B-spline along y. */
+template <class Floats>
+void printCorrection(const char* name, const Floats& values) {
+    std::printf("    %s correction, a line for each of the %d B-splines along y\n", name,
+                CALIBMAP_CORRECTION_ROWS);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const bool isLast = (i + 1) % CALIBMAP_CORRECTION_COLS == 0;
+        std::printf("%s%12.8f%s", i % CALIBMAP_CORRECTION_COLS == 0 ? "    " : " ",
+                    static_cast<double>(values[i]), isLast ? "\n" : "");
     }
+}
+
+void printModels(const Image& image, bool withCoefficients) {
     const ModelShape shape = modelShapeOf(image);
-    std::printf("\n\ncorrection models of the main camera\n");
+    std::printf("correction models of the main camera\n");
     std::printf("  orders           %d along x, %d along y\n", shape.xOrder, shape.yOrder);
     std::printf("  pieces           %d along x, %d along y\n", shape.xPieces, shape.yPieces);
     for (const Direction direction : {Direction::distort, Direction::undistort}) {
@@ -177,23 +199,40 @@ void print(const Image& image) {
                     direction == Direction::distort ? "distortion" : "undistortion");
         printBreaks("x", model.xBreaks);
         printBreaks("y", model.yBreaks);
-    }
-    const std::vector<std::string> wrong = misfits(image);
-    std::printf("  fit the library  %s\n", wrong.empty() ? "yes" : "no");
-    for (const std::string& reason : wrong) {
-        std::printf("    %s\n", reason.c_str());
+        if (withCoefficients) {
+            printCorrection("x", model.xCorrection);
+            printCorrection("y", model.yCorrection);
+        }
     }
 }
 
-int run(const InfoOptions& options) {
-    const Image image = loadCalibration(options.file);
-    if (options.json) {
-        // A file name need not be UTF-8.
-        std::puts(describe(options.file, image)
-                      .dump(2, ' ', false, Json::error_handler_t::replace)
-                      .c_str());
+void print(const InfoOptions& options, const Image& image, const Verdict& verdict) {
+    const std::string name = shown(inputName(options.file));
+    if (verdict.status == CALIBMAP_SUCCESS) {
+        std::printf("%s: accepted, status 0\n", name.c_str());
     } else {
-        print(image);
+        std::printf("%s: refused, status %d: %s, %s\n", name.c_str(), verdict.status,
+                    verdict.reason.c_str(), verdict.remedy.c_str());
+    }
+    for (const std::string& fault : faultsOf(image)) {
+        std::printf("  cannot be used: %s\n", fault.c_str());
+    }
+    std::printf("\n");
+    print("main camera (IR)", extractMainCameraIntrn(image.data()));
+    print("sub camera (RGB)", extractSubCameraIntrn(image.data()));
+    std::printf("extrinsics\n");
+    printWords("as floats", extrinsicsOf(image));
+    std::printf("\n");
+    printModels(image, options.coefficients);
+}
+
+int run(const InfoOptions& options) {
+    Image image{};
+    const Verdict verdict = loadAnyFile(options.file, image);
+    if (options.json) {
+        std::puts(describe(options, image, verdict).dump(2).c_str());
+    } else {
+        print(options, image, verdict);
     }
     return exitGood;
 }
@@ -202,10 +241,13 @@ int run(const InfoOptions& options) {
 
 void addInfo(Program& program) {
     auto [command, options] = program.add("info", run, "Show what a calibration file says");
-    command.file("FILE", options->file, "The calibration file");
+    command.file("FILE", options->file, "The calibration file, - for standard input");
+    command.flag("--coefficients", options->coefficients,
+                 "Print the coefficients of the models as well");
     command.flag("--json", options->json, "Print the same for programs");
     command.explain(
-        "Prints both cameras, the extrinsic bytes, the orders and break points of the correction\n"
-        "models, and whether maps can be computed from them.\n\n"
+        "Shows any file of 6268 bytes or more, first what the library says of it: whether it is\n"
+        "accepted, and which of its numbers cannot be used. Then both cameras, the extrinsics and\n"
+        "the correction models.\n\n"
         "Example:\n  calibmap info --json stereoParams.bin");
 }

@@ -8,7 +8,9 @@
 #include "calibration/verdict.h"
 #include "commands/commands.h"
 #include "failure.h"
+#include "input.h"
 #include "output.h"
+#include "progress.h"
 #include "text.h"
 
 namespace {
@@ -72,6 +74,7 @@ std::optional<std::string> stemOf(const std::string& name, const std::string& en
 
 /** Writes the map in the format that the name asks for and returns what has been written. */
 std::string writeMap(const std::string& name, const CoordinateMap& map) {
+    const Progress progress("writing " + shortened(name, 40));
     if (const auto stem = stemOf(name, ".pfm")) {
         const std::string xName = *stem + "-x.pfm";
         const std::string yName = *stem + "-y.pfm";
@@ -108,10 +111,14 @@ int run(const MapOptions& options) {
     const Displacement moved = displacementOf(map);
     const std::string written = writeMap(options.output, map);
     std::fprintf(options.output == "-" ? stderr : stdout,
-                 "%s: %d rows x %d columns, displacement at most %.3f and on average %.3f pixels, "
-                 "%zu of %zu samples taken outside the image\n",
-                 written.c_str(), map.rows, map.cols, moved.largest, moved.mean, moved.outside,
-                 map.x.size());
+                 "%s: %d rows x %d columns, displacement at most %.3f at (%g, %g) and on average "
+                 "%.3f pixels, %zu of %zu samples taken outside the image\n",
+                 shown(written).c_str(), map.rows, map.cols, moved.largest, moved.place.x,
+                 moved.place.y, moved.mean, moved.outside, map.x.size());
+    if (moved.lost > 0) {
+        warn(inputName(options.file),
+             format("%zu samples are taken to no place at all", moved.lost));
+    }
     return exitGood;
 }
 
@@ -119,7 +126,7 @@ int run(const MapOptions& options) {
 
 void addMap(Program& program) {
     auto [command, options] = program.add("map", run, "Compute a map and write its numbers");
-    command.file("FILE", options->file, "The calibration file");
+    command.file("FILE", options->file, "The calibration file, - for standard input");
     command.direction(options->direction);
     command.ratio(options->ratio);
     command.output(options->output, "The file to write; its ending is the format", misfitOf);

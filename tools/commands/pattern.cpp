@@ -6,6 +6,8 @@
 #include "commands/commands.h"
 #include "failure.h"
 #include "pictures/canvas.h"
+#include "progress.h"
+#include "text.h"
 
 namespace {
 
@@ -58,16 +60,21 @@ void writeNumbers(const Canvas& canvas, int32_t square) {
 }
 
 int run(const PatternOptions& options) {
-    Canvas canvas(options.width, options.height);
     const int32_t square = options.square;
-    for (int32_t row = 0; row < options.height; ++row) {
-        const double awayInRow = awayFromEdge(row, square, options.height);
-        for (int32_t col = 0; col < options.width; ++col) {
-            const double contrast = awayInRow * awayFromEdge(col, square, options.width);
-            const double grey = 0.5 + (isWhite(row / square, col / square) ? 0.5 : -0.5) * contrast;
-            canvas.setPixel(col, row, {grey, grey, grey});
-        }
+    if (square >= options.width || square >= options.height) {
+        throw Failure("pattern",
+                      format("squares of %d pixels have no corner in a picture of %d x %d", square,
+                             options.width, options.height),
+                      "choose a smaller --square");
     }
+    const Progress progress("drawing the checkerboard");
+    Canvas canvas(options.width, options.height);
+    canvas.paint(0, 0, options.width, options.height, [&](int col, int row) {
+        const double contrast =
+            awayFromEdge(row, square, options.height) * awayFromEdge(col, square, options.width);
+        const double grey = 0.5 + (isWhite(row / square, col / square) ? 0.5 : -0.5) * contrast;
+        return Colour{grey, grey, grey};
+    });
     writeNumbers(canvas, square);
 
     const Picture colour = canvas.picture();
@@ -84,7 +91,7 @@ int run(const PatternOptions& options) {
 void addPattern(Program& program) {
     auto [command, options] =
         program.add("pattern", run, "Draw a checkerboard with numbered corners to try remap on");
-    command.output(options->output, "The PNG picture to write, or - for standard output");
+    command.pictureOutput(options->output);
     command.number("--width", options->width, 16, 8192, "Width in pixels");
     command.number("--height", options->height, 16, 8192, "Height in pixels");
     command.number("--square", options->square, 4, 4096, "Side of a square in pixels");

@@ -61,9 +61,10 @@ int run(const RemapOptions& options) {
 void addRemap(Program& program) {
     auto [command, options] =
         program.add("remap", run, "Straighten a picture, or distort one as the lens does");
-    command.file("FILE", options->file, "The calibration file");
-    command.file("PICTURE", options->input, "The PNG picture to apply the map to");
-    command.output(options->output, "The PNG picture to write, or - for standard output");
+    command.file("FILE", options->file, "The calibration file, - for standard input");
+    command.file("PICTURE", options->input,
+                 "The PNG picture to apply the map to, - for standard input");
+    command.pictureOutput(options->output);
     command.direction(options->direction);
     command.choice<Border>("--border", options->border,
                            {{"black", Border::black},

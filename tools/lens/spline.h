@@ -7,14 +7,6 @@
 #include "calibration/image.h"
 #include "lens/point.h"
 
-/** The shape of the models that the library's 10 x 12 correction matrices hold. */
-constexpr ModelShape fittingShape = {
-    .xOrder = CALIBMAP_CORRECTION_COLS - CALIBMAP_X_BREAK_COUNT + 2,
-    .yOrder = CALIBMAP_CORRECTION_ROWS - CALIBMAP_Y_BREAK_COUNT + 2,
-    .xPieces = CALIBMAP_X_BREAK_COUNT - 1,
-    .yPieces = CALIBMAP_Y_BREAK_COUNT - 1,
-};
-
 /** The break points of a model, in normalised image coordinates. */
 struct Breaks {
     std::array<double, CALIBMAP_X_BREAK_COUNT> x;

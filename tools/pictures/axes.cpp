@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <numbers>
 
 #include "pictures/colour.h"
+#include "pictures/displacement.h"
+#include "text.h"
 
 namespace {
 
@@ -31,27 +32,33 @@ void drawAxes(const Figure& figure, const Canvas& canvas) {
     const double tick = 5 * s;
     strokeFrame(figure, canvas, plot);
     canvas.setType(12.5 * s);
-    const double xStep = std::max(1.0, roundStep(figure.camera.width, plot.width / (90 * s)));
-    for (int i = 0; i * xStep < figure.camera.width; ++i) {
+    const double xStep =
+        std::max(1.0, roundStep(figure.imageWidth, std::max(2.0, plot.width / (90 * s))));
+    for (int i = 0; i * xStep < figure.imageWidth; ++i) {
         const double place = figure.onCanvas({i * xStep, 0}).x;
         strokeLine(canvas, {place, bottom}, {place, bottom + tick});
         canvas.write(numberText(i * xStep, 1), {place, bottom + 2 * tick}, {0.5, 0});
     }
-    const double yStep = std::max(1.0, roundStep(figure.camera.height, plot.height / (60 * s)));
-    for (int i = 0; i * yStep < figure.camera.height; ++i) {
+    const double yStep =
+        std::max(1.0, roundStep(figure.imageHeight, std::max(2.0, plot.height / (60 * s))));
+    for (int i = 0; i * yStep < figure.imageHeight; ++i) {
         const double place = figure.onCanvas({0, i * yStep}).y;
         strokeLine(canvas, {plot.left - tick, place}, {plot.left, place});
         canvas.write(numberText(i * yStep, 1), {plot.left - 1.8 * tick, place}, {1, 0.5});
     }
     canvas.write("column (pixels)", {plot.left + plot.width / 2, bottom + 32 * s}, {0.5, 0});
-    canvas.write("row (pixels)", {plot.left - 54 * s, plot.top + plot.height / 2}, {0.5, 0.5},
-                 -std::numbers::pi / 2);
+    const bool isLow = plot.height < 90 * s;
+    canvas.write(isLow ? "row" : "row (pixels)", {plot.left - 54 * s, plot.top + plot.height / 2},
+                 {0.5, 0.5}, -std::numbers::pi / 2);
 }
 
-void drawLegend(const Figure& figure, const Canvas& canvas, double step) {
+void drawLegend(const Figure& figure, const Canvas& canvas, const std::string& quantity) {
+    if (figure.largest <= 0) {
+        return;
+    }
     const double s = figure.scale;
     const Rectangle bar = {figure.plot.left + figure.plot.width + 24 * s, figure.plot.top, 18 * s,
-                           figure.plot.height};
+                           std::max(figure.plot.height, 160 * s)};
     const double bottom = bar.top + bar.height;
     cairo_pattern_t* const colours = cairo_pattern_create_linear(0, bottom, 0, bar.top);
     constexpr int stops = 64;
@@ -66,6 +73,8 @@ void drawLegend(const Figure& figure, const Canvas& canvas, double step) {
     cairo_pattern_destroy(colours);
     strokeFrame(figure, canvas, bar);
     canvas.setType(12.5 * s);
+    // The steps of the contour lines, as far as there is room for their numbers.
+    const double step = roundStep(figure.largest, std::min(10.0, bar.height / (24 * s)));
     double widest = 0;
     for (int i = 0; i * step <= figure.largest * 1.0001; ++i) {
         const double place = bottom - bar.height * i * step / figure.largest;
@@ -75,27 +84,82 @@ void drawLegend(const Figure& figure, const Canvas& canvas, double step) {
         canvas.write(text, {right + 9 * s, place}, {0, 0.5});
         widest = std::max(widest, canvas.widthOf(text));
     }
-    canvas.write("displacement (pixels)",
+    canvas.write(quantity + " (pixels)",
                  {bar.left + bar.width + widest + 26 * s, bar.top + bar.height / 2}, {0.5, 0.5},
                  -std::numbers::pi / 2);
 }
 
-void drawTitle(const Figure& figure, const Canvas& canvas, const std::string& file,
-               Direction direction) {
+void drawKey(const Figure& figure, const Canvas& canvas, const std::string& regular,
+             const std::string& taken) {
     const double s = figure.scale;
-    const bool undistort = direction == Direction::undistort;
-    const std::string name = std::filesystem::path(file).filename().string();
-    const std::string title = (undistort ? "Undistortion map of " : "Distortion map of ") + name;
+    const double middle = figure.plot.top + figure.plot.height + 72 * s;
+    double left = figure.plot.left;
+    canvas.setType(12.5 * s);
+    for (const bool isRegular : {true, false}) {
+        const Rectangle sample = {left, middle - 9 * s, 40 * s, 18 * s};
+        canvas.setColour(heat(0.25));
+        cairo_rectangle(canvas.context(), sample.left, sample.top, sample.width, sample.height);
+        cairo_fill(canvas.context());
+        isRegular ? setRegularLine(figure, canvas) : setMappedLine(figure, canvas);
+        strokeLine(canvas, {sample.left, middle}, {sample.left + sample.width, middle});
+        cairo_set_dash(canvas.context(), nullptr, 0, 0);
+        canvas.setColour(ink);
+        const std::string& text = isRegular ? regular : taken;
+        canvas.write(text, {sample.left + sample.width + 8 * s, middle}, {0, 0.5});
+        left += sample.width + canvas.widthOf(text) + 32 * s;
+    }
+}
+
+void drawTitle(const Figure& figure, const Canvas& canvas, const std::string& title,
+               const std::vector<std::string>& lines) {
+    const double s = figure.scale;
     canvas.setColour(ink);
     canvas.setType(17 * s, true);
-    const double room = canvas.width() - figure.plot.left - 20 * s;
-    canvas.setType(17 * s * std::min(1.0, room / canvas.widthOf(title)), true);
-    canvas.write(title, {figure.plot.left, 22 * s}, {0, 0});
+    canvas.write(title, {figure.plot.left, 20 * s}, {0, 0});
     canvas.setType(12.5 * s);
     canvas.setColour(faintInk);
-    canvas.write(undistort ? "How far from each pixel of the straightened image its place in the "
-                             "recorded image lies; the grid of straight lines, as recorded"
-                           : "How far from each pixel of the recorded image its place in the "
-                             "straightened image lies; the recorded grid, straightened",
-                 {figure.plot.left, 50 * s}, {0, 0});
+    double top = 47 * s;
+    for (const std::string& line : lines) {
+        canvas.write(line, {figure.plot.left, top}, {0, 0});
+        top += 19 * s;
+    }
+}
+
+std::string fittedTitle(const Figure& figure, const Canvas& canvas, const std::string& before,
+                        const std::string& name, const std::string& behind) {
+    canvas.setType(17 * figure.scale, true);
+    const double room = figure.width - figure.plot.left - 20 * figure.scale;
+    std::size_t length = lengthOf(name);
+    std::string title = before + name + behind;
+    while (length > 1 && canvas.widthOf(title) > room) {
+        title = before + shortened(name, --length) + behind;
+    }
+    return title;
+}
+
+void writeNone(const Figure& figure, const Canvas& canvas, const std::string& text) {
+    const double s = figure.scale;
+    const Point centre = {figure.plot.left + figure.plot.width / 2,
+                          figure.plot.top + figure.plot.height / 2};
+    canvas.setType(22 * s, true);
+    const double width = canvas.widthOf(text) + 36 * s;
+    canvas.setColour(white);
+    cairo_rectangle(canvas.context(), centre.x - width / 2, centre.y - 24 * s, width, 48 * s);
+    cairo_fill(canvas.context());
+    canvas.setColour(ink);
+    canvas.write(text, centre, {0.5, 0.5});
+}
+
+std::string factsOf(const Figure& figure, const std::string& quantity) {
+    std::string facts = figure.largest > 0
+                            ? format("largest %s %.3f pixels at (%g, %g)", quantity.c_str(),
+                                     figure.largest, figure.place.x, figure.place.y)
+                            : format("%s: none (at most %.1g pixels, by rounding)",
+                                     quantity.c_str(), figure.rounded);
+    if (figure.stretch > 1.01) {
+        facts += format(" \u00b7 drawn %.3g times too high", figure.stretch);
+    } else if (figure.stretch < 0.99) {
+        facts += format(" \u00b7 drawn %.3g times too wide", 1 / figure.stretch);
+    }
+    return facts;
 }

@@ -51,13 +51,20 @@ void Canvas::write(const std::string& text, Point place, Anchor anchor, double a
     cairo_restore(context());
 }
 
-void Canvas::setPixel(int col, int row, Colour colour) {
+void Canvas::paint(int left, int top, int width, int height,
+                   const std::function<Colour(int col, int row)>& colourAt) {
     const auto byte = [](double component) {
         return static_cast<uint32_t>(std::lround(component * 255));
     };
-    const uint32_t pixel = byte(colour.red) << 16 | byte(colour.green) << 8 | byte(colour.blue);
     cairo_surface_flush(surface_.get());
-    std::memcpy(pixelAt(col, row), &pixel, sizeof pixel);
+    for (int row = 0; row < height; ++row) {
+        for (int col = 0; col < width; ++col) {
+            const Colour colour = colourAt(col, row);
+            const uint32_t pixel =
+                byte(colour.red) << 16 | byte(colour.green) << 8 | byte(colour.blue);
+            std::memcpy(pixelAt(left + col, top + row), &pixel, sizeof pixel);
+        }
+    }
     cairo_surface_mark_dirty(surface_.get());
 }
 

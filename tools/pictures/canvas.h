@@ -2,6 +2,7 @@
 
 #include <cairo.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -36,8 +37,9 @@ class Canvas {
     /** Writes a text, turned about the given point; the height that counts is that of digits. */
     void write(const std::string& text, Point place, Anchor anchor, double angle = 0) const;
 
-    /** Overwrites one pixel. */
-    void setPixel(int col, int row, Colour colour);
+    /** Overwrites all pixels of an area. */
+    void paint(int left, int top, int width, int height,
+               const std::function<Colour(int col, int row)>& colourAt);
 
     /** What has been drawn, as RGB. */
     [[nodiscard]] Picture picture() const;

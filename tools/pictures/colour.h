@@ -10,6 +10,7 @@ struct Colour {
 constexpr Colour ink = {0.13, 0.13, 0.15};
 constexpr Colour faintInk = {0.42, 0.42, 0.45};
 constexpr Colour white = {1, 1, 1};
+constexpr Colour paper = {0.93, 0.93, 0.94};
 
 /**
  * A perceptually uniform colour scale for t from 0 to 1: from dark violet over teal to light

@@ -1,10 +1,12 @@
 #include "pictures/displacement.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <numbers>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pictures/colour.h"
@@ -99,72 +101,110 @@ void drawContour(const Figure& figure, const Canvas& canvas, const Polyline& lin
     labels.push_back(centre);
 }
 
-}  // namespace
-
-void drawHeatMap(const Figure& figure, Canvas& canvas) {
-    const Rectangle& plot = figure.plot;
-    for (int row = 0; row < static_cast<int>(plot.height); ++row) {
-        for (int col = 0; col < static_cast<int>(plot.width); ++col) {
-            const double value = displacementAtPixel(
-                figure, {(col + 0.5) / plot.width * figure.camera.width - 0.5,
-                         (row + 0.5) / plot.height * figure.camera.height - 0.5});
-            canvas.setPixel(static_cast<int>(plot.left) + col, static_cast<int>(plot.top) + row,
-                            std::isfinite(value) ? heat(value / figure.largest) : faintInk);
+/** The values at nodes a few hairlines apart, over the area that they speak for. */
+NodeValues contourNodes(const Figure& figure) {
+    const double apart = 2.2 * figure.scale;
+    const auto count = [apart](double length) {
+        return std::max(2, static_cast<int>(std::lround(length / apart)) + 1);
+    };
+    const Point covered = figure.values.covered;
+    NodeValues nodes = {count(figure.plot.height * covered.y / figure.imageHeight),
+                        count(figure.plot.width * covered.x / figure.imageWidth),
+                        {}};
+    for (int row = 0; row < nodes.rows; ++row) {
+        for (int col = 0; col < nodes.cols; ++col) {
+            nodes.values.push_back(
+                valueAt(figure.values, {covered.x * col / (nodes.cols - 1) - 0.5,
+                                        covered.y * row / (nodes.rows - 1) - 0.5}));
         }
     }
+    return nodes;
 }
 
-void drawMappedGrid(const Figure& figure, const Canvas& canvas) {
-    constexpr int linesAlongWidth = 16;
+/**
+ * Adds the lines of a regular grid over the image, at the places to which `place` takes them: 17
+ * lines along the longer side, from the first pixel to the last, and as many along the other as
+ * keep the cells about square, at least five.
+ */
+template <class Place>
+void addGrid(const Figure& figure, const Canvas& canvas, const Place& place) {
+    constexpr int cellsAlongLonger = 16;
     constexpr int stepsPerLine = 400;
-    cairo_t* const cr = canvas.context();
-    const double right = figure.camera.width - 1;
-    const double bottom = figure.camera.height - 1;
-    const int linesAlongHeight = std::max(
-        4, static_cast<int>(std::lround(linesAlongWidth * figure.plot.height / figure.plot.width)));
+    const double right = figure.values.covered.x - 1;
+    const double bottom = figure.values.covered.y - 1;
+    const auto cells = [](double side, double other) {
+        return std::max(
+            4, static_cast<int>(std::lround(cellsAlongLonger * std::min(1.0, side / other))));
+    };
     const auto addLine = [&](Point from, Point to) {
         std::vector<Point> line;
         for (int i = 0; i <= stepsPerLine; ++i) {
             const double t = static_cast<double>(i) / stepsPerLine;
-            const Point place =
-                mapped(figure, {std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)});
-            if (std::isfinite(place.x) && std::isfinite(place.y)) {
-                line.push_back(figure.onCanvas(place));
+            const Point p = place(Point{std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)});
+            if (std::isfinite(p.x) && std::isfinite(p.y)) {
+                line.push_back(figure.onCanvas(p));
             }
         }
-        addPath(cr, line);
+        addPath(canvas.context(), line);
     };
-    for (int i = 0; i <= linesAlongWidth; ++i) {
-        const double x = right * i / linesAlongWidth;
+    const int columns = cells(figure.plot.width, figure.plot.height);
+    for (int i = 0; i <= columns; ++i) {
+        const double x = right * i / columns;
         addLine({x, 0}, {x, bottom});
     }
-    for (int i = 0; i <= linesAlongHeight; ++i) {
-        const double y = bottom * i / linesAlongHeight;
+    const int rows = cells(figure.plot.height, figure.plot.width);
+    for (int i = 0; i <= rows; ++i) {
+        const double y = bottom * i / rows;
         addLine({0, y}, {right, y});
     }
+}
+
+void drawHeatMap(const Figure& figure, Canvas& canvas) {
+    // The colours are many; a table of them is as good as any number of them.
+    std::vector<Colour> colours;
+    constexpr int count = 1024;
+    for (int i = 0; i < count; ++i) {
+        colours.push_back(heat(i / (count - 1.0)));
+    }
+    const Rectangle& plot = figure.plot;
+    const auto colourAt = [&](int col, int row) {
+        const Point pixel = {(col + 0.5) / plot.width * figure.imageWidth - 0.5,
+                             (row + 0.5) / plot.height * figure.imageHeight - 0.5};
+        if (pixel.x > figure.values.covered.x - 0.5 || pixel.y > figure.values.covered.y - 0.5) {
+            return paper;
+        }
+        const double value = valueAt(figure.values, pixel);
+        const double t = figure.largest > 0 ? std::min(value / figure.largest, 1.0) : 0;
+        return std::isfinite(value) ? colours[static_cast<std::size_t>(t * (count - 1))] : faintInk;
+    };
+    canvas.paint(static_cast<int>(plot.left), static_cast<int>(plot.top),
+                 static_cast<int>(plot.width), static_cast<int>(plot.height), colourAt);
+}
+
+void drawGrids(const Figure& figure, const Canvas& canvas, const CoordinateMap& map) {
+    cairo_t* const cr = canvas.context();
     cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
-    cairo_set_line_width(cr, 0.9 * figure.scale);
-    canvas.setColour(white, 0.6);
+    setRegularLine(figure, canvas);
+    addGrid(figure, canvas, [](Point pixel) { return pixel; });
+    cairo_stroke(cr);
+    setMappedLine(figure, canvas);
+    addGrid(figure, canvas, [&map](Point pixel) { return mapped(map, pixel); });
     cairo_stroke(cr);
 }
 
-void drawContours(const Figure& figure, const Canvas& canvas, double step) {
-    // Nodes fine enough for smooth lines, over the whole area of the image.
-    constexpr int cols = 321;
-    const int rows = std::max(2, static_cast<int>(cols * figure.plot.height / figure.plot.width));
-    NodeValues nodes = {rows, cols, {}};
-    const auto pixelAt = [&](double row, double col) {
-        return Point{figure.camera.width * col / (cols - 1) - 0.5,
-                     figure.camera.height * row / (rows - 1) - 0.5};
-    };
-    for (int row = 0; row < rows; ++row) {
-        for (int col = 0; col < cols; ++col) {
-            nodes.values.push_back(displacementAtPixel(figure, pixelAt(row, col)));
-        }
+void drawContours(const Figure& figure, const Canvas& canvas) {
+    if (figure.largest <= 0) {
+        return;
     }
-    cairo_set_line_width(canvas.context(), 1.3 * figure.scale);
+    const NodeValues nodes = contourNodes(figure);
+    const auto pixelAt = [&](double row, double col) {
+        return Point{figure.values.covered.x * col / (nodes.cols - 1) - 0.5,
+                     figure.values.covered.y * row / (nodes.rows - 1) - 0.5};
+    };
+    cairo_set_line_width(canvas.context(), 1.5 * figure.scale);
     canvas.setType(11.5 * figure.scale, true);
     std::vector<Point> labels;
+    const double step = contourStep(figure);
     // Displacement grows steeply towards the corners; two more levels tell of the middle.
     std::vector<double> levels = {step / 10, step / 2};
     for (int i = 1; i * step < figure.largest; ++i) {
@@ -179,4 +219,47 @@ void drawContours(const Figure& figure, const Canvas& canvas, double step) {
             drawContour(figure, canvas, line, format("%.6g", level), labels);
         }
     }
+}
+
+void markLargest(const Figure& figure, const Canvas& canvas) {
+    if (figure.largest <= 0) {
+        return;
+    }
+    const Point place = figure.onCanvas(figure.place);
+    for (const auto& [colour, width] : {std::pair(ink, 3.2), std::pair(white, 1.4)}) {
+        cairo_new_path(canvas.context());
+        cairo_arc(canvas.context(), place.x, place.y, 5 * figure.scale, 0, 2 * std::numbers::pi);
+        cairo_set_line_width(canvas.context(), width * figure.scale);
+        canvas.setColour(colour);
+        cairo_stroke(canvas.context());
+    }
+}
+
+}  // namespace
+
+void setRegularLine(const Figure& figure, const Canvas& canvas) {
+    const std::array dashes = {2.5 * figure.scale, 3.5 * figure.scale};
+    cairo_set_dash(canvas.context(), dashes.data(), dashes.size(), 0);
+    cairo_set_line_width(canvas.context(), 0.8 * figure.scale);
+    canvas.setColour(white, 0.4);
+}
+
+void setMappedLine(const Figure& figure, const Canvas& canvas) {
+    cairo_set_dash(canvas.context(), nullptr, 0, 0);
+    cairo_set_line_width(canvas.context(), figure.scale);
+    canvas.setColour(white, 0.65);
+}
+
+void drawField(const Figure& figure, Canvas& canvas, const CoordinateMap* map) {
+    const Rectangle& plot = figure.plot;
+    drawHeatMap(figure, canvas);
+    cairo_save(canvas.context());
+    cairo_rectangle(canvas.context(), plot.left, plot.top, plot.width, plot.height);
+    cairo_clip(canvas.context());
+    if (map != nullptr) {
+        drawGrids(figure, canvas, *map);
+    }
+    drawContours(figure, canvas);
+    cairo_restore(canvas.context());
+    markLargest(figure, canvas);
 }

@@ -2,50 +2,100 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+#include <utility>
 
 #include "pictures/interpolation.h"
 #include "text.h"
 
-Figure layOut(const CoordinateMap& map, const Camera& camera, int32_t width) {
-    Figure figure{};
-    figure.map = &map;
-    figure.camera = camera;
-    figure.displacement = {map.rows, map.cols, {}};
-    for (int32_t row = 0; row < map.rows; ++row) {
-        for (int32_t col = 0; col < map.cols; ++col) {
-            figure.displacement.values.push_back(displacementAt(map, row, col));
-            const double value = figure.displacement.values.back();
-            figure.largest = value > figure.largest ? value : figure.largest;
+namespace {
+
+/** Samples stand at the centres of what they speak for: their blocks reach half a sample further.
+ */
+constexpr double halfBlock = 0.5;
+
+/** How far computing in single precision may move a pixel that no lens moves. */
+double roundingOf(const Camera& camera) {
+    const double reach =
+        std::max({static_cast<double>(camera.width), static_cast<double>(camera.height),
+                  std::abs(camera.cx), std::abs(camera.cy)});
+    return std::ldexp(reach, -21);
+}
+
+/** The largest finite value and its place. */
+void findLargest(Figure& figure) {
+    const PixelValues& values = figure.values;
+    for (int row = 0; row < values.nodes.rows; ++row) {
+        for (int col = 0; col < values.nodes.cols; ++col) {
+            const double value = values.nodes.at(row, col);
+            if (std::isfinite(value) && value > figure.rounded) {
+                figure.rounded = value;
+                figure.place = {values.first + values.step * col, values.first + values.step * row};
+            }
         }
     }
+}
+
+}  // namespace
+
+PixelValues displacementsOf(const CoordinateMap& map) {
+    PixelValues values = {
+        {map.rows, map.cols, {}},
+        pixelOfSample(map, 0),
+        static_cast<double>(map.ratio),
+        {static_cast<double>(map.cols) * map.ratio, static_cast<double>(map.rows) * map.ratio}};
+    values.nodes.values.reserve(map.x.size());
+    for (int32_t row = 0; row < map.rows; ++row) {
+        for (int32_t col = 0; col < map.cols; ++col) {
+            values.nodes.values.push_back(displacementAt(map, row, col));
+        }
+    }
+    return values;
+}
+
+double valueAt(const PixelValues& values, Point pixel) {
+    return std::max(
+        0.0, interpolated(
+                 values.nodes.rows, values.nodes.cols, (pixel.x - values.first) / values.step,
+                 (pixel.y - values.first) / values.step,
+                 [&](int row, int col) { return values.nodes.at(row, col); }, halfBlock));
+}
+
+Figure layOut(PixelValues values, const Camera& camera, int32_t width) {
+    Figure figure{};
+    figure.imageWidth = camera.width;
+    figure.imageHeight = camera.height;
+    figure.values = std::move(values);
+    findLargest(figure);
+    figure.largest = figure.rounded > roundingOf(camera) ? figure.rounded : 0;
     figure.scale = width / 900.0;
     const double s = figure.scale;
     // The plot covers whole pixels of the canvas, which makes its edges sharp.
     figure.plot.left = std::round(74 * s);
-    figure.plot.top = std::round(78 * s);
-    figure.plot.width = std::round(width - figure.plot.left - 122 * s);
-    // Very long or high images are not shown in proportion, so that the texts have room.
-    const double proportion =
-        std::clamp(static_cast<double>(camera.height) / camera.width, 0.25, 1.6);
-    figure.plot.height = std::round(figure.plot.width * proportion);
+    figure.plot.top = std::round(100 * s);
+    const double mostWidth = width - figure.plot.left - 122 * s;
+    const double mostHeight = 900 * s;
+    constexpr double mostSlender = 12;
+    const double proportion = static_cast<double>(camera.height) / camera.width;
+    const double drawn = std::clamp(proportion, 1 / mostSlender, mostSlender);
+    figure.stretch = drawn / proportion;
+    figure.plot.width = std::round(std::min(mostWidth, mostHeight / drawn));
+    figure.plot.height = std::round(figure.plot.width * drawn);
+    figure.width = width;
+    figure.height = static_cast<int>(
+        std::ceil(figure.plot.top + std::max(figure.plot.height, 160 * s) + 92 * s));
     return figure;
 }
 
-double displacementAtPixel(const Figure& figure, Point pixel) {
-    const NodeValues& nodes = figure.displacement;
-    return interpolated(nodes.rows, nodes.cols, figure.toSample(pixel.x), figure.toSample(pixel.y),
-                        [&](int row, int col) { return nodes.at(row, col); });
-}
-
-Point mapped(const Figure& figure, Point pixel) {
-    const CoordinateMap& map = *figure.map;
-    const auto coordinate = [&](const std::vector<float>& values) {
-        return figure.toPixel(interpolated(
-            map.rows, map.cols, figure.toSample(pixel.x), figure.toSample(pixel.y),
-            [&](int row, int col) { return static_cast<double>(values[map.index(row, col)]); }));
+Point mapped(const CoordinateMap& map, Point pixel) {
+    const double middle = pixelOfSample(map, 0);
+    const auto moved = [&](const std::vector<float>& values, bool alongX) {
+        const auto displacement = [&](int row, int col) {
+            return static_cast<double>(values[map.index(row, col)]) - (alongX ? col : row);
+        };
+        return map.ratio * interpolated(map.rows, map.cols, (pixel.x - middle) / map.ratio,
+                                        (pixel.y - middle) / map.ratio, displacement, halfBlock);
     };
-    return {coordinate(map.x), coordinate(map.y)};
+    return {pixel.x + moved(map.x, true), pixel.y + moved(map.y, false)};
 }
 
 double roundStep(double range, double parts) {
@@ -57,6 +107,10 @@ double roundStep(double range, double parts) {
         }
     }
     return 10 * power;
+}
+
+double contourStep(const Figure& figure) {
+    return roundStep(figure.largest, 10);
 }
 
 std::string numberText(double value, double step) {

@@ -10,7 +10,9 @@
 #include <memory>
 
 #include "failure.h"
+#include "input.h"
 #include "output.h"
+#include "progress.h"
 #include "text.h"
 
 namespace {
@@ -25,10 +27,6 @@ void complain(png_structp png, png_const_charp message) {
 }
 
 void ignoreWarning(png_structp /*png*/, png_const_charp /*message*/) {}
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 /** The libpng state of one file that is read. */
 struct Reader {
@@ -128,18 +126,15 @@ Picture makePicture(int32_t width, int32_t height, int channels, int bits) {
 }
 
 Picture readPng(const std::string& path, int32_t width, int32_t height) {
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
-    if (file == nullptr) {
-        throw Failure(path, std::string("cannot be read (") + std::strerror(errno) + ")",
-                      "check the path and its permissions");
-    }
+    const InputFile file = openInput(path);
     Reader reader;
     if (reader.info == nullptr) {
         throw std::bad_alloc();
     }
     const auto refuse = [&] {
         throw Failure(
-            path, std::string("cannot be read as a PNG picture (") + reader.complaint.data() + ")",
+            inputName(path),
+            std::string("cannot be read as a PNG picture (") + reader.complaint.data() + ")",
             "convert it to PNG or write it again");
     };
     if (!readHeader(reader, file.get())) {
@@ -149,14 +144,14 @@ Picture readPng(const std::string& path, int32_t width, int32_t height) {
     const png_uint_32 foundHeight = png_get_image_height(reader.png, reader.info);
     if (foundWidth != static_cast<png_uint_32>(width) ||
         foundHeight != static_cast<png_uint_32>(height)) {
-        throw Failure(path,
+        throw Failure(inputName(path),
                       format("the picture has %u x %u pixels and the camera %d x %d", foundWidth,
                              foundHeight, width, height),
                       "take a picture of the camera's size");
     }
     const int channels = png_get_channels(reader.png, reader.info);
     if (channels != 1 && channels != 3) {
-        throw Failure(path, "the picture has an alpha channel", "remove it");
+        throw Failure(inputName(path), "the picture has an alpha channel", "remove it");
     }
     const int bits = png_get_bit_depth(reader.png, reader.info);
     std::vector<uint8_t> bytes(png_get_rowbytes(reader.png, reader.info) * foundHeight);
@@ -184,6 +179,7 @@ void writePng(const std::string& path, const Picture& picture) {
         }
         bytes.push_back(static_cast<uint8_t>(sample));
     }
+    const Progress progress("writing " + shortened(path, 40));
     OutputFile file(path);
     Writer writer(file);
     if (writer.info == nullptr) {

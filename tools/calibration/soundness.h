@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "calibration/image.h"
+
+// The library accepts every file whose checksums hold. What stands in it may be of no use all the
+// same: these functions name what is wrong, each in one phrase.
+
+/** The numbers of the main camera and of one model that are no numbers or infinite. */
+std::vector<std::string> numbersNotFinite(const Image& image, Direction direction);
+
+/** What keeps the map of one direction from being right; it includes the numbers not finite. */
+std::vector<std::string> modelFaults(const Image& image, Direction direction);
+
+/**
+ * Which part of the image the break points of a model leave out: a sample there evaluates to zero,
+ * which puts it on the principal point. Nothing when they enclose the image.
+ */
+std::vector<std::string> uncoveredParts(const Image& image, Direction direction);
+
+/** All of these, for both directions, and the numbers of the sub camera that are not finite. */
+std::vector<std::string> faultsOf(const Image& image);
+
+/** Warns, on standard error, of the uncovered parts. */
+void mentionUncovered(const std::string& path, const Image& image, Direction direction);
