@@ -1,5 +1,7 @@
 #include "arithmetic/elementwise.h"
 
+#include <bit>
+
 #include "arithmetic/divisor.h"
 #include "arithmetic/lanes.h"
 
@@ -110,12 +112,12 @@ void transpose(const double* a, int32_t rows, int32_t cols, double* result) {
 }
 
 bool allFinite(const double* a, int64_t count) {
+    // The difference of a finite number and itself is +0.0; of an infinity or a NaN it is a NaN.
+    uint64_t bits = 0;
     for (int64_t i = 0; i < count; ++i) {
-        if (a[i] - a[i] != 0.0) {
-            return false;
-        }
+        bits |= std::bit_cast<uint64_t>(a[i] - a[i]);
     }
-    return true;
+    return bits << 1U == 0;
 }
 
 }  // namespace calibmap

@@ -44,7 +44,8 @@ Finish makeFinish(const Scaling& scaling) {
 /** One map in the making. */
 template <typename Element>
 struct MapInMaking {
-    LeftRows left;
+    const double* left;
+    bool leftIsFinite;
     Finish finish;
     Element* map;
 };
@@ -94,9 +95,8 @@ template <int Rows, int Count, typename Element>
 CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking<Element>& making,
                                         const double* tile, TermRange range, int32_t row,
                                         int32_t col) {
-    const LeftRows& left = making.left;
     Sums<Rows, Count> sums = {};
-    addTerms<Rows, Count>(left.first + row * left.stride, left.stride, tile, range, sums);
+    addTerms<Rows, Count>(making.left + int64_t{row} * shape.terms, shape.terms, tile, range, sums);
     finishSums<Rows, Count>(making.finish, sums);
     Element* to = making.map + int64_t{row} * shape.cols + col;
     const int32_t width = shape.cols - col;
@@ -111,33 +111,50 @@ CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking
     }
 }
 
-/** Computes the given maps, band after band of rows, tile after tile within each band. */
-template <typename Element, typename... Maps>
-void computeBands(const MapShape& shape, const Maps&... makings) {
+/** Takes one map through one tile of columns, for a band of rows. */
+template <int Count, typename Element>
+CALIBMAP_KERNEL inline void computeBand(Lanes<Count> lanes, const MapShape& shape,
+                                        const MapInMaking<Element>& making, const double* tile,
+                                        int32_t band, int32_t col) {
+    const TermRange range = termsToSum(making.leftIsFinite, tile, shape.terms);
+    forRowGroups(
+        lanes, std::min(bandRows, shape.rows - band), [&](auto group, int32_t row) CALIBMAP_KERNEL {
+            computeTile<decltype(group)::value, Count>(shape, making, tile, range, band + row, col);
+        });
+}
+
+template <typename Element>
+MapInMaking<Element> start(const MapShape& shape, const MapFactor& factor, Element* map) {
+    const bool isFinite = allFinite(factor.left, int64_t{shape.rows} * shape.terms);
+    return {factor.left, isFinite, makeFinish(factor.scaling), map};
+}
+
+/** The maps, band after band of rows, tile after tile within each. */
+template <typename Element, typename... Makings>
+void computeTogether(const MapShape& shape, const Makings&... makings) {
     const int64_t size = tileSize(shape.terms);
     run([&](auto lanes) CALIBMAP_KERNEL {
-        constexpr int count = decltype(lanes)::value;
         for (int32_t band = 0; band < shape.rows; band += bandRows) {
-            const int32_t rows = std::min(bandRows, shape.rows - band);
             for (int32_t col = 0; col < shape.cols; col += tileWidth) {
                 const double* tile = shape.tiles + col / tileWidth * size;
-                const auto compute = [&](const auto& making) CALIBMAP_KERNEL {
-                    const TermRange range = termsToSum(making.left, tile, shape.terms);
-                    forRowGroups(lanes, rows, [&](auto group, int32_t row) CALIBMAP_KERNEL {
-                        computeTile<decltype(group)::value, count>(shape, making, tile, range,
-                                                                   band + row, col);
-                    });
-                };
-                (compute(makings), ...);
+                (computeBand<decltype(lanes)::value, Element>(lanes, shape, makings, tile, band,
+                                                              col),
+                 ...);
             }
         }
     });
 }
 
 template <typename Element>
-MapInMaking<Element> start(const MapShape& shape, const MapFactor& factor, Element* map) {
-    const bool isFinite = allFinite(factor.left, int64_t{shape.rows} * shape.terms);
-    return {{factor.left, shape.terms, isFinite}, makeFinish(factor.scaling), map};
+void compute(const MapShape& shape, const MapFactor& x, const MapFactor& y, Element* mapX,
+             Element* mapY) {
+    if (mapX != nullptr && mapY != nullptr) {
+        computeTogether<Element>(shape, start(shape, x, mapX), start(shape, y, mapY));
+    } else if (mapX != nullptr) {
+        computeTogether<Element>(shape, start(shape, x, mapX));
+    } else {
+        computeTogether<Element>(shape, start(shape, y, mapY));
+    }
 }
 
 }  // namespace
@@ -155,27 +172,12 @@ void packTransposed(const double* a, int32_t terms, int32_t cols, double* tiles)
 
 void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, double* mapX,
                  double* mapY) {
-    computeBands<double>(shape, start(shape, x, mapX), start(shape, y, mapY));
+    compute(shape, x, y, mapX, mapY);
 }
 
 void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, float* mapX,
                  float* mapY) {
-    const auto makingX = start(shape, x, mapX);
-    const auto makingY = start(shape, y, mapY);
-    // Of two elements at one place the later one stays: x[i], then y[i], then x[i + 1].
-    const int64_t size = int64_t{shape.rows} * shape.cols;
-    const auto distance =
-        static_cast<int64_t>(reinterpret_cast<intptr_t>(mapY) - reinterpret_cast<intptr_t>(mapX)) /
-        int64_t{sizeof(float)};
-    if (distance >= size || distance <= -size) {
-        computeBands<float>(shape, makingX, makingY);
-    } else if (distance > 0) {
-        computeBands<float>(shape, makingY);
-        computeBands<float>(shape, makingX);
-    } else {
-        computeBands<float>(shape, makingX);
-        computeBands<float>(shape, makingY);
-    }
+    compute(shape, x, y, mapX, mapY);
 }
 
 }  // namespace calibmap

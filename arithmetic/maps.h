@@ -38,10 +38,10 @@ struct MapShape {
 };
 
 /**
- * Computes two maps, row-major: (((s * factor) + offset) + shift) / divisor for each element s of
- * the product of left factor and tiles, each operation rounded once. As floats, each is rounded to
- * the nearest one, ties to even, in the end; float maps may overlap each other and are then as if
- * they had been written element by element, x before y.
+ * Computes two maps, row-major, or the one of them that is not null:
+ * (((s * factor) + offset) + shift) / divisor for each element s of the product of left factor and
+ * tiles, each operation rounded once. As floats, each is rounded to the nearest one, ties to even,
+ * in the end.
  */
 void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, double* mapX,
                  double* mapY);

@@ -9,51 +9,48 @@ namespace calibmap {
 
 namespace {
 
-/** Terms that are packed at a time: 2 KiB, for the smallest stack. */
-constexpr int32_t pieceTerms = 31;
+/** Terms that are packed at a time: 1 KiB, for the smallest stack. */
+constexpr int32_t pieceTerms = 15;
 
 /** Rows that are worth packing a piece for; the pages that they write to stay in the TLB. */
 constexpr int32_t bandRows = 64;
 
-/** Part of a product: `width` of its columns, rows `stride` doubles apart. */
-struct ProductColumns {
-    double* first;
-    int64_t stride;
-    int32_t width;
-};
-
 /**
- * Adds one piece of the sums of a tile for some rows. A later piece goes on from the sums that the
- * one before has stored: a double that is stored and loaded is the same double.
+ * Adds one piece of the sums of a full tile for some rows. A later piece goes on from the sums that
+ * the one before has stored: a double that is stored and loaded is the same double.
  */
 template <int Rows, int Count>
-CALIBMAP_KERNEL inline void addPiece(const LeftRows& left, const double* piece, TermRange range,
-                                     bool isFirst, const ProductColumns& product, int64_t row) {
-    double edge[Rows * tileWidth] = {};
-    double* to = product.first + row * product.stride;
-    int64_t stride = product.stride;
-    if (product.width < tileWidth) {
-        for (int r = 0; r < Rows && !isFirst; ++r) {
-            std::copy_n(to + r * stride, product.width, edge + int64_t{r} * tileWidth);
-        }
-        to = edge;
-        stride = tileWidth;
-    }
+CALIBMAP_KERNEL inline void addPiece(const double* left, int64_t leftStride, const double* piece,
+                                     TermRange range, bool isFirst, double* product,
+                                     int64_t stride) {
     Sums<Rows, Count> sums = {};
     for (int r = 0; r < Rows && !isFirst; ++r) {
         for (int v = 0; v < tileWidth / Count; ++v) {
-            load<Count>(to + r * stride + int64_t{v} * Count, sums[r][v]);
+            load<Count>(product + r * stride + int64_t{v} * Count, sums[r][v]);
         }
     }
-    addTerms<Rows, Count>(left.first + row * left.stride, left.stride, piece, range, sums);
+    addTerms<Rows, Count>(left, leftStride, piece, range, sums);
     for (int r = 0; r < Rows; ++r) {
         for (int v = 0; v < tileWidth / Count; ++v) {
-            store<Count>(sums[r][v], to + r * stride + int64_t{v} * Count);
+            store<Count>(sums[r][v], product + r * stride + int64_t{v} * Count);
         }
     }
-    for (int r = 0; r < Rows && product.width < tileWidth; ++r) {
-        std::copy_n(edge + int64_t{r} * tileWidth, product.width,
-                    product.first + (row + r) * product.stride);
+}
+
+/** The same for a tile of `width` columns of the product; the others are computed and left behind.
+ */
+template <int Rows, int Count>
+CALIBMAP_KERNEL inline void addEdge(const double* left, int64_t leftStride, const double* piece,
+                                    TermRange range, bool isFirst, int32_t width, double* product,
+                                    int64_t stride) {
+    double edge[Rows * tileWidth];
+    for (int r = 0; r < Rows && !isFirst; ++r) {
+        std::fill_n(std::copy_n(product + r * stride, width, edge + int64_t{r} * tileWidth),
+                    tileWidth - width, 0.0);
+    }
+    addPiece<Rows, Count>(left, leftStride, piece, range, isFirst, edge, tileWidth);
+    for (int r = 0; r < Rows; ++r) {
+        std::copy_n(edge + int64_t{r} * tileWidth, width, product + r * stride);
     }
 }
 
@@ -63,21 +60,27 @@ void multiply(const double* left, const double* right, int32_t rows, int32_t ter
               double* product) {
     const bool isFinite = allFinite(left, int64_t{rows} * terms);
     run([=](auto lanes) CALIBMAP_KERNEL {
+        constexpr int count = decltype(lanes)::value;
         double piece[tileSize(pieceTerms)];
         for (int32_t band = 0; band < rows; band += bandRows) {
             for (int32_t col = 0; col < cols; col += tileWidth) {
-                const ProductColumns columns = {product + int64_t{band} * cols + col, cols,
-                                                std::min(tileWidth, cols - col)};
+                const int32_t width = std::min(tileWidth, cols - col);
                 for (int32_t term = 0; term < terms; term += pieceTerms) {
-                    const int32_t count = std::min(pieceTerms, terms - term);
-                    packTile(right + int64_t{term} * cols + col, cols, 1, count, columns.width,
-                             piece);
-                    const LeftRows part = {left + int64_t{band} * terms + term, terms, isFinite};
-                    const TermRange range = termsToSum(part, piece, count);
+                    const int32_t pieceSize = std::min(pieceTerms, terms - term);
+                    packTile(right + int64_t{term} * cols + col, cols, 1, pieceSize, width, piece);
+                    const TermRange range = termsToSum(isFinite, piece, pieceSize);
                     forRowGroups(lanes, std::min(bandRows, rows - band),
                                  [&](auto group, int32_t row) CALIBMAP_KERNEL {
-                                     addPiece<decltype(group)::value, decltype(lanes)::value>(
-                                         part, piece, range, term == 0, columns, row);
+                                     constexpr int groupRows = decltype(group)::value;
+                                     const double* from = left + int64_t{band + row} * terms + term;
+                                     double* to = product + int64_t{band + row} * cols + col;
+                                     if (width == tileWidth) {
+                                         addPiece<groupRows, count>(from, terms, piece, range,
+                                                                    term == 0, to, cols);
+                                     } else {
+                                         addEdge<groupRows, count>(from, terms, piece, range,
+                                                                   term == 0, width, to, cols);
+                                     }
                                  });
                 }
             }

@@ -43,14 +43,6 @@ inline TermRange nonZeroTerms(const double* tile) {
 void packTile(const double* source, int64_t termStride, int64_t colStride, int32_t terms,
               int32_t width, double* tile);
 
-/** A left factor: its rows, `stride` doubles apart. */
-struct LeftRows {
-    const double* first;
-    int64_t stride;
-    /** No element is infinite or NaN, see `termsToSum`. */
-    bool isFinite;
-};
-
 /**
  * The terms of a tile that have to be summed. Where every left factor is finite, leading and
  * trailing terms whose right factors are all zero are left out: they add +0.0 or -0.0 to a sum that
@@ -58,8 +50,8 @@ struct LeftRows {
  * negative zeros), which changes no bit. An infinite or NaN left factor makes NaN of a zero, so
  * there all terms are summed.
  */
-inline TermRange termsToSum(const LeftRows& left, const double* tile, int32_t terms) {
-    return left.isFinite ? nonZeroTerms(tile) : TermRange{0, terms};
+inline TermRange termsToSum(bool leftIsFinite, const double* tile, int32_t terms) {
+    return leftIsFinite ? nonZeroTerms(tile) : TermRange{0, terms};
 }
 
 /** The sums of one tile for some rows of the left factor. */

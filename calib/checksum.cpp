@@ -29,11 +29,11 @@ bool holds(uint8_t storedChecksum, int32_t sum) {
 using namespace calibmap;
 
 uint8_t calibrationSum(const uint8_t* bytes, int32_t length) {
-    uint32_t sum = 0;
+    uint8_t sum = 0;  // of which a vector holds many
     for (int32_t i = 0; i < length; ++i) {
-        sum += bytes[i];
+        sum = static_cast<uint8_t>(sum + bytes[i]);
     }
-    return static_cast<uint8_t>(sum);
+    return sum;
 }
 
 uint8_t calibrationChecksum(const uint8_t* bytes, int32_t length) {

@@ -12,6 +12,8 @@ int32_t readCalibrationDataC(const char* path, uint8_t* image) {
     if (file == nullptr) {
         return -1;
     }
+    // One read, straight into the image, instead of several through a buffer.
+    setvbuf(file, nullptr, _IONBF, 0);
     const size_t bytesRead = fread(image, 1, CALIBMAP_FILE_SIZE, file);
     fclose(file);
     return bytesRead == CALIBMAP_FILE_SIZE ? 0 : -1;

@@ -55,14 +55,6 @@ bool isMultipliable(const Mat* a, const Mat* b) {
     return matrixSize(a) != 0 && matrixSize(b) != 0 && a->cols == b->rows;
 }
 
-Mat* createProduct(const Mat* a, const Mat* b) {
-    return isMultipliable(a, b) ? allocateMatrix<Mat>(a->rows, b->cols) : nullptr;
-}
-
-void computeProduct(const Mat& a, const Mat& b, Mat& product) {
-    multiply(a.data, b.data, a.rows, a.cols, b.cols, product.data);
-}
-
 }  // namespace calibmap
 
 using namespace calibmap;
@@ -132,9 +124,9 @@ Mat* matDivk(const Mat* a, double k) {
 }
 
 Mat* matMul(const Mat* a, const Mat* b) {
-    auto* product = createProduct(a, b);
+    auto* product = isMultipliable(a, b) ? allocateMatrix<Mat>(a->rows, b->cols) : nullptr;
     if (product != nullptr) {
-        computeProduct(*a, *b, *product);
+        multiply(a->data, b->data, a->rows, a->cols, b->cols, product->data);
     }
     return product;
 }

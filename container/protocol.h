@@ -25,13 +25,12 @@ constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
 }
 
 /**
- * Allocates a record and a buffer of `elements` elements, whose content and the record's counts
- * are the caller's to set, and adds one to `liveCount`. Null, with the count unchanged, when the
- * buffer may not exist or the heap is exhausted. A layout of our own may take `spare` elements more
- * than the ones that decide whether the buffer may exist.
+ * Allocates a record for `elements` elements, whose content and counts are the caller's to set, and
+ * a buffer that holds `held` of them, and adds one to `liveCount`. Null, with the count unchanged,
+ * when a buffer for all elements may not exist or the heap is exhausted.
  */
 template <typename Record>
-Record* allocateContainer(int64_t elements, int32_t& liveCount, int64_t spare = 0) {
+Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
     constexpr auto elementSize = static_cast<int64_t>(sizeof(*Record::data));
     if (!withinLimit(elements, elementSize)) {
         return nullptr;
@@ -41,8 +40,7 @@ Record* allocateContainer(int64_t elements, int32_t& liveCount, int64_t spare = 
         return nullptr;
     }
     // An empty container is live too, also where malloc(0) gives null.
-    const int64_t wanted = elements + spare;
-    const auto bytes = static_cast<size_t>(wanted > 0 ? wanted * elementSize : 1);
+    const auto bytes = static_cast<size_t>(held > 0 ? held * elementSize : 1);
     record->data = static_cast<decltype(Record::data)>(malloc(bytes));
     if (record->data == nullptr) {
         free(record);
@@ -87,18 +85,27 @@ bool sameShape(const Matrix* a, const Matrix* b) {
     return matrixSize(a) != 0 && matrixSize(b) != 0 && a->rows == b->rows && a->cols == b->cols;
 }
 
-/** New matrix whose elements the caller overwrites; null as `allocateContainer`. */
+/**
+ * New matrix of the given shape with a buffer of our own layout, of `held` elements: for steps of a
+ * computation that never have all their elements at once. Null as `allocateContainer`.
+ */
 template <typename Matrix>
-Matrix* allocateMatrix(int32_t rows, int32_t cols, int64_t spare = 0) {
+Matrix* allocatePart(int32_t rows, int32_t cols, int64_t held) {
     if (rows < 0 || cols < 0) {
         return nullptr;
     }
-    auto* matrix = allocateContainer<Matrix>(int64_t{rows} * cols, gMatCnt, spare);
+    auto* matrix = allocateContainer<Matrix>(int64_t{rows} * cols, held, gMatCnt);
     if (matrix != nullptr) {
         matrix->rows = rows;
         matrix->cols = cols;
     }
     return matrix;
+}
+
+/** New matrix whose elements the caller overwrites; null as `allocateContainer`. */
+template <typename Matrix>
+Matrix* allocateMatrix(int32_t rows, int32_t cols) {
+    return allocatePart<Matrix>(rows, cols, int64_t{rows} * cols);
 }
 
 /** New matrix of zeros; null as `allocateContainer`. */

@@ -17,7 +17,7 @@ static_assert(hasVectorLayout<VectorDouble> && hasVectorLayout<VectorFloat> &&
 
 template <typename Vector>
 Vector* allocateVector(int32_t n) {
-    auto* vector = allocateContainer<Vector>(n, gTotalVecCnt);
+    auto* vector = allocateContainer<Vector>(n, n, gTotalVecCnt);
     if (vector != nullptr) {
         vector->size = n;
     }

@@ -1,7 +1,10 @@
 #include "distortion/grid.h"
 
+#include <algorithm>
 #include <initializer_list>
 
+#include "arithmetic/product.h"
+#include "arithmetic/tile.h"
 #include "container/mat.h"
 #include "container/protocol.h"
 #include "spline/collocation_matrix.h"
@@ -13,9 +16,17 @@ namespace {
 constexpr Reporter reporter = {"undisortionBspline", 0};
 
 /**
+ * Samples that go through the steps together. Of the matrices between them and the maps only the
+ * tiles ever hold all their elements; of the others the rows of one chunk serve all, so that a map
+ * takes little memory beside itself.
+ */
+constexpr int32_t chunk = 64;
+static_assert(chunk % tileWidth == 0, "a tile belongs to one chunk");
+
+/**
  * The steps between the products and the maps. Their elements only ever stand in registers, so
- * these matrices are never read nor written: they exist so that an exhausted heap is reported under
- * the name of the step that it strikes.
+ * these matrices have none: they exist so that an exhausted heap is reported under the name of the
+ * step that it strikes.
  */
 struct Steps {
     Mat* outputX;
@@ -35,16 +46,21 @@ void releaseSteps(Steps& s) {
     }
 }
 
-/** A step's matrix, of one element; null where the product a x b could not be made. */
-Mat* createProductStep(const Mat* a, const Mat* b) {
-    const bool isPossible =
-        isMultipliable(a, b) && withinLimit(int64_t{a->rows} * b->cols, sizeof(double));
-    return isPossible ? allocateMatrix<Mat>(1, 1) : nullptr;
-}
-
 /** A step's matrix; null where there is no operand. */
 Mat* createStep(const Mat* operand) {
-    return operand == nullptr ? nullptr : allocateMatrix<Mat>(1, 1);
+    return operand == nullptr ? nullptr : allocatePart<Mat>(operand->rows, operand->cols, 0);
+}
+
+/** The step's matrix for the product a x b; null where that could not be made. */
+Mat* createProductStep(const Mat* a, const Mat* b) {
+    return isMultipliable(a, b) ? allocatePart<Mat>(a->rows, b->cols, 0) : nullptr;
+}
+
+/** A left factor, the product a x b, for the rows of one chunk. */
+Mat* createLeft(const Mat* a, const Mat* b) {
+    return isMultipliable(a, b)
+               ? allocatePart<Mat>(a->rows, b->cols, int64_t{std::min(a->rows, chunk)} * b->cols)
+               : nullptr;
 }
 
 /** A map, made by the last step from `operand`; null where that is missing. */
@@ -55,21 +71,21 @@ Mat* createMap(const Mat* operand, const GridEvaluation& grid) {
 /** A column for the sample positions of an axis; null for no samples or a zero focal length. */
 Mat* createSamples(const Axis& axis) {
     const bool isPossible = axis.count > 0 && axis.focalLength != 0.0;
-    return isPossible ? allocateMatrix<Mat>(axis.count, 1) : nullptr;
+    return isPossible ? allocatePart<Mat>(axis.count, 1, std::min(axis.count, chunk)) : nullptr;
 }
 
-void fillSamples(const Axis& axis, Mat& samples) {
-    for (int32_t i = 0; i < axis.count; ++i) {
-        const double position = axis.firstSample + axis.ratio * i;
-        samples.data[i] = (position - axis.principalPoint) / axis.focalLength;
+/** Fills `count` positions, from sample `first` on. */
+void fillSamples(const Axis& axis, int32_t first, int32_t count, double* samples) {
+    for (int32_t i = 0; i < count; ++i) {
+        const double position = axis.firstSample + axis.ratio * (first + i);
+        samples[i] = (position - axis.principalPoint) / axis.focalLength;
     }
 }
 
-/** The transpose of the collocation matrix, with room for the layout that the maps are made from.
- */
+/** The transpose of the collocation matrix, in the layout that the maps are made from. */
 Mat* createTiles(const Mat* colMatrix) {
-    const int64_t spare = tilesSize(colMatrix->cols, colMatrix->rows) - elementCount(*colMatrix);
-    return allocateMatrix<Mat>(colMatrix->cols, colMatrix->rows, spare);
+    return allocatePart<Mat>(colMatrix->cols, colMatrix->rows,
+                             tilesSize(colMatrix->cols, colMatrix->rows));
 }
 
 /** Creates the factors of both maps; a missing sample column makes its collocation matrix fail. */
@@ -79,17 +95,19 @@ bool createFactors(const BsplineModel& model, GridEvaluation& g, Steps& s) {
     };
     return keepUntested(g.normYT, createSamples(g.yAxis)) &&
            keepUntested(g.normXT, createSamples(g.xAxis)) &&
-           factor(g.colMatrixX, createCollocation(model.xknotsVec, model.kx, g.normXT, g.xBasis),
-                  107, " leave. calc colMatrixX fail") &&
-           factor(g.colMatrixY, createCollocation(model.yknotsVec, model.ky, g.normYT, g.yBasis),
-                  118, " leave. calc colMatrixY fail") &&
-           factor(g.colMatrixYmulCorrectMatrixX, createProduct(g.colMatrixY, g.xcorrectMatrix), 132,
+           factor(g.colMatrixX,
+                  createCollocation(model.xknotsVec, model.kx, g.normXT, chunk, g.xBasis), 107,
+                  " leave. calc colMatrixX fail") &&
+           factor(g.colMatrixY,
+                  createCollocation(model.yknotsVec, model.ky, g.normYT, chunk, g.yBasis), 118,
+                  " leave. calc colMatrixY fail") &&
+           factor(g.colMatrixYmulCorrectMatrixX, createLeft(g.colMatrixY, g.xcorrectMatrix), 132,
                   " leave. calc colMatrixYmulCorrectMatrixX fail") &&
            factor(g.colMatrixXT, createTiles(g.colMatrixX), 143, " leave. calc colMatrixXT fail") &&
            keepUntested(s.outputX,
                         createProductStep(g.colMatrixYmulCorrectMatrixX, g.colMatrixXT)) &&
            keepUntested(g.colMatrixYmulCorrectMatrixY,
-                        createProduct(g.colMatrixY, g.ycorrectMatrix)) &&
+                        createLeft(g.colMatrixY, g.ycorrectMatrix)) &&
            factor(s.outputY, createProductStep(g.colMatrixYmulCorrectMatrixY, g.colMatrixXT), 176,
                   " leave. calc outputY fail");
 }
@@ -145,22 +163,42 @@ void takeOver(const Mat& cameraMatrix, const BsplineModel& model, int32_t imgW, 
     grid.ycorrectMatrix = model.ycorrectMatrix;
 }
 
-MapFactor factorOf(const Mat& left, const Axis& axis) {
-    return {left.data, {axis.focalLength, axis.principalPoint, axis.shift, axis.ratio}};
+MapFactor factorOf(const double* left, const Axis& axis) {
+    return {left, {axis.focalLength, axis.principalPoint, axis.shift, axis.ratio}};
 }
 
+/** The right factor of both maps: a row of values for each column of the map, packed as tiles. */
+void computeTiles(GridEvaluation& g) {
+    const int32_t terms = g.colMatrixX->cols;
+    for (int32_t col = 0; col < g.xAxis.count; col += chunk) {
+        const int32_t cols = std::min(chunk, g.xAxis.count - col);
+        fillSamples(g.xAxis, col, cols, g.normXT->data);
+        evaluateSites(g.xBasis, g.normXT->data, cols, g.colMatrixX->data);
+        packTransposed(g.colMatrixX->data, terms, cols,
+                       g.colMatrixXT->data + tilesSize(terms, col));
+    }
+}
+
+/** The maps, or the one of them that is not null, row after row. */
 template <typename Element>
-void compute(GridEvaluation& g, Element* mapX, Element* mapY) {
-    fillSamples(g.xAxis, *g.normXT);
-    fillSamples(g.yAxis, *g.normYT);
-    evaluateSites(g.xBasis, g.normXT->data, g.normXT->rows, g.colMatrixX->data);
-    evaluateSites(g.yBasis, g.normYT->data, g.normYT->rows, g.colMatrixY->data);
-    packTransposed(g.colMatrixX->data, g.colMatrixX->cols, g.colMatrixX->rows, g.colMatrixXT->data);
-    computeProduct(*g.colMatrixY, *g.xcorrectMatrix, *g.colMatrixYmulCorrectMatrixX);
-    computeProduct(*g.colMatrixY, *g.ycorrectMatrix, *g.colMatrixYmulCorrectMatrixY);
-    computeMaps({g.yAxis.count, g.xAxis.count, g.colMatrixXT->rows, g.colMatrixXT->data},
-                factorOf(*g.colMatrixYmulCorrectMatrixX, g.xAxis),
-                factorOf(*g.colMatrixYmulCorrectMatrixY, g.yAxis), mapX, mapY);
+void computeRows(GridEvaluation& g, Element* mapX, Element* mapY) {
+    const int32_t cols = g.xAxis.count;
+    const int32_t terms = g.colMatrixXT->rows;
+    double* leftX = g.colMatrixYmulCorrectMatrixX->data;
+    double* leftY = g.colMatrixYmulCorrectMatrixY->data;
+    for (int32_t row = 0; row < g.yAxis.count; row += chunk) {
+        const int32_t rows = std::min(chunk, g.yAxis.count - row);
+        fillSamples(g.yAxis, row, rows, g.normYT->data);
+        evaluateSites(g.yBasis, g.normYT->data, rows, g.colMatrixY->data);
+        multiply(g.colMatrixY->data, g.xcorrectMatrix->data, rows, g.colMatrixY->cols, terms,
+                 leftX);
+        multiply(g.colMatrixY->data, g.ycorrectMatrix->data, rows, g.colMatrixY->cols, terms,
+                 leftY);
+        const int64_t first = int64_t{row} * cols;
+        computeMaps({rows, cols, terms, g.colMatrixXT->data}, factorOf(leftX, g.xAxis),
+                    factorOf(leftY, g.yAxis), mapX == nullptr ? nullptr : mapX + first,
+                    mapY == nullptr ? nullptr : mapY + first);
+    }
 }
 
 }  // namespace
@@ -192,11 +230,26 @@ int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
 }
 
 void computeGrid(GridEvaluation& grid, double* mapX, double* mapY) {
-    compute(grid, mapX, mapY);
+    computeTiles(grid);
+    computeRows(grid, mapX, mapY);
 }
 
 void computeGrid(GridEvaluation& grid, float* mapX, float* mapY) {
-    compute(grid, mapX, mapY);
+    constexpr float* none = nullptr;
+    const int64_t size = int64_t{grid.yAxis.count} * grid.xAxis.count;
+    const auto distance =
+        static_cast<int64_t>(reinterpret_cast<intptr_t>(mapY) - reinterpret_cast<intptr_t>(mapX)) /
+        int64_t{sizeof(float)};
+    computeTiles(grid);
+    if (distance >= size || distance <= -size) {
+        computeRows(grid, mapX, mapY);
+    } else if (distance > 0) {
+        computeRows(grid, none, mapY);
+        computeRows(grid, mapX, none);
+    } else {
+        computeRows(grid, mapX, none);
+        computeRows(grid, none, mapY);
+    }
 }
 
 void releaseGrid(GridEvaluation& grid) {

@@ -55,7 +55,11 @@ int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
                     const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH, int32_t ratio,
                     GridEvaluation& grid, Mat** undistX, Mat** undistY);
 
-/** The second half, from the sample positions to the maps, as doubles or as floats. */
+/**
+ * The second half, from the sample positions to the maps, as doubles or as floats. The float maps
+ * are a caller's arrays and may overlap each other: they are then as if they had been written
+ * element by element, x before y, so of two elements at one place the later one stays.
+ */
 void computeGrid(GridEvaluation& grid, double* mapX, double* mapY);
 void computeGrid(GridEvaluation& grid, float* mapX, float* mapY);
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "arithmetic/lanes.h"
+
 namespace calibmap {
 
 namespace {
@@ -30,8 +32,7 @@ using Sites = double __attribute__((vector_size(siteGroup * sizeof(double))));
  * `Real` is a double, or one double for each of several sites: the operations of each are the same.
  */
 template <typename Real>
-[[gnu::always_inline]] inline void evaluateBsplines(const Real* next, const Real& x, int32_t k,
-                                                    Real* b) {
+CALIBMAP_KERNEL inline void evaluateBsplines(const Real* next, const Real& x, int32_t k, Real* b) {
     b[0] = Real{} + 1.0;
     for (int32_t j = 1; j < k; ++j) {
         Real saved = {};
@@ -99,15 +100,22 @@ Inside valuesInRow(const SplineBasis& basis, const Site& site) {
  * Up to `siteGroup` sites. One by one the recurrence is a chain of divisions, each waiting for the
  * one before; side by side they keep the divider busy. An incomplete group repeats its last site.
  */
-void evaluateGroup(const SplineBasis& basis, const Site* group, int32_t count, double* rows) {
+CALIBMAP_KERNEL inline void evaluateGroup(const SplineBasis& basis, const Site* group,
+                                          int32_t count, double* rows) {
     const int32_t order = basis.order;
-    Sites x;
+    Sites x = {};
     Sites knots[2 * groupOrder];
+    bool isOneInterval = true;
     for (int32_t i = 0; i < siteGroup; ++i) {
         const Site& site = group[std::min(i, count - 1)];
         x[i] = site.x;
-        for (int32_t r = 0; r < 2 * (order - 1); ++r) {
-            knots[r][i] = site.next[r - (order - 1)];
+        isOneInterval = isOneInterval && site.next == group[0].next;
+    }
+    const int32_t others = isOneInterval ? 0 : count - 1;
+    for (int32_t r = 0; r < 2 * (order - 1); ++r) {
+        const int32_t knot = r - (order - 1);
+        for (int32_t i = 0; i < siteGroup; ++i) {
+            knots[r][i] = group[std::min(i, others)].next[knot];
         }
     }
     Sites values[groupOrder];
@@ -155,23 +163,25 @@ SplineBasis makeBasis(const VectorDouble& knots, double k, double augLeft) {
 }
 
 void evaluateSites(const SplineBasis& basis, const double* sites, int32_t count, double* rows) {
-    int32_t interval = 0;
-    for (int32_t done = 0; done < count; done += siteGroup) {
-        Site group[siteGroup];
-        const int32_t inGroup = std::min(siteGroup, count - done);
-        for (int32_t i = 0; i < inGroup; ++i) {
-            interval = countKnotsUpTo(basis, sites[done + i], interval);
-            group[i] = locate(basis, sites[done + i], interval);
-        }
-        double* row = rows + int64_t{done} * basis.splines;
-        if (basis.order <= groupOrder) {
-            evaluateGroup(basis, group, inGroup, row);
-        } else {
+    run([&](auto /*lanes*/) CALIBMAP_KERNEL {
+        int32_t interval = 0;
+        for (int32_t done = 0; done < count; done += siteGroup) {
+            Site group[siteGroup];
+            const int32_t inGroup = std::min(siteGroup, count - done);
             for (int32_t i = 0; i < inGroup; ++i) {
-                evaluateAlone(basis, group[i], row + int64_t{i} * basis.splines);
+                interval = countKnotsUpTo(basis, sites[done + i], interval);
+                group[i] = locate(basis, sites[done + i], interval);
+            }
+            double* row = rows + int64_t{done} * basis.splines;
+            if (basis.order <= groupOrder) {
+                evaluateGroup(basis, group, inGroup, row);
+            } else {
+                for (int32_t i = 0; i < inGroup; ++i) {
+                    evaluateAlone(basis, group[i], row + int64_t{i} * basis.splines);
+                }
             }
         }
-    }
+    });
 }
 
 }  // namespace calibmap

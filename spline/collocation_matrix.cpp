@@ -1,5 +1,7 @@
 #include "spline/collocation_matrix.h"
 
+#include <algorithm>
+
 #include "container/diagnostics.h"
 #include "container/live_counts.h"
 #include "container/protocol.h"
@@ -60,14 +62,16 @@ bool proveRows(const VectorDouble* knots, int32_t k, int32_t cols, SplineBasis& 
 }  // namespace
 
 Mat* createCollocation(const VectorDouble* knots, int32_t k, const Mat* samplePoints,
-                       SplineBasis& basis) {
+                       int32_t heldRows, SplineBasis& basis) {
     const int32_t cols = acceptArguments(knots, k, samplePoints);
     if (cols == 0) {
         return nullptr;
     }
     const LiveCounts enter = enterCounts();
+    const int32_t sites = samplePoints->rows;
+    const int64_t held = int64_t{std::min(sites, heldRows)} * cols;
     Mat* colMatrixX = nullptr;
-    bool isSound = keep(colMatrixX, allocateMatrix<Mat>(samplePoints->rows, cols), reporter, 34,
+    bool isSound = keep(colMatrixX, allocatePart<Mat>(sites, cols, held), reporter, 34,
                         " leave. create colMatrixX  fail") &&
                    proveRows(knots, k, cols, basis);
     if (isSound) {
@@ -87,7 +91,7 @@ using namespace calibmap;
 
 Mat* collocationMatrix(const VectorDouble* knots, int32_t k, const Mat* samplePoints) {
     SplineBasis basis;
-    auto* colMatrixX = createCollocation(knots, k, samplePoints, basis);
+    auto* colMatrixX = createCollocation(knots, k, samplePoints, INT32_MAX, basis);
     if (colMatrixX != nullptr) {
         evaluateSites(basis, samplePoints->data, samplePoints->rows, colMatrixX->data);
     }

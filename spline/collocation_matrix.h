@@ -11,10 +11,11 @@ namespace calibmap {
 
 /**
  * `collocationMatrix` without its elements, and the basis that `evaluateSites` takes for them; null
- * wherever `collocationMatrix` is null. Of the sites only the number is read.
+ * wherever `collocationMatrix` is null. Of the sites only the number is read. The buffer holds
+ * `heldRows` rows, or all when there are fewer.
  */
 Mat* createCollocation(const VectorDouble* knots, int32_t k, const Mat* samplePoints,
-                       SplineBasis& basis);
+                       int32_t heldRows, SplineBasis& basis);
 
 }  // namespace calibmap
 

@@ -17,7 +17,8 @@ subtractScalar  subtract
 multiplyScalar  multiply
 divideScalar    divide
 multiply        multiply add
-computeMaps     multiply add narrow
+computeTogether multiply add narrow
+evaluateSites   multiply divide
 roundToFloats   narrow
 '
 
