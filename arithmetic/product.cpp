@@ -23,14 +23,21 @@ template <int Rows, int Count>
 CALIBMAP_KERNEL inline void addPiece(const double* left, int64_t leftStride, const double* piece,
                                      TermRange range, bool isFirst, double* product,
                                      int64_t stride) {
-    Sums<Rows, Count> sums = {};
-    for (int r = 0; r < Rows && !isFirst; ++r) {
+    Sums<Rows, Count> sums;
+#pragma GCC unroll 8
+    for (int r = 0; r < Rows; ++r) {
+#pragma GCC unroll 8
         for (int v = 0; v < tileWidth / Count; ++v) {
-            load<Count>(product + r * stride + int64_t{v} * Count, sums[r][v]);
+            sums[r][v] = Vector<Count>{};
+            if (!isFirst) {
+                load<Count>(product + r * stride + int64_t{v} * Count, sums[r][v]);
+            }
         }
     }
     addTerms<Rows, Count>(left, leftStride, piece, range, sums);
+#pragma GCC unroll 8
     for (int r = 0; r < Rows; ++r) {
+#pragma GCC unroll 8
         for (int v = 0; v < tileWidth / Count; ++v) {
             store<Count>(sums[r][v], product + r * stride + int64_t{v} * Count);
         }
