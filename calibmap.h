@@ -32,9 +32,11 @@
  *
  * The device's file is the one that `calibin` names. It is read again at every call; nothing is
  * cached and it is never written. Failures are return values; a diagnostic ("ERROR: ", a message,
- * a line feed) goes to standard output where a function's comment says that it reports. Nothing
- * here stops the process. Calls are made from one thread at a time, except for the functions of the
- * calibration file, which keep no state.
+ * a line feed, in one piece) goes to standard output where a function's comment says that it
+ * reports. Nothing here stops the process.
+ *
+ * Any number of threads may call at the same time, each with records, containers and arrays that no
+ * other thread changes meanwhile; `calibin` is set before. A stack of 24 KiB is enough for a map.
  *
  * Below the two services stand the pieces they are made of, all exported: the calibration file, the
  * counted containers (matrices and vectors), the B-spline toolkit and the evaluation of a spline
@@ -48,7 +50,7 @@
 #include <stdint.h>
 
 #define CALIBMAP_VERSION_MAJOR 1
-#define CALIBMAP_VERSION_MINOR 0
+#define CALIBMAP_VERSION_MINOR 1
 #define CALIBMAP_VERSION_PATCH 0
 
 #define CALIBMAP_API __attribute__((visibility("default")))
@@ -168,15 +170,15 @@ CALIBMAP_API int32_t isFileExists(const char* path);
  */
 CALIBMAP_API int32_t readCalibrationDataC(const char* path, uint8_t* image);
 
-/** Sum of `length` bytes modulo 256; 0 when `length` is below 1. */
+/** Sum of `length` bytes modulo 256, 0 to 255; 0 when `length` is below 1. */
 CALIBMAP_API uint8_t calibrationSum(const uint8_t* bytes, int32_t length);
 
 /** Checksum byte of `length` bytes: 255 minus their sum modulo 256; 255 when it is below 1. */
 CALIBMAP_API uint8_t calibrationChecksum(const uint8_t* bytes, int32_t length);
 
 /**
- * Byte sum modulo 256 of one checksummed range, given its first byte; 255 for null. A range is
- * intact when this sum and its checksum byte add up to 255.
+ * Byte sum modulo 256, 0 to 255, of one checksummed range, given its first byte; 255 for null. A
+ * range is intact when this sum and its checksum byte add up to 255.
  */
 CALIBMAP_API int32_t MainCameraIntervalCalibrationSum(const uint8_t* block);
 CALIBMAP_API int32_t SubCameraIntervalCalibrationSum(const uint8_t* block);
@@ -237,7 +239,9 @@ typedef struct CamDistortionLUT {
  * the whole sample grid, and other points are refused with 7.
  *
  * Returns 0, 1, 4, 7, 8, 9, 10 or 13 (see the codes above). Every failure is reported on standard
- * output and leaves the arrays as they were. The record itself is never written.
+ * output and leaves the arrays as they were: whatever can fail has been done before the first
+ * element is written. The record itself is never written. Arrays that overlap each other hold what
+ * they would if they had been written element by element, x before y.
  */
 CALIBMAP_API int32_t DistortionProcess(int32_t flag, int32_t ratio,
                                        const CamDistortionLUT* inputPoints,
@@ -264,6 +268,9 @@ CALIBMAP_API int32_t doDistortionProcess(const char* path, int32_t flag, int32_t
  * negative count, or a buffer of 2^31 bytes or more. They print nothing unless their comment says
  * so. A matrix is empty when its buffer is null or its size in bytes is 0, a vector when its size
  * is 0.
+ *
+ * Results have the same bits on every machine; but which of two NaN operands a NaN result takes its
+ * sign and its payload from, or what they are where no operand is a NaN, is not defined.
  */
 
 /** Matrix of doubles, row-major: element (r, c) is data[r * cols + c]. */
@@ -298,10 +305,13 @@ typedef struct VectorDouble {
     int32_t size;
 } VectorDouble;
 
-/** Live `Mat` and `MatInt` objects. Not synchronised; only the library writes it. */
+/**
+ * Live `Mat` and `MatInt` objects. Only the library writes it, each time in one indivisible step;
+ * where other threads may be at work, read it with `getTotalActiveMat`.
+ */
 extern CALIBMAP_API int32_t gMatCnt;
 
-/** Live vectors of all three types. Not synchronised; only the library writes it. */
+/** Live vectors of all three types, likewise; `getTotalActiveVectorCnt` reads it. */
 extern CALIBMAP_API int32_t gTotalVecCnt;
 
 /** The value of `gMatCnt`. */
@@ -342,8 +352,7 @@ CALIBMAP_API Mat* matMulk(const Mat* a, double k);
 CALIBMAP_API Mat* matDivk(const Mat* a, double k);
 /**
  * New a.rows x b.cols product; a.cols must equal b.rows. Element (r, c) is
- * 0.0 + a(r,0) b(0,c) + a(r,1) b(1,c) + ... in this order, each product and each sum rounded once:
- * the same bits on every machine, but for which NaN a NaN is.
+ * 0.0 + a(r,0) b(0,c) + a(r,1) b(1,c) + ... in this order, each product and each sum rounded once.
  */
 CALIBMAP_API Mat* matMul(const Mat* a, const Mat* b);
 /** New transpose, a.cols x a.rows. */
@@ -436,7 +445,10 @@ CALIBMAP_API int32_t augknt(const VectorDouble* knots, double* augLeft, double k
  */
 CALIBMAP_API double sorted(const VectorDouble* mesh, double site);
 
-/** New matrix of rowReps x colReps copies of `src`. Reports bad arguments and no memory. */
+/**
+ * New matrix of rowReps x colReps copies of `src`. Reports counts below 1 and an empty `src`, and, as
+ * no memory, also a number of rows or columns that does not fit 32 bits: it never wraps around.
+ */
 CALIBMAP_API MatInt* repmatInt(const MatInt* src, int32_t rowReps, int32_t colReps);
 
 /** Placeholders that do nothing; the two that return something return 0. */
@@ -453,16 +465,17 @@ CALIBMAP_API int32_t bsxfun_minus(void);
  * taken to be k-fold: with another multiplicity j the row is shifted by j - k columns.
  *
  * Null after a report: no knots, decreasing knots, fewer than 2k, all equal, the first knot more
- * than 3k - 2 times, k below 1 or not a number, or no memory. A fractional k is truncated wherever
- * it sizes or indexes something.
+ * than 3k - 2 times, k below 1 or not a number, or no memory (of which one case, no memory for the k
+ * values themselves, has no report). A fractional k is truncated wherever it sizes or indexes
+ * something.
  */
 CALIBMAP_API Mat* spcol(const VectorDouble* knots, double k, double x);
 
 /**
  * Collocation matrix: row i holds the values of all B-splines of order k over `knots` at site i of
  * the column `samplePoints`; a new n x (m - k) matrix. Null after a report: k < 1, no knots or
- * fewer than 2k, no sites or not one column, a site that `spcol` refuses, no memory, or a live
- * count that moved meanwhile.
+ * fewer than 2k, no sites or not one column, knots that `spcol` refuses (reported for row 0), no
+ * memory, or a live count that moved meanwhile, by anything but another thread's containers.
  */
 CALIBMAP_API Mat* collocationMatrix(const VectorDouble* knots, int32_t k, const Mat* samplePoints);
 
@@ -493,8 +506,9 @@ typedef struct BsplineModel {
  * `cameraMatrix` is [fx 0 cx; 0 fy cy; 0 0 1]. `undistX` and `undistY` receive two new ny x nx
  * matrices that the caller owns. `inputPoints` must be null: other points are refused.
  *
- * Returns 0, or after a report 7 (bad input or a failed step), 11 or 12 (a live count is wrong). A
- * failure releases all that the call created; a handle that it had reached is null.
+ * Returns 0, or after a report 7 (bad input or a failed step), 11 or 12 (a live count has moved, by
+ * anything but another thread's containers). A failure releases all that the call created; a handle
+ * that it had reached is null.
  */
 CALIBMAP_API int32_t undisortionBspline(const Mat* cameraMatrix, const BsplineModel* model,
                                         const CamDistortionLUT* inputPoints, int32_t imgW,

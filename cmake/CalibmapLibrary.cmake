@@ -25,6 +25,9 @@ set(CALIBMAP_SOURCES
     spline/knots.cpp
     spline/spcol.cpp)
 
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag("-Werror -fstack-clash-protection" CALIBMAP_HAS_STACK_CLASH_PROTECTION)
+
 # Warnings for our own code, library and programs alike.
 function(calibmap_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
@@ -54,6 +57,8 @@ function(calibmap_library name)
                 -fno-semantic-interposition
                 # Defence in depth: the library runs in privileged processes.
                 -fstack-protector-strong
+                # No frame steps over the guard page below a small stack.
+                $<$<BOOL:${CALIBMAP_HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
                 $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE
                 -D_FORTIFY_SOURCE=2>)
     set_target_properties(
