@@ -5,7 +5,7 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" make python3-minimal python3-numpy
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" make python3-minimal
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -56,6 +56,8 @@ consume() {
     run find_package
     build exceptions
     run exceptions
+    build own_names
+    run own_names
     mkdir -p "$work/pkg_config" "$work/dlopen"
     make -s -B -C tests/consumers/pkg_config OUT="$work/pkg_config"
     run pkg_config
@@ -78,21 +80,20 @@ if [ $# -gt 0 ]; then
 fi
 
 installAndMove() {
-    local shared=$1 tool=$2
-    echo "installed with BUILD_SHARED_LIBS=$shared"
-    quietly cmake --preset release --fresh -B "build/consumers-$shared" -DBUILD_SHARED_LIBS="$shared" \
-        -DCALIBMAP_BUILD_TOOLS="$tool" -DCALIBMAP_BUILD_TESTS=OFF
-    quietly cmake --build "build/consumers-$shared"
-    quietly cmake --install "build/consumers-$shared" --prefix "$work/first"
-    mv "$work/first" "$work/$shared"
+    local preset=$1
+    echo "installed by the preset $preset"
+    quietly cmake --preset "$preset"
+    quietly cmake --build --preset "$preset"
+    quietly cmake --install "build/$preset" --prefix "$work/first"
+    mv "$work/first" "$work/$preset"
 }
 
-installAndMove ON ON
-CALIBMAP_TOOL=$work/ON/bin/calibmap
+installAndMove release
+CALIBMAP_TOOL=$work/release/bin/calibmap
 quietly "$CALIBMAP_TOOL" --version # the program finds its library
-consume "$work/ON"
-installAndMove OFF OFF
-consume "$work/OFF"
+consume "$work/release"
+installAndMove static
+consume "$work/static"
 for shared in ON OFF; do
     echo "as a part of a project with BUILD_SHARED_LIBS=$shared"
     build add_subdirectory -DBUILD_SHARED_LIBS=$shared

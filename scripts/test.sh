@@ -5,11 +5,11 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-# runTests PRESET: builds everything and runs every test.
+# runTests PRESET [PROGRAM TESTS]: builds everything and runs every test, or one program and its tests.
 runTests() {
-    build "$1"
+    build "$1" "${@:2:1}"
     local log=build/$1/tests.log
-    ctest --preset "$1" --no-tests=error --quiet -O "$log" -j "$(nproc)" || {
+    ctest --preset "$1" --no-tests=error --quiet -O "$log" -j "$(nproc)" ${3:+-R "$3"} || {
         grep -v ' Passed ' "$log"
         return 1
     }
@@ -29,8 +29,9 @@ clang() {
     runTests clang
 }
 
+# A race takes two threads.
 tsan() {
-    runTests tsan
+    runTests tsan threads_test '^Threads'
 }
 
 format() {

@@ -1,8 +1,9 @@
 #!/bin/sh
 # The built library's boundary: the names that it exports, the libraries that it needs, and how it
-# is hardened. Usage: boundary.sh LIBRARY HEADER NAMES NM READELF POSITION_DEPENDENT_PROGRAM
+# is hardened; and that its archive has no other name in common with programs.
+# Usage: boundary.sh LIBRARY HEADER NAMES NM READELF POSITION_DEPENDENT_PROGRAM ARCHIVE
 set -eu
-library=$1 header=$2 names=$3 nm=$4 readelf=$5 program=$6
+library=$1 header=$2 names=$3 nm=$4 readelf=$5 program=$6 archive=$7
 failures=0
 
 fail() {
@@ -18,6 +19,11 @@ declared=$(tr '\n' ' ' <"$header" | grep -o '[;}/] *\(extern \)\?CALIBMAP_API [^
 [ "$(echo "$listed" | wc -l)" = 80 ] || fail "$(echo "$listed" | wc -l) names are listed, not 80"
 [ "$exported" = "$listed" ] || fail "exported names are not the listed ones: $exported"
 [ "$declared" = "$listed" ] || fail "declared names are not the listed ones: $declared"
+
+# A program may have any other name of its own.
+global=$("$nm" -C --defined-only --extern-only "$archive" | sed -n 's/^[0-9a-f]* [A-Z] //p' |
+    grep -v '\(^\| \)calibmap::' | LC_ALL=C sort -u)
+[ "$global" = "$listed" ] || fail "an archive has other names than the listed ones: $global"
 
 dynamic=$("$readelf" -dW "$library")
 needed=$(echo "$dynamic" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
