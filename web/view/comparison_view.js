@@ -1,0 +1,60 @@
+/** Two files beside each other: how far their maps are apart. */
+import { find, offerPicture } from './elements.js';
+import { makeFigure } from './figure.js';
+import { latestOnly } from './latest.js';
+import { withProgress } from './progress.js';
+
+/** `show(request)` shows {files, direction, ratio}, or nothing for null. */
+export function buildComparisonView(bridge, onError) {
+  const section = find('#comparison');
+  const element = find('.figure', section);
+  const figure = makeFigure(element, () => show(request));
+  const numbers = find('.numbers', section);
+  const save = find('.save-picture', section);
+  let request = null;
+  const latest = latestOnly(section, onError);
+
+  function show(next) {
+    request = next;
+    section.hidden = request === null;
+    if (request !== null) {
+      latest(draw);
+    }
+  }
+
+  async function draw(signal) {
+    const { files, direction } = request;
+    element.hidden = save.hidden = false;
+    const layout = figure.layoutFor(files[0].camera);
+    const { drift, shapes } = await withProgress('Comparing the maps', (onProgress) =>
+      bridge.run('compare', { ...request, layout }, { onProgress, signal }),
+    );
+    numbers.textContent = describe(drift, files);
+    element.hidden = save.hidden = !shapes;
+    if (shapes) {
+      figure.show(layout, shapes, {
+        title: `Difference of the ${direction === 'undistort' ? 'un' : ''}distortion maps`,
+        subtitle: `How far each pixel of ${files[1].name} is taken from where ${files[0].name} takes it`,
+        legend: 'difference (pixels)',
+      });
+    }
+  }
+
+  save.addEventListener('click', () => offerPicture(figure.canvas, `difference-${request.direction}.png`));
+  return { show };
+}
+
+function describe(drift, files) {
+  const sentences = Object.entries(drift).map(([direction, { largest, rootMeanSquare }]) =>
+    largest === 0
+      ? `${direction}: the maps are equal.`
+      : `${direction}: largest difference ${largest.toFixed(6)}, root mean square ${rootMeanSquare.toFixed(6)} pixels.`,
+  );
+  const sizes = files.map(({ camera }) => `${camera.width} x ${camera.height}`);
+  if (sizes[0] !== sizes[1]) {
+    sentences.push(`The images have different sizes, ${sizes.join(' and ')} pixels.`);
+  } else if (sentences.length === 0) {
+    sentences.push('The library gives no maps to compare.');
+  }
+  return sentences.join(' ');
+}
