@@ -44,3 +44,12 @@ list(FILTER options EXCLUDE REGEX "version-script")
 add_test(NAME android_blueprint
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/android_blueprint.sh ${PROJECT_SOURCE_DIR}/Android.bp
                  ${CALIBMAP_SOURCES} ${options})
+
+# Frames are as large as the optimiser makes them. Asked for here, as the blueprint has no use for it.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")
+    target_compile_options(calibmap PRIVATE -fstack-usage)
+    list(LENGTH CALIBMAP_SOURCES sourceCount)
+    add_test(NAME stack_frames
+             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/stack_frames.sh
+                     ${PROJECT_BINARY_DIR}/CMakeFiles/calibmap.dir ${sourceCount})
+endif()
