@@ -41,6 +41,41 @@ TEST(Arithmetic, IsOneRoundedOperationPerElement) {
     EXPECT_EQ(bitsOf(elements(a)), bitsOf(peculiar));
 }
 
+TEST(Arithmetic, ProductsSumEveryTermInOrder) {
+    std::mt19937_64 random(11);
+    const auto expectProduct = [](int32_t rows, int32_t terms, int32_t cols, const Values& left,
+                                  const Values& right) {
+        Values expected;
+        for (int32_t i = 0; i < rows * cols; ++i) {
+            double sum = 0.0;
+            for (int32_t t = 0; t < terms; ++t) {
+                sum += left[static_cast<size_t>(i / cols * terms + t)] *
+                       right[static_cast<size_t>(t * cols + i % cols)];
+            }
+            expected.push_back(sum);
+        }
+        const auto a = matrix(rows, terms, left);
+        const auto b = matrix(terms, cols, right);
+        EXPECT_EQ(bitsOf(elements(own(matMul(a.get(), b.get())))), bitsOf(expected))
+            << rows << " x " << terms << " x " << cols;
+    };
+    for (int32_t terms = 1; terms <= 70; ++terms) {
+        const int32_t rows = 1 + terms % 9;
+        const int32_t cols = 1 + terms % 18;
+        Values left(static_cast<size_t>(rows * terms));
+        Values right(static_cast<size_t>(terms * cols));
+        std::generate(left.begin(), left.end(), [&] { return std::pow(2.0, random() % 9) / 3; });
+        std::generate(right.begin(), right.end(), [&] { return std::pow(2.0, random() % 9) / 7; });
+        expectProduct(rows, terms, cols, left, right);
+        // One infinity, at either end, times zero is no number in its row; the zeros count.
+        for (const size_t at : {size_t{0}, left.size() - 1}) {
+            Values infinite = left;
+            infinite[at] = infinity;
+            expectProduct(rows, terms, cols, infinite, Values(right.size(), 0.0));
+        }
+    }
+}
+
 TEST(Containers, AreCountedFromCreationToRelease) {
     const auto lives = [](auto* handle, auto destroy, int mats, int vectors) {
         EXPECT_EQ(std::pair(gMatCnt, gTotalVecCnt), std::pair(mats, vectors));

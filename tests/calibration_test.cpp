@@ -119,6 +119,8 @@ TEST(Layout, EachWordIsCopiedFromItsPlaceWhateverItsBitsAndItsAlignment) {
 TEST(Query, EveryFailureIsSilentAndLeavesTheOutputs) {
     EXPECT_EQ(pathAtLoad, "/persist/camera/stereoParams.bin");
     Outputs out;
+    const int freeDescriptor = dup(0);
+    close(freeDescriptor);
     const auto refused = [&](size_t byte, int change, int missing) {
         Image image = calibrationImage();
         image[byte] = static_cast<uint8_t>(image[byte] + change);
@@ -135,6 +137,8 @@ TEST(Query, EveryFailureIsSilentAndLeavesTheOutputs) {
         EXPECT_EQ(GetCameraIntrinsicAndExtrinsic(nullptr, nullptr, nullptr), -1);
     });
     EXPECT_EQ(printed, "");
+    EXPECT_EQ(dup(0), freeDescriptor);  // every file is closed again
+    close(freeDescriptor);
     EXPECT_EQ(wordsIn(out), wordsIn(Outputs()));
 }
 

@@ -89,6 +89,32 @@ TEST(Grid, TakesShapesFromTheMatrices) {
     EXPECT_EQ(refusal(&Model::yGrid, 6, 5), "176 leave. calc outputY fail\n");
 }
 
+TEST(Grid, ArraysMayOverlapAndThenHoldWhatIsWrittenLast) {
+    const Image image = calibrationImage({.width = 37, .height = 21, .undistortionWarp = -0.4});
+    const CalibrationOnDisk file(image);
+    const Maps maps = mapsOf(image, 37, 21, 1);
+    const auto size = static_cast<ptrdiff_t>(elements(maps.x).size());
+    for (const ptrdiff_t distance : {-size, 1 - size, ptrdiff_t{-40}, ptrdiff_t{-1}, ptrdiff_t{0},
+                                     ptrdiff_t{1}, ptrdiff_t{40}, size - 1, size}) {
+        std::vector<float> expected(static_cast<size_t>(3 * size));
+        for (ptrdiff_t i = 0; i < size; ++i) {
+            expected.data()[size + i] = static_cast<float>(maps.x->data[i]);
+            expected.data()[size + distance + i] = static_cast<float>(maps.y->data[i]);
+        }
+        std::vector<float> computed(expected.size());
+        std::vector<float> copied(expected.size());
+        const auto over = [&](std::vector<float>& room) {
+            return CamDistortionLUT{room.data() + size, room.data() + size + distance, 21, 37};
+        };
+        const CamDistortionLUT first = over(computed);
+        const CamDistortionLUT second = over(copied);
+        EXPECT_EQ(DistortionProcess(CALIBMAP_UNDISTORTION, 1, nullptr, &first), 0);
+        EXPECT_EQ(extractDistData2CamDistortionLUT(maps.x.get(), maps.y.get(), &second), 0);
+        EXPECT_EQ(computed, expected) << distance;
+        EXPECT_EQ(copied, expected) << distance;
+    }
+}
+
 TEST(Grid, MapsMayTakeThePlaceOfTheGridsTheyComeFrom) {
     const Model model;
     const Maps expected = model.maps();

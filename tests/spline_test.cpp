@@ -67,4 +67,30 @@ TEST(Spcol, ShiftsTheRowByTheKnotsThatTheFirstOneLacks) {
     }
 }
 
+TEST(CollocationMatrix, HoldsTheRowsOfSpcolBitForBit) {
+    std::mt19937_64 random(5);
+    std::uniform_real_distribution<double> uniform(-4.0, 4.0);
+    for (int32_t round = 0; round < 300; ++round) {
+        const int32_t k = 1 + round % 11;
+        Values t(static_cast<size_t>(2 * k) + random() % 20);
+        std::generate(t.begin(), t.end(), [&] { return uniform(random); });
+        std::sort(t.begin(), t.end());
+        if (round % 3 == 0) {
+            t[random() % t.size()] = notANumber;  // not decreasing either
+        }
+        Values sites = t;
+        sites.insert(sites.end(), {notANumber, -infinity, 9.0, uniform(random), infinity, -4.5});
+        std::shuffle(sites.begin(), sites.end(), random);
+        const auto knots = vectorOf(t);
+        const auto column = matrix(static_cast<int32_t>(sites.size()), 1, sites);
+        Values rows;
+        for (const double x : sites) {
+            const Values row = elements(own(spcol(knots.get(), k, x)));
+            rows.insert(rows.end(), row.begin(), row.end());
+        }
+        ASSERT_EQ(bitsOf(elements(own(collocationMatrix(knots.get(), k, column.get())))),
+                  bitsOf(rows));
+    }
+}
+
 }  // namespace

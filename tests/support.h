@@ -107,17 +107,21 @@ inline std::string testData(const std::string& name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/** Compares texts line by line, and shows the first that differs. */
-inline void expectLines(const std::string& actual, const std::string& expected) {
+/** Compares a text with a file beside the tests; where they differ, a copy shows what it is now. */
+inline void expectFile(const std::string& actual, const std::string& name) {
     std::istringstream is(actual);
-    std::istringstream shouldBe(expected);
+    std::istringstream shouldBe(testData(name));
     std::string line;
     std::string right;
     for (int number = 1; is || shouldBe; ++number) {
         line.clear(), right.clear();
         std::getline(is, line);
         std::getline(shouldBe, right);
-        ASSERT_EQ(line, right) << "in line " << number;
+        if (line != right) {
+            std::ofstream("actual-" + name) << actual;
+            FAIL() << name << ':' << number << ": should be\n  " << right << "\nand is\n  " << line
+                   << "\nAll of it stands in actual-" << name;
+        }
     }
 }
 

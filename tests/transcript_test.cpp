@@ -203,11 +203,10 @@ std::string repeated(const std::string& call) {
 class Transcript : public testing::TestWithParam<const char*> {};
 
 TEST_P(Transcript, IsRepeatedToTheLetter) {
-    const std::string expected = testData(GetParam());
     std::string actual;
     std::map<std::string, std::string> abbreviations;
     std::unique_ptr<CalibrationOnDisk> file;
-    std::istringstream lines(expected);
+    std::istringstream lines(testData(GetParam()));
     std::string* let = nullptr;
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("ERROR: ")) {
@@ -234,7 +233,7 @@ TEST_P(Transcript, IsRepeatedToTheLetter) {
         }
         actual += text;
     }
-    expectLines(actual, expected);
+    expectFile(actual, GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Transcript,
