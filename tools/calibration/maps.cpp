@@ -83,13 +83,13 @@ CoordinateMap computeMap(const std::string& path, const Image& image, Direction 
     if (const auto refusal = buildMap(image, direction, ratio, x, y)) {
         throw Failure(inputName(path), refusal->reason, refusal->remedy);
     }
-    mentionUncovered(path, image, direction);
     CoordinateMap map{x->rows, x->cols, ratio, {}, {}};
     const std::size_t size = map.index(map.rows, 0);
     map.x.resize(size);
     map.y.resize(size);
     const CamDistortionLUT lut = {map.x.data(), map.y.data(), map.rows, map.cols};
     callLibrary([&] { return extractDistData2CamDistortionLUT(x.get(), y.get(), &lut); });
+    mentionUncovered(path, image, direction);
     return map;
 }
 

@@ -80,23 +80,24 @@ bool isRising(const Breaks& breaks) {
 
 /** The pixels along one axis that lie before the first break point or behind the last one. */
 template <class Breaks>
-void appendUncovered(Texts& found, const std::string& pixels, Direction direction,
-                     const Breaks& breaks, int32_t count, double principal, double focal) {
+void appendUncovered(Texts& found, const char* pixels, const Breaks& breaks, int32_t count,
+                     double principal, double focal) {
     if (count < 1 || !(focal > 0) || !std::isfinite(principal) || !isRising(breaks)) {
         return;  // named as something else
     }
     const auto positions = std::views::iota(0, count);
     const auto site = [&](int32_t pixel) { return (pixel - principal) / focal; };
-    const int32_t firstInside = *std::ranges::partition_point(
-        positions, [&](int32_t pixel) { return site(pixel) < breaks.front(); });
-    const int32_t firstBehind = *std::ranges::partition_point(
-        positions, [&](int32_t pixel) { return site(pixel) <= breaks.back(); });
+    const auto firstThat = [&](const auto& isBefore) {
+        return static_cast<int32_t>(std::ranges::partition_point(positions, isBefore) -
+                                    positions.begin());
+    };
+    const int32_t firstInside =
+        firstThat([&](int32_t pixel) { return site(pixel) < breaks.front(); });
+    const int32_t firstBehind =
+        firstThat([&](int32_t pixel) { return site(pixel) <= breaks.back(); });
     const auto tell = [&](int32_t first, int32_t end) {
         if (first < end) {
-            found.push_back(
-                format("%s %d to %d of the image lie outside the break points of the "
-                       "%s model",
-                       pixels.c_str(), first, end - 1, nameOf(direction).c_str()));
+            found.push_back(format("%s %d to %d", pixels, first, end - 1));
         }
     };
     tell(0, firstInside);
@@ -130,20 +131,29 @@ Texts modelFaults(const Image& image, Direction direction) {
     return found;
 }
 
-Texts uncoveredParts(const Image& image, Direction direction) {
-    Texts found;
+std::string uncoveredParts(const Image& image, Direction direction) {
+    Texts parts;
     const Camera camera = mainCameraOf(image);
     const CorrectionModel model = modelOf(image, direction);
-    appendUncovered(found, "columns", direction, model.xBreaks, camera.width, camera.cx, camera.fx);
-    appendUncovered(found, "rows", direction, model.yBreaks, camera.height, camera.cy, camera.fy);
-    return found;
+    appendUncovered(parts, "columns", model.xBreaks, camera.width, camera.cx, camera.fx);
+    appendUncovered(parts, "rows", model.yBreaks, camera.height, camera.cy, camera.fy);
+    if (parts.empty()) {
+        return "";
+    }
+    const std::string list =
+        std::accumulate(std::next(parts.begin()), parts.end(), parts.front(),
+                        [](const std::string& a, const std::string& b) { return a + ", " + b; });
+    return list + " of the image lie outside the break points of the " + nameOf(direction) +
+           " model";
 }
 
 Texts faultsOf(const Image& image) {
     Texts found;
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         append(found, modelFaults(image, direction));
-        append(found, uncoveredParts(image, direction));
+        if (const std::string parts = uncoveredParts(image, direction); !parts.empty()) {
+            found.push_back(parts);
+        }
     }
     append(found, fieldsNotFinite(image, CALIBMAP_SUB_BLOCK,
                                   CALIBMAP_SUB_BLOCK + CALIBMAP_SUB_BLOCK_SIZE));
@@ -151,11 +161,7 @@ Texts faultsOf(const Image& image) {
 }
 
 void mentionUncovered(const std::string& path, const Image& image, Direction direction) {
-    const Texts parts = uncoveredParts(image, direction);
-    if (!parts.empty()) {
-        const std::string all = std::accumulate(
-            std::next(parts.begin()), parts.end(), parts.front(),
-            [](const std::string& a, const std::string& b) { return a + ", " + b; });
-        warn(inputName(path), all + "; the library puts what lies there on the principal point");
+    if (const std::string parts = uncoveredParts(image, direction); !parts.empty()) {
+        warn(inputName(path), parts + "; the library puts what lies there on the principal point");
     }
 }

@@ -15,10 +15,10 @@ std::vector<std::string> numbersNotFinite(const Image& image, Direction directio
 std::vector<std::string> modelFaults(const Image& image, Direction direction);
 
 /**
- * Which part of the image the break points of a model leave out: a sample there evaluates to zero,
+ * Which parts of the image the break points of a model leave out: a sample there evaluates to zero,
  * which puts it on the principal point. Nothing when they enclose the image.
  */
-std::vector<std::string> uncoveredParts(const Image& image, Direction direction);
+std::string uncoveredParts(const Image& image, Direction direction);
 
 /** All of these, for both directions, and the numbers of the sub camera that are not finite. */
 std::vector<std::string> faultsOf(const Image& image);

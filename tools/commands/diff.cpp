@@ -100,6 +100,22 @@ bool differs(const Pair& files, std::size_t offset, std::size_t size) {
                        begin(files.images[1]));
 }
 
+/** The differing bytes that belong to no field: how many, and where the first of them stand. */
+void printReserved(const Pair& files, const std::vector<bool>& named) {
+    std::size_t count = 0;
+    std::string places;
+    constexpr std::size_t most = 8;
+    for (std::size_t i = 0; i < named.size(); ++i) {
+        if (!named[i] && differs(files, i, 1) && count++ < most) {
+            places += format("%s%zu", places.empty() ? "" : ", ", i);
+        }
+    }
+    if (count > 0) {
+        std::printf("  reserved bytes: %zu, at %s%s\n", count, places.c_str(),
+                    count > most ? " and further on" : "");
+    }
+}
+
 /**
  * Prints which fields differ, and how many bytes that belong to none. Returns true when one differs
  * that is not a part of the models: those are judged by their maps.
@@ -111,6 +127,7 @@ bool printFields(const Pair& files) {
     }
     std::printf("fields that differ:\n");
     bool parametersDiffer = false;
+    const std::array checksums = {checkedRanges(files.images[0]), checkedRanges(files.images[1])};
     std::vector<bool> named(files.images[0].size());
     for (const Field& field : namedFields()) {
         const std::size_t size = field.count * sizeOf(field.type);
@@ -120,21 +137,16 @@ bool printFields(const Pair& files) {
             parametersDiffer = parametersDiffer || !belongsToModel(field);
         }
     }
-    std::size_t checksums = 0;
-    for (const CheckedRange& range : checkedRanges(files.images[0])) {
-        named[range.first + range.size] = true;
-        checksums += differs(files, range.first + range.size, 1) ? 1 : 0;
-    }
-    std::size_t reserved = 0;
-    for (std::size_t i = 0; i < named.size(); ++i) {
-        reserved += !named[i] && differs(files, i, 1) ? 1 : 0;
-    }
-    for (const auto& [count, name] :
-         {std::pair(checksums, "checksum"), std::pair(reserved, "reserved")}) {
-        if (count > 0) {
-            std::printf("  %s bytes: %zu\n", name, count);
+    for (std::size_t i = 0; i < checksums[0].size(); ++i) {
+        const CheckedRange& range = checksums[0][i];
+        const std::size_t place = range.first + range.size;
+        named[place] = true;
+        if (differs(files, place, 1)) {
+            std::printf("  checksum of the %s: 0x%02x and 0x%02x\n", range.name.c_str(),
+                        range.stored, checksums[1][i].stored);
         }
     }
+    printReserved(files, named);
     return parametersDiffer;
 }
 
@@ -164,10 +176,9 @@ bool canBeCompared(const Pair& files, Direction direction) {
 struct Thinned {
     explicit Thinned(const Camera& camera)
         : step(std::max(1, std::max(camera.width, camera.height) / 1024)) {
-        values = {{(camera.height + step - 1) / step, (camera.width + step - 1) / step, {}},
-                  0,
-                  static_cast<double>(step),
-                  {static_cast<double>(camera.width), static_cast<double>(camera.height)}};
+        values.nodes = {(camera.height + step - 1) / step, (camera.width + step - 1) / step, {}};
+        values.step = step;
+        values.covered = {static_cast<double>(camera.width), static_cast<double>(camera.height)};
     }
     void add(int32_t row, const std::vector<float>& distances) {
         if (row % step == 0) {
@@ -178,19 +189,16 @@ struct Thinned {
         }
     }
     int32_t step;
-    PixelValues values;
+    PixelValues values{};
 };
 
 void drawDifference(const DiffOptions& options, const Pair& files, PixelValues values,
                     const MapDifference& difference) {
     const Camera camera = mainCameraOf(files.images[0]);
     constexpr int32_t width = 900;
-    Figure figure = layOut(std::move(values), camera, width);
-    if (difference.largest > 0) {
-        // The picture may have missed the pixel by a few.
-        figure.largest = difference.largest;
-        figure.place = difference.place;
-    }
+    values.largest = difference.largest;
+    values.place = difference.place;
+    const Figure figure = layOut(std::move(values), camera, width);
     Canvas canvas(figure.width, figure.height);
     drawField(figure, canvas);
     drawAxes(figure, canvas);
@@ -203,10 +211,9 @@ void drawDifference(const DiffOptions& options, const Pair& files, PixelValues v
         figure, canvas,
         fittedTitle(figure, canvas, undistorts ? "Undistortion maps of " : "Distortion maps of ",
                     nameOfFile(0) + " and " + nameOfFile(1)),
-        {std::string("Colour at a pixel of the ") + (undistorts ? "straight" : "recorded") +
-             " image: how far apart the two maps take it",
-         format("%d \u00d7 %d pixels \u00b7 ", camera.width, camera.height) +
-             factsOf(figure, "difference")});
+        std::string("Colour at a pixel of the ") + (undistorts ? "straight" : "recorded") +
+            " image: how far apart the two maps take it",
+        factsOf(figure, "difference", format("%d \u00d7 %d pixels", camera.width, camera.height)));
     if (figure.largest <= 0) {
         writeNone(figure, canvas, "no difference");
     }

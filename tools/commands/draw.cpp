@@ -59,10 +59,10 @@ int run(const DrawOptions& options) {
     drawKey(figure, canvas, wording.regularGrid, wording.mappedGrid);
     const std::string name = std::filesystem::path(inputName(options.file)).filename().string();
     drawTitle(figure, canvas, fittedTitle(figure, canvas, wording.title, shown(name)),
-              {wording.colours,
-               format("%d \u00d7 %d pixels \u00b7 ratio %d: %d \u00d7 %d samples \u00b7 ",
-                      camera.width, camera.height, map.ratio, map.cols, map.rows) +
-                   factsOf(figure, "displacement")});
+              wording.colours,
+              factsOf(figure, "displacement",
+                      format("%d \u00d7 %d pixels \u00b7 ratio %d: %d \u00d7 %d samples",
+                             camera.width, camera.height, map.ratio, map.cols, map.rows)));
     if (figure.largest <= 0) {
         writeNone(figure, canvas, "no distortion");
     }

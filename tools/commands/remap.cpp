@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "pictures/interpolation.h"
 #include "pictures/picture.h"
+#include "progress.h"
 
 namespace {
 
@@ -25,9 +26,11 @@ struct RemapOptions {
 
 Picture applied(const CoordinateMap& map, const Picture& source, Border border) {
     Picture result = makePicture(source.width, source.height, source.channels, source.bits);
+    const Progress progress("applying the map");
     const int white = (1 << source.bits) - 1;
     const int outside = border == Border::black ? 0 : border == Border::white ? white : white / 2;
     for (int32_t row = 0; row < map.rows; ++row) {
+        progress.reached(static_cast<double>(row) / map.rows);
         for (int32_t col = 0; col < map.cols; ++col) {
             const std::size_t i = map.index(row, col);
             const bool recorded = isInside(map, map.x[i], map.y[i]) ||

@@ -111,7 +111,7 @@ void drawKey(const Figure& figure, const Canvas& canvas, const std::string& regu
 }
 
 void drawTitle(const Figure& figure, const Canvas& canvas, const std::string& title,
-               const std::vector<std::string>& lines) {
+               const std::string& colours, const std::vector<std::string>& facts) {
     const double s = figure.scale;
     canvas.setColour(ink);
     canvas.setType(17 * s, true);
@@ -119,9 +119,10 @@ void drawTitle(const Figure& figure, const Canvas& canvas, const std::string& ti
     canvas.setType(12.5 * s);
     canvas.setColour(faintInk);
     double top = 47 * s;
-    for (const std::string& line : lines) {
-        canvas.write(line, {figure.plot.left, top}, {0, 0});
+    canvas.write(colours, {figure.plot.left, top}, {0, 0});
+    for (const std::string& line : facts) {
         top += 19 * s;
+        canvas.write(line, {figure.plot.left, top}, {0, 0});
     }
 }
 
@@ -150,16 +151,20 @@ void writeNone(const Figure& figure, const Canvas& canvas, const std::string& te
     canvas.write(text, centre, {0.5, 0.5});
 }
 
-std::string factsOf(const Figure& figure, const std::string& quantity) {
-    std::string facts = figure.largest > 0
-                            ? format("largest %s %.3f pixels at (%g, %g)", quantity.c_str(),
-                                     figure.largest, figure.place.x, figure.place.y)
-                            : format("%s: none (at most %.1g pixels, by rounding)",
-                                     quantity.c_str(), figure.rounded);
-    if (figure.stretch > 1.01) {
-        facts += format(" \u00b7 drawn %.3g times too high", figure.stretch);
-    } else if (figure.stretch < 0.99) {
-        facts += format(" \u00b7 drawn %.3g times too wide", 1 / figure.stretch);
+std::vector<std::string> factsOf(const Figure& figure, const std::string& quantity,
+                                 const std::string& size) {
+    const PixelValues& values = figure.values;
+    std::vector<std::string> lines = {
+        size + (figure.largest > 0
+                    ? format(" \u00b7 largest %s %.3f pixels at (%g, %g)", quantity.c_str(),
+                             values.largest, values.place.x, values.place.y)
+                    : format(" \u00b7 %s: none (at most %.1g pixels, by rounding)",
+                             quantity.c_str(), values.largest))};
+    const bool isHigher = figure.stretch > 1;
+    if (figure.stretch != 1) {
+        lines.push_back(format("Not in proportion: drawn %.3g times as %s as it is",
+                               isHigher ? figure.stretch : 1 / figure.stretch,
+                               isHigher ? "high" : "wide"));
     }
-    return facts;
+    return lines;
 }

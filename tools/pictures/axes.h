@@ -16,9 +16,9 @@ void drawLegend(const Figure& figure, const Canvas& canvas, const std::string& q
 void drawKey(const Figure& figure, const Canvas& canvas, const std::string& regular,
              const std::string& taken);
 
-/** What is shown, and up to two lines about it. */
+/** What is shown, what the colours say, and the facts. */
 void drawTitle(const Figure& figure, const Canvas& canvas, const std::string& title,
-               const std::vector<std::string>& lines);
+               const std::string& colours, const std::vector<std::string>& facts);
 
 /** A title with a name in it, which is shortened until there is room for it. */
 std::string fittedTitle(const Figure& figure, const Canvas& canvas, const std::string& before,
@@ -27,5 +27,6 @@ std::string fittedTitle(const Figure& figure, const Canvas& canvas, const std::s
 /** Says in the middle of the plot that there is nothing to be seen. */
 void writeNone(const Figure& figure, const Canvas& canvas, const std::string& text);
 
-/** The largest value and its place, and whether the proportions are those of the image. */
-std::string factsOf(const Figure& figure, const std::string& quantity);
+/** The size, the largest value with its place, and how the proportions differ if they do. */
+std::vector<std::string> factsOf(const Figure& figure, const std::string& quantity,
+                                 const std::string& size);

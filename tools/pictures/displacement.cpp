@@ -225,7 +225,7 @@ void markLargest(const Figure& figure, const Canvas& canvas) {
     if (figure.largest <= 0) {
         return;
     }
-    const Point place = figure.onCanvas(figure.place);
+    const Point place = figure.onCanvas(figure.values.place);
     for (const auto& [colour, width] : {std::pair(ink, 3.2), std::pair(white, 1.4)}) {
         cairo_new_path(canvas.context());
         cairo_arc(canvas.context(), place.x, place.y, 5 * figure.scale, 0, 2 * std::numbers::pi);

@@ -21,32 +21,24 @@ double roundingOf(const Camera& camera) {
     return std::ldexp(reach, -21);
 }
 
-/** The largest finite value and its place. */
-void findLargest(Figure& figure) {
-    const PixelValues& values = figure.values;
-    for (int row = 0; row < values.nodes.rows; ++row) {
-        for (int col = 0; col < values.nodes.cols; ++col) {
-            const double value = values.nodes.at(row, col);
-            if (std::isfinite(value) && value > figure.rounded) {
-                figure.rounded = value;
-                figure.place = {values.first + values.step * col, values.first + values.step * row};
-            }
-        }
-    }
-}
-
 }  // namespace
 
 PixelValues displacementsOf(const CoordinateMap& map) {
-    PixelValues values = {
-        {map.rows, map.cols, {}},
-        pixelOfSample(map, 0),
-        static_cast<double>(map.ratio),
-        {static_cast<double>(map.cols) * map.ratio, static_cast<double>(map.rows) * map.ratio}};
+    PixelValues values{};
+    values.nodes = {map.rows, map.cols, {}};
+    values.first = pixelOfSample(map, 0);
+    values.step = map.ratio;
+    values.covered = {static_cast<double>(map.cols) * map.ratio,
+                      static_cast<double>(map.rows) * map.ratio};
     values.nodes.values.reserve(map.x.size());
     for (int32_t row = 0; row < map.rows; ++row) {
         for (int32_t col = 0; col < map.cols; ++col) {
-            values.nodes.values.push_back(displacementAt(map, row, col));
+            const double value = displacementAt(map, row, col);
+            values.nodes.values.push_back(value);
+            if (std::isfinite(value) && value > values.largest) {
+                values.largest = value;
+                values.place = {pixelOfSample(map, col), pixelOfSample(map, row)};
+            }
         }
     }
     return values;
@@ -65,19 +57,18 @@ Figure layOut(PixelValues values, const Camera& camera, int32_t width) {
     figure.imageWidth = camera.width;
     figure.imageHeight = camera.height;
     figure.values = std::move(values);
-    findLargest(figure);
-    figure.largest = figure.rounded > roundingOf(camera) ? figure.rounded : 0;
+    figure.largest = figure.values.largest > roundingOf(camera) ? figure.values.largest : 0;
     figure.scale = width / 900.0;
     const double s = figure.scale;
     // The plot covers whole pixels of the canvas, which makes its edges sharp.
     figure.plot.left = std::round(74 * s);
-    figure.plot.top = std::round(100 * s);
     const double mostWidth = width - figure.plot.left - 122 * s;
     const double mostHeight = 900 * s;
     constexpr double mostSlender = 12;
     const double proportion = static_cast<double>(camera.height) / camera.width;
     const double drawn = std::clamp(proportion, 1 / mostSlender, mostSlender);
     figure.stretch = drawn / proportion;
+    figure.plot.top = std::round((proportion == drawn ? 100 : 119) * s);
     figure.plot.width = std::round(std::min(mostWidth, mostHeight / drawn));
     figure.plot.height = std::round(figure.plot.width * drawn);
     figure.width = width;

@@ -21,7 +21,9 @@ struct PixelValues {
     NodeValues nodes;
     double first;
     double step;
-    Point covered; /**< columns and rows of the image that they speak for, from its first on */
+    Point covered;  /**< columns and rows of the image that they speak for, from its first on */
+    double largest; /**< of all that are finite */
+    Point place;    /**< where it is, in pixels */
 };
 
 /** How far a map moves each of its samples, in pixels. It speaks for whole blocks of pixels. */
@@ -36,8 +38,6 @@ struct Figure {
     int32_t imageHeight;
     PixelValues values;
     double largest; /**< of the values; 0 when it is no more than rounding leaves over */
-    Point place;    /**< where it is, in pixels */
-    double rounded; /**< the largest value in any case */
     double scale;
     double stretch; /**< how many times as high as wide a pixel is drawn */
     int width;      /**< of the canvas */
