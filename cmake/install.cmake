@@ -36,8 +36,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/calibmap.pc
 install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
-install(FILES python/calibmap.py DESTINATION ${CMAKE_INSTALL_DATADIR}/calibmap
-        COMPONENT development)
 
 # The program finds the library beside it, wherever the tree stands.
 if(TARGET calibmap-tool)

@@ -7,11 +7,15 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
                                                 GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_COMPONENTS_ALL runtime development tool)
+if(TARGET calibmap-python)
+    list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 # The dependencies on our own library; those on others are read from the binaries.
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_COMPONENT_TOOL_DEPENDS runtime)
+set(CPACK_COMPONENT_PYTHON_DEPENDS runtime)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR})
 
@@ -40,12 +44,15 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(libraryPackage libcalibmap${calibmap_VERSION_MAJOR})
 package(runtime ${libraryPackage} libs "shared library" "This package contains the shared library.")
 package(development libcalibmap-dev libdevel "development files"
-        "This package contains the header, the CMake package, the pkg-config file, a
-Python reader and the documentation.")
+        "This package contains the header, the CMake package, the pkg-config file and
+the documentation.")
 package(tool calibmap utils "program"
         "This package contains the command line program, which makes, checks, shows and
 draws calibrations, and applies them to pictures.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS python3-numpy)
+package(python python3-calibmap python "Python package"
+        "This package contains the Python package calibmap, which gives the parameters
+and the maps as NumPy arrays.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11), python3-numpy")
 
 # What Debian wants to know of a shared library.
 set(control ${CMAKE_CURRENT_BINARY_DIR}/packaging)

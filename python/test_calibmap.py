@@ -1,12 +1,13 @@
-"""The reader against the program and the library, both named in the environment."""
+"""The package, wherever it is installed, against the program, which CALIBMAP_TOOL names."""
 
+import concurrent.futures
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 import unittest
 
 import numpy
@@ -14,13 +15,29 @@ import numpy
 import calibmap
 
 TOOL = os.environ["CALIBMAP_TOOL"]
-LIBRARY = os.environ["CALIBMAP_LIBRARY"]
+PACKAGE = os.path.dirname(os.path.abspath(calibmap.__file__))
+LIBRARY = os.path.join(PACKAGE, "libcalibmap.so.1")
+HEADER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "calibmap.h")
 SAMPLE = "--width 322 --height 246 --fx 210 --fy 215 --cx 159 --cy 124"
-HERE = os.path.dirname(os.path.abspath(__file__))
 
 
 def tool(*arguments):
     return subprocess.run([TOOL, *arguments], check=True, capture_output=True).stdout
+
+
+def python(program, *arguments, package=PACKAGE, **environment):
+    """Runs a program of its own with the package; the environment wins over this one's."""
+    return subprocess.run(
+        [sys.executable, "-B", "-c", program, *arguments],
+        env={**os.environ, "PYTHONPATH": os.path.dirname(package), **environment},
+        capture_output=True,
+        text=True,
+    )
+
+
+def header():
+    with open(HEADER, encoding="utf-8") as source:
+        return source.read()
 
 
 class Reader(unittest.TestCase):
@@ -32,11 +49,13 @@ class Reader(unittest.TestCase):
         self.file = os.path.join(self.folder, "Kalibrierung für das vordere Kamerapaar.bin")
         tool("sample", *SAMPLE.split(), "-o", self.file)
 
-    def changed(self, offset):
+    def changed(self, changes):
+        """A copy of the file with numbers added to the bytes at some offsets."""
         with open(self.file, "rb") as source:
             content = bytearray(source.read())
-        content[offset] ^= 1
-        name = os.path.join(self.folder, f"changed-{offset}.bin")
+        for offset, change in changes.items():
+            content[offset] = (content[offset] + change) % 256
+        name = os.path.join(self.folder, f"changed-{min(changes)}.bin")
         with open(name, "wb") as target:
             target.write(content)
         return name
@@ -70,85 +89,96 @@ class Reader(unittest.TestCase):
                 self.assertEqual(found.shape, (2, 246 // ratio, 322 // ratio))
                 self.assertEqual(found.tobytes(), expected.tobytes())
 
-    def test_refusals(self):
+    def refused_files(self):
+        """Files with the status of each."""
         short = os.path.join(self.folder, "short.bin")
         with open(short, "wb") as target:
             target.write(bytes(6267))
-        missing = os.path.join(self.folder, "missing.bin")
-        for name, status, words in (
-            (missing, 4, "readCalibrationDataC fail(-1)"),
-            (short, 8, "readCalibrationDataC fail(-1)"),
-            (self.changed(100), 9, "checksum fail"),
-        ):
+        return (
+            (os.path.join(self.folder, "missing.bin"), 4),
+            (self.folder, 8),
+            (short, 8),
+            (self.changed({100: 1}), 9),
+            (self.changed({1: -1, 6267: 1}), 10),  # the pass flag, and the checksum of it
+        )
+
+    def test_refusals(self):
+        for name, status in self.refused_files():
             for request in (calibmap.intrinsics, calibmap.extrinsics, calibmap.maps):
                 with self.assertRaises(calibmap.CalibrationError) as caught:
                     request(name)
                 self.assertEqual(caught.exception.status, status)
-                self.assertIn("ERROR: doDistortionProcess line:", caught.exception.message)
-                self.assertIn(words, caught.exception.message)
-        with self.assertRaises(calibmap.CalibrationError) as caught:
-            calibmap.maps(self.file, ratio=248)
-        self.assertEqual(caught.exception.status, 7)
+                self.assertIn(name, str(caught.exception))
+                self.assertIn(caught.exception.message, str(caught.exception))
+        # Byte 20 is the highest of the image's height; the checksum behind the block makes up for it.
+        huge = self.changed({20: 0x10, 4125: -0x10})
+        self.assertEqual(calibmap.intrinsics(huge).main.height, 246 + 0x10000000)
+        for name, ratio in ((os.fsencode(self.file), 248), (huge, 1)):
+            with self.assertRaises(calibmap.CalibrationError) as caught:
+                calibmap.maps(name, ratio=ratio)
+            self.assertEqual(caught.exception.status, calibmap.Status.STEP_FAILED)
         for arguments in (("sideways",), ("distort", 0), ("distort", 3), ("distort", 2**32 + 2)):
             with self.assertRaises(ValueError):
                 calibmap.maps(self.file, *arguments)
         with self.assertRaises(ValueError):
             calibmap.maps(self.file + "\0")
 
-    def test_standard_output_is_left_alone(self):
-        """What the program prints stays in order, and nothing of the library's is mixed with it."""
+    def test_what_the_header_says(self):
+        version = re.findall(r"#define CALIBMAP_VERSION_[A-Z]+ (\d+)", header())
+        self.assertEqual(calibmap.__version__, ".".join(version))
+        codes = re.search(r"enum \{\s*(CALIBMAP_SUCCESS = 0.*?)\}", header(), re.DOTALL)[1]
+        expected = {name: int(code) for name, code in re.findall(r"CALIBMAP_(\w+) = (\d+)", codes)}
+        self.assertEqual(expected.pop("SUCCESS"), 0)
+        self.assertEqual({status.name: status.value for status in calibmap.Status}, expected)
+        for status in calibmap.Status:
+            self.assertTrue(calibmap.CalibrationError("", status).message)
+
+    def test_standard_output_belongs_to_the_program(self):
+        """Refusals print nothing, and what other threads print meanwhile comes through."""
         program = (
-            "import calibmap, sys\n"
-            "print('before')\n"
-            "try: calibmap.intrinsics('/')\n"
-            "except calibmap.CalibrationError as error: print(error.status)\n"
-            "print('after')\n"
+            "import calibmap, os, sys, threading\n"
+            "def write():\n"
+            "    for i in range(5000): os.write(1, b'line %d\\n' % i)\n"
+            "thread = threading.Thread(target=write)\n"
+            "thread.start()\n"
+            "for _ in range(20):\n"
+            "    calibmap.maps(sys.argv[1])\n"
+            "    for name in sys.argv[2:]:\n"
+            "        try: calibmap.maps(name)\n"
+            "        except calibmap.CalibrationError: pass\n"
+            "thread.join()\n"
         )
-        run = [sys.executable, "-c", program]
-        environment = {**os.environ, "PYTHONPATH": HERE}
-        self.assertEqual(
-            subprocess.run(run, env=environment, check=True, capture_output=True).stdout,
-            b"before\n8\nafter\n",
-        )
-        subprocess.run(["sh", "-c", '"$@" >&-', "sh", *run], env=environment, check=True)
+        ran = python(program, self.file, *(name for name, _ in self.refused_files()))
+        self.assertEqual(ran.stderr, "")
+        self.assertEqual(ran.stdout, "".join(f"line {i}\n" for i in range(5000)))
 
     def test_threads(self):
         expected = calibmap.maps(self.file).tobytes()
-        found = []
-
-        def work():
-            for _ in range(20):
-                found.append(calibmap.maps(self.file).tobytes() == expected)
-
-        threads = [threading.Thread(target=work) for _ in range(4)]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        self.assertEqual(found, [True] * 80)
+        with concurrent.futures.ThreadPoolExecutor(4) as threads:
+            found = list(threads.map(calibmap.maps, [self.file] * 100))
+        self.assertEqual([map.tobytes() == expected for map in found], [True] * 100)
 
     def test_where_the_library_is_looked_for(self):
-        shutil.copy(os.path.join(HERE, "calibmap.py"), self.folder)
-        environment = {**os.environ, "PYTHONPATH": self.folder, "LD_LIBRARY_PATH": ""}
-        environment.pop("CALIBMAP_LIBRARY")
-        run = [sys.executable, "-c", "import calibmap; print(calibmap._library._name)"]
-
-        def loaded(**more):
-            return subprocess.run(
-                run, env={**environment, **more}, check=True, capture_output=True, text=True
-            ).stdout.strip()
-
+        program = "import calibmap; print(calibmap._library.library._name)"
+        package = os.path.join(self.folder, "calibmap")
+        shutil.copytree(PACKAGE, package, ignore=shutil.ignore_patterns("*.so*", "__pycache__"))
+        beside = os.path.join(package, "libcalibmap.so.1")
         system = os.path.join(self.folder, "system")
         os.mkdir(system)
+        other = shutil.copy(LIBRARY, os.path.join(system, "other.so"))
+
+        refused = python(program, package=package, LD_LIBRARY_PATH="", CALIBMAP_LIBRARY="/")
+        self.assertIn("ImportError: no calibmap library", refused.stderr)
         shutil.copy(LIBRARY, os.path.join(system, "libcalibmap.so.1"))
-        shutil.copy(LIBRARY, os.path.join(self.folder, "libcalibmap.so"))
-        self.assertEqual(loaded(), os.path.join(self.folder, "libcalibmap.so"))
-        self.assertEqual(loaded(LD_LIBRARY_PATH=system), "libcalibmap.so.1")
-        self.assertEqual(loaded(LD_LIBRARY_PATH=system, CALIBMAP_LIBRARY=LIBRARY), LIBRARY)
-        refused = subprocess.run(
-            run, env={**environment, "CALIBMAP_LIBRARY": "/"}, capture_output=True, text=True
-        )
-        self.assertIn("ImportError", refused.stderr)
+        for environment, expected in (
+            ({"LD_LIBRARY_PATH": system, "CALIBMAP_LIBRARY": ""}, "libcalibmap.so.1"),
+            ({"LD_LIBRARY_PATH": system, "CALIBMAP_LIBRARY": other}, other),
+        ):
+            found = python(program, package=package, **environment)
+            self.assertEqual((found.stdout.strip(), found.stderr), (expected, ""))
+        shutil.copy(LIBRARY, beside)
+        found = python(program, package=package, LD_LIBRARY_PATH=system, CALIBMAP_LIBRARY="")
+        self.assertEqual(found.stdout.strip(), beside)
 
 
 if __name__ == "__main__":

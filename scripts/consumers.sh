@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# consumers.sh [PREFIX]: builds and runs the projects of tests/consumers, and the Python reader's test,
+# consumers.sh [PREFIX]: builds and runs the projects of tests/consumers, and the Python package's test,
 # with what is installed at PREFIX. Without PREFIX it installs a tree with the shared and one with the
-# static library, moves both, takes each of these, and last the source tree as a part of a project.
+# static library, moves both, takes each of these, and last the source tree as a part of a project and
+# as what pip makes a wheel of.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" make python3-minimal
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" make python3-pip python3-venv
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -40,11 +41,11 @@ sameVersion() {
 }
 
 consume() {
-    local prefix=$1 library libraries version
+    local prefix=$1 library libraries version package
     library=$(find "$prefix" -name libcalibmap.so -o -name libcalibmap.a)
     libraries=$(dirname "$library")
     export CMAKE_PREFIX_PATH=$prefix PKG_CONFIG_PATH=$libraries/pkgconfig LD_LIBRARY_PATH=$libraries
-    export CALIBMAP_TOOL CALIBMAP_LIBRARY=$library
+    export CALIBMAP_TOOL
 
     version=$(sed -n 's/^## \([0-9.]*\) - .*/\1/p' CHANGELOG.md | head -n 1)
     sameVersion "$version" "$(pkg-config --modversion calibmap)" "pkg-config"
@@ -66,8 +67,8 @@ consume() {
         cc -std=c99 -Wall -Wextra -Werror $(pkg-config --cflags calibmap) -o "$work/dlopen/dlopen" \
             tests/consumers/dlopen/main.c -ldl -lm
         run dlopen
-        PYTHONPATH=$(dirname "$(find "$prefix" -name calibmap.py)") \
-            /usr/bin/python3 -B python/test_calibmap.py
+        package=$(find "$prefix" -path '*/calibmap/__init__.py' -printf '%h')
+        PYTHONPATH=$(dirname "$package") /usr/bin/python3 -B python/test_calibmap.py
         ;;
     esac
 }
@@ -99,3 +100,10 @@ for shared in ON OFF; do
     build add_subdirectory -DBUILD_SHARED_LIBS=$shared
     run add_subdirectory
 done
+
+echo "as a wheel"
+unset LD_LIBRARY_PATH
+CALIBMAP_TOOL=$work/release/bin/calibmap
+/usr/bin/python3 -m venv --system-site-packages "$work/environment"
+quietly "$work/environment/bin/pip" --disable-pip-version-check install --no-index .
+"$work/environment/bin/python" -B python/test_calibmap.py

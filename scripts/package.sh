@@ -72,7 +72,8 @@ installInRoot() {
         dpkg-query -W "*calibmap*"
         echo "of $(dpkg-query -W | wc -l) packages in all"' || return 1
     tryProgram chroot $root
-    chroot $root sh -ec 'dpkg --purge calibmap libcalibmap-dev libcalibmap1 >/dev/null
+    chroot $root python3 -B -c 'import calibmap; print(calibmap.maps("/tmp/lens.bin").shape)'
+    chroot $root sh -ec 'dpkg --purge calibmap python3-calibmap libcalibmap-dev libcalibmap1 >/dev/null
         ! find / -xdev -name "*calibmap*" -not -path "/tmp/*" -not -path "/proc/*" | grep .'
     rm -rf --one-file-system $root
 }

@@ -12,3 +12,11 @@ set_tests_properties(
     tool PROPERTIES
     ENVIRONMENT
     "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tool_leaks.supp:print_suppressions=0")
+
+# Without sanitizers, which the interpreter does not have.
+if(TARGET calibmap-python AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    add_test(NAME python COMMAND ${CALIBMAP_PYTHON} -B ${PROJECT_SOURCE_DIR}/python/test_calibmap.py)
+    set_tests_properties(
+        python PROPERTIES ENVIRONMENT
+        "PYTHONPATH=${PROJECT_BINARY_DIR}/python;CALIBMAP_TOOL=$<TARGET_FILE:calibmap-tool>")
+endif()

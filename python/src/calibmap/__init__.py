@@ -64,6 +64,7 @@ _MESSAGES = {
 }
 
 _DIRECTIONS = {"distort": 1, "undistort": 2}
+_MOST_SAMPLES = 2**28 - 1  # of a map that the library computes
 
 
 class CalibrationError(Exception):
@@ -132,9 +133,9 @@ def maps(
 ) -> numpy.typing.NDArray[numpy.float32]:
     """A map of the main camera, of shape (2, rows, columns): x (column), then y (row).
 
-    `ratio` is 1 or a positive even number of pixels; docs/maps.md says what the values mean. Where
-    the file is sound and yet no map can be computed from it, the library says more on the process's
-    standard output.
+    `ratio` is 1 or a positive even number of pixels. Position (r, c) holds the fractional column and
+    row, in samples of the same grid, that the sample in row r and column c is taken to. Where a file is
+    sound and its model is not, the library says more on the process's standard output.
     """
     if direction not in _DIRECTIONS:
         raise ValueError(f"direction must be one of {', '.join(_DIRECTIONS)}, not {direction!r}")
@@ -143,6 +144,8 @@ def maps(
         raise ValueError(f"ratio must be 1 or a positive even number, not {pixels}")
     camera = intrinsics(path).main
     rows, columns = max(camera.height, 0) // pixels, max(camera.width, 0) // pixels
+    if not 0 < rows * columns <= _MOST_SAMPLES:
+        raise CalibrationError(path, Status.STEP_FAILED)
     result = numpy.empty((2, rows, columns), numpy.float32)
     x, y = (plane.ctypes.data_as(ctypes.POINTER(ctypes.c_float)) for plane in result)
     status = library.doDistortionProcess(
