@@ -16,6 +16,7 @@ void report(const char* format, ...) {
     char message[messageSize];
     va_list values;
     va_start(values, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is started in the line above.
     vsnprintf(message, sizeof message, format, values);
     va_end(values);
     printf("ERROR: %s\n", message);

@@ -260,7 +260,7 @@ void releaseGrid(GridEvaluation& grid) {
     }
 }
 
-int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& reporter,
+int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& builder,
                      int32_t vectorLine, int32_t matrixLine, Mat** mapX, Mat** mapY) {
     constexpr int32_t maps = 2;
     const CountCheck leave = leaveCounts(enter, held.vectors, held.matrices + maps);
@@ -270,11 +270,11 @@ int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& 
     }
     int32_t status = CALIBMAP_SUCCESS;
     if (leave.vectorsMoved) {
-        refuse(reporter, vectorLine, " some vectors not free.");
+        refuse(builder, vectorLine, " some vectors not free.");
         status = CALIBMAP_VECTOR_LEAK;
     }
     if (leave.matricesMoved) {
-        refuse(reporter, matrixLine, " some mats not free.");
+        refuse(builder, matrixLine, " some mats not free.");
         status = CALIBMAP_MATRIX_LEAK;
     }
     return status;

@@ -75,7 +75,7 @@ struct Held {
  * The comparison of the counts that ends the making of two maps: 0; or 11 or 12, with the maps
  * released, after a report under one of the two numbers (both, when both counts are wrong).
  */
-int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& reporter,
+int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& builder,
                      int32_t vectorLine, int32_t matrixLine, Mat** mapX, Mat** mapY);
 
 }  // namespace calibmap

@@ -70,9 +70,9 @@ int32_t countKnotsUpTo(const SplineBasis& basis, double site, int32_t lastCount)
 /** Where the values of one site come from and where they go. */
 struct Site {
     double x;
-    bool isInside;       /**< not outside all knots, where every value is zero */
     const double* next;  /**< the knot at which the next interval begins */
     int32_t firstColumn; /**< of the first value; it and others may lie outside the row */
+    bool isInside;       /**< not outside all knots, where every value is zero */
 };
 
 Site locate(const SplineBasis& basis, double x, int32_t count) {
@@ -80,8 +80,8 @@ Site locate(const SplineBasis& basis, double x, int32_t count) {
     const auto lastPosition = static_cast<int32_t>(interval + basis.surplus);
     const double* t = basis.intervals.data;
     const bool isOutside = t[0] > x || basis.lastKnot < x;  // false for a NaN
-    return {x, !isOutside, t + static_cast<int32_t>(interval),
-            lastPosition - (basis.order - 1) - basis.firstColumn};
+    return {x, t + static_cast<int32_t>(interval),
+            lastPosition - (basis.order - 1) - basis.firstColumn, !isOutside};
 }
 
 /** Which of the values of a site lie in its row: from `first` to before `end`. */
