@@ -17,8 +17,6 @@ VectorDouble* knotsOver(const Breaks& breaks, int order) {
 Evaluation::Evaluation(const Image& image, Direction direction)
     : camera_(mainCameraOf(image)),
       model_(modelOf(image, direction)),
-      xValues_{},
-      yValues_{},
       xCorrection_{CALIBMAP_CORRECTION_ROWS, CALIBMAP_CORRECTION_COLS, xValues_.data()},
       yCorrection_{CALIBMAP_CORRECTION_ROWS, CALIBMAP_CORRECTION_COLS, yValues_.data()},
       spline_{} {

@@ -36,8 +36,8 @@ class Evaluation {
 
     Camera camera_;
     CorrectionModel model_;
-    std::array<double, CorrectionModel::coefficientCount> xValues_;
-    std::array<double, CorrectionModel::coefficientCount> yValues_;
+    std::array<double, CorrectionModel::coefficientCount> xValues_{};
+    std::array<double, CorrectionModel::coefficientCount> yValues_{};
     Mat xCorrection_;
     Mat yCorrection_;
     BsplineModel spline_;

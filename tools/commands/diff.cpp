@@ -31,8 +31,9 @@ struct DiffOptions {
     bool isStrict = false;
 };
 
-/** The two files, and what the library says of them. */
+/** The two files, what the library says of them, and where the comparison is reported. */
 struct Pair {
+    std::FILE* report;
     std::array<std::string, 2> names;
     std::array<Image, 2> images;
     std::array<Verdict, 2> verdicts;
@@ -80,15 +81,15 @@ void printField(const Pair& files, const Field& field) {
     }
     constexpr std::size_t few = 6;
     if (field.count > few && differing.size() > 1) {
-        std::printf("  %s: %zu of %zu values, by up to %.3g at [%zu]\n", field.name.c_str(),
-                    differing.size(), field.count, largest, most);
+        std::fprintf(files.report, "  %s: %zu of %zu values, by up to %.3g at [%zu]\n",
+                     field.name.c_str(), differing.size(), field.count, largest, most);
         return;
     }
     for (const std::size_t i : differing) {
         const std::string place = field.count == 1 ? "" : format("[%zu]", i);
-        std::printf("  %s%s: %s and %s\n", field.name.c_str(), place.c_str(),
-                    textOf(valueAt(first, field, i), field.type).c_str(),
-                    textOf(valueAt(second, field, i), field.type).c_str());
+        std::fprintf(files.report, "  %s%s: %s and %s\n", field.name.c_str(), place.c_str(),
+                     textOf(valueAt(first, field, i), field.type).c_str(),
+                     textOf(valueAt(second, field, i), field.type).c_str());
     }
 }
 
@@ -111,8 +112,8 @@ void printReserved(const Pair& files, const std::vector<bool>& named) {
         }
     }
     if (count > 0) {
-        std::printf("  reserved bytes: %zu, at %s%s\n", count, places.c_str(),
-                    count > most ? " and further on" : "");
+        std::fprintf(files.report, "  reserved bytes: %zu, at %s%s\n", count, places.c_str(),
+                     count > most ? " and further on" : "");
     }
 }
 
@@ -122,10 +123,10 @@ void printReserved(const Pair& files, const std::vector<bool>& named) {
  */
 bool printFields(const Pair& files) {
     if (files.images[0] == files.images[1]) {
-        std::printf("fields: all equal\n");
+        std::fprintf(files.report, "fields: all equal\n");
         return false;
     }
-    std::printf("fields that differ:\n");
+    std::fprintf(files.report, "fields that differ:\n");
     bool parametersDiffer = false;
     const std::array checksums = {checkedRanges(files.images[0]), checkedRanges(files.images[1])};
     std::vector<bool> named(files.images[0].size());
@@ -142,8 +143,8 @@ bool printFields(const Pair& files) {
         const std::size_t place = range.first + range.size;
         named[place] = true;
         if (differs(files, place, 1)) {
-            std::printf("  checksum of the %s: 0x%02x and 0x%02x\n", range.name.c_str(),
-                        range.stored, checksums[1][i].stored);
+            std::fprintf(files.report, "  checksum of the %s: 0x%02x and 0x%02x\n",
+                         range.name.c_str(), range.stored, checksums[1][i].stored);
         }
     }
     printReserved(files, named);
@@ -156,8 +157,8 @@ bool canBeCompared(const Pair& files, Direction direction) {
     for (std::size_t i = 0; i < files.images.size(); ++i) {
         const std::vector<std::string> faults = modelFaults(files.images[i], direction);
         if (!faults.empty()) {
-            std::printf("%-9s maps cannot be compared: %s: %s\n", name.c_str(),
-                        shown(files.names[i]).c_str(), faults.front().c_str());
+            std::fprintf(files.report, "%-9s maps cannot be compared: %s: %s\n", name.c_str(),
+                         shown(files.names[i]).c_str(), faults.front().c_str());
             return false;
         }
         mentionUncovered(files.names[i], files.images[i], direction);
@@ -165,8 +166,8 @@ bool canBeCompared(const Pair& files, Direction direction) {
     const Camera a = mainCameraOf(files.images[0]);
     const Camera b = mainCameraOf(files.images[1]);
     if (a.width != b.width || a.height != b.height) {
-        std::printf("%-9s maps differ: %d x %d and %d x %d pixels\n", name.c_str(), a.width,
-                    a.height, b.width, b.height);
+        std::fprintf(files.report, "%-9s maps differ: %d x %d and %d x %d pixels\n", name.c_str(),
+                     a.width, a.height, b.width, b.height);
         return false;
     }
     return true;
@@ -242,8 +243,7 @@ bool compareDirection(const DiffOptions& options, const Pair& files, Direction d
         throw std::bad_alloc();  // models without a fault are refused for nothing else
     }
     const bool agree = difference->lost == 0 && difference->largest <= options.tolerance;
-    std::FILE* const report = options.output == "-" ? stderr : stdout;
-    std::fprintf(report,
+    std::fprintf(files.report,
                  "%-9s maps %s: largest difference %.6f at (%g, %g), root mean square %.6f, half "
                  "of the pixels within %.6f, 95 %% within %.6f, 99 %% within %.6f pixels\n",
                  name.c_str(), agree ? "agree" : "differ", difference->largest, difference->place.x,
@@ -256,7 +256,10 @@ bool compareDirection(const DiffOptions& options, const Pair& files, Direction d
 }
 
 Pair load(const DiffOptions& options) {
-    Pair files{{inputName(options.first), inputName(options.second)}, {}, {}};
+    Pair files{options.output == "-" ? stderr : stdout,
+               {inputName(options.first), inputName(options.second)},
+               {},
+               {}};
     const std::array paths = {&options.first, &options.second};
     for (std::size_t i = 0; i < paths.size(); ++i) {
         files.verdicts[i] = loadAnyFile(*paths[i], files.images[i]);
@@ -269,8 +272,8 @@ int run(const DiffOptions& options) {
     for (std::size_t i = 0; i < files.verdicts.size(); ++i) {
         const Verdict& verdict = files.verdicts[i];
         if (verdict.status != CALIBMAP_SUCCESS) {
-            std::printf("%s: refused, status %d: %s\n", shown(files.names[i]).c_str(),
-                        verdict.status, verdict.reason.c_str());
+            std::fprintf(files.report, "%s: refused, status %d: %s\n",
+                         shown(files.names[i]).c_str(), verdict.status, verdict.reason.c_str());
         }
     }
     bool agree = files.verdicts[0].status == files.verdicts[1].status;
