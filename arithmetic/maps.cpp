@@ -17,6 +17,9 @@ namespace {
  */
 constexpr int32_t bandRows = 16;
 
+/** Elements between the place that is written and the one that is fetched for writing: 8 tiles. */
+constexpr int32_t prefetchDistance = 8 * tileWidth;
+
 /** How the sums of a map become coordinates, decided once for a map. */
 struct Finish {
     double factor;
@@ -99,6 +102,11 @@ CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking
     addTerms<Rows, Count>(making.left + int64_t{row} * shape.terms, shape.terms, tile, range, sums);
     finishSums<Rows, Count>(making.finish, sums);
     Element* to = making.map + int64_t{row} * shape.cols + col;
+    // Ahead of where the rows of a band are written: more of them than the processor itself
+    // follows.
+    for (int r = 0; r < Rows; ++r) {
+        __builtin_prefetch(to + int64_t{r} * shape.cols + prefetchDistance, 1);
+    }
     const int32_t width = shape.cols - col;
     if (width >= tileWidth) {
         storeSums<Rows, Count>(sums, to, shape.cols);
