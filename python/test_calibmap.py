@@ -41,13 +41,14 @@ def header():
 
 
 class Reader(unittest.TestCase):
-    def setUp(self):
+    @classmethod
+    def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = folder.name
         # Longer than the library's own path may be, and not ASCII.
-        self.file = os.path.join(self.folder, "Kalibrierung für das vordere Kamerapaar.bin")
-        tool("sample", *SAMPLE.split(), "-o", self.file)
+        cls.file = os.path.join(cls.folder, "Kalibrierung für das vordere Kamerapaar.bin")
+        tool("sample", *SAMPLE.split(), "-o", cls.file)
 
     def changed(self, changes):
         """A copy of the file with numbers added to the bytes at some offsets."""
