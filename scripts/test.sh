@@ -35,9 +35,10 @@ tsan() {
 }
 
 format() {
-    need clang-format shellcheck
+    need clang-format shellcheck mypy
     sources c cpp h | xargs clang-format --dry-run -Werror
     git ls-files '*.sh' .ci/run | xargs shellcheck -x
+    mypy --no-error-summary python/src/calibmap
 }
 
 tidy() {
