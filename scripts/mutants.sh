@@ -37,6 +37,7 @@ runTests || {
     exit 1
 }
 
+total=$(grep '^[^-+# ].*: ' scripts/mutants.txt | grep -c -e "$word")
 faults=0
 survivors=()
 wrong=()
@@ -46,10 +47,10 @@ try() {
     [[ -n $file && "$file: $what" == *"$word"* ]] || return 0
     faults=$((faults + 1))
     local content rest began=$SECONDS outcome=0
-    content=$(<"$file")
+    content=$([ ! -f "$file" ] || cat "$file")
     rest=${content#*"$old"}
     if [[ $rest = "$content" || $rest = *"$old"* ]]; then
-        outcome="its text is not there, or more than once"
+        outcome="its text is not there once"
     else
         printf '%s\n' "${content%%"$old"*}$new$rest" >"$tree/$file"
         runTests || outcome=$?
@@ -63,7 +64,8 @@ try() {
         wrong+=("$file: $what")
         ;;
     esac
-    printf '%3d. %s: %s: %s (%d s)\n' $faults "$file" "$what" "$outcome" $((SECONDS - began))
+    printf '%2d of %d, %s: %s: %s (%d s)\n' $faults "$total" "$file" "$what" "$outcome" \
+        $((SECONDS - began))
 }
 
 SECONDS=0

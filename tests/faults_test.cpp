@@ -311,10 +311,12 @@ TEST_F(Faults, NothingDependsOnWhatABlockHeldOrLiesBehindIt) {
                               elements(own(matMul(b.get(), a.get()))),
                               elements(own(spcol(basis.get(), n % 10 + 1, n / 2.0)))});
         });
-        const Image wide = calibrationImage({.width = n, .height = 1 + n % 9});
+        const int32_t width = 1 + n * 23 % 150;
+        const int32_t height = 1 + n * 17 % 150;
+        const Image wide = calibrationImage({.width = width, .height = height});
         expectSame("maps of " + std::to_string(n),
-                   mapping(calcMainCameraDistortionB, &wide[CALIBMAP_MAIN_BLOCK], nullptr, 1, n,
-                           1 + n % 9));
+                   mapping(calcMainCameraDistortionB, &wide[CALIBMAP_MAIN_BLOCK], nullptr, 1, width,
+                           height));
     }
 }
 
