@@ -27,3 +27,7 @@ calibmap remap "$lens" "$device/board.png" --direction distort --border grey \
 calibmap remap "$lens" "$pictures/recorded.png" --border grey -o "$pictures/straightened.png"
 echo
 echo "pictures: $pictures/lens.png, recorded.png, straightened.png"
+
+cp "$lens" "$pictures/lens.bin"
+scripts/web.sh build
+echo "page: open build/web/calibmap.html in a browser and drop $pictures/lens.bin on it"

@@ -15,6 +15,7 @@ root=$folder/root
 unpacked=$folder/unpacked
 
 rm -rf "$folder"/*.deb "$unpacked"
+scripts/web.sh build
 build package
 (cd $folder && cpack >cpack.log 2>&1) || {
     cat $folder/cpack.log

@@ -8,7 +8,7 @@
  */
 import { checkFile, computeMap, examineRanges, readParameters, startLibrary } from './library/calibmap.js';
 import { codes, layout as fields } from './library/layout.js';
-import { displacementOf, driftBetween, mapped } from './maps/coordinate_map.js';
+import { countOutside, displacementsOf, driftBetween, mapped, summaryOf } from './maps/coordinate_map.js';
 import { npyFile } from './maps/npy.js';
 import { remapped } from './maps/remap.js';
 import { makeShapes } from './pictures/shapes.js';
@@ -52,10 +52,9 @@ async function drawMap(module, { request, layout }, step) {
   if (!map) {
     return { status, words };
   }
-  const { nodes, largest, mean, outside } = displacementOf(map);
-  const shapes = await makeShapes(layout, map, nodes, true, step);
-  const { rows, cols } = map;
-  return { status, words, rows, cols, largest, mean, outside, shapes };
+  const displacements = displacementsOf(map);
+  const numbers = { rows: map.rows, cols: map.cols, outside: countOutside(map), ...summaryOf(displacements) };
+  return { status, words, numbers, shapes: await makeShapes(layout, displacements, map, step) };
 }
 
 /** Where a map takes a pixel. */
@@ -85,10 +84,10 @@ async function compare(module, { files, direction, ratio, layout }, step) {
     if (!a || !b || a.rows !== b.rows || a.cols !== b.cols) {
       continue;
     }
-    const { nodes, ...numbers } = driftBetween(a, b);
-    result.drift[either] = numbers;
+    const drift = driftBetween(a, b);
+    result.drift[either] = summaryOf(drift);
     if (either === direction) {
-      result.shapes = await makeShapes(layout, a, nodes, false, step);
+      result.shapes = await makeShapes(layout, drift, null, step);
     }
   }
   return result;

@@ -1,38 +1,55 @@
 /**
- * A map is {rows, cols, ratio, x, y} as the library delivers it: positions in samples, row by row. A grid of
- * nodes is {rows, cols, values}.
+ * A map is {rows, cols, ratio, x, y} as the library delivers it: positions in samples, row by row. A field is
+ * {rows, cols, values, first, step}: values in pixels at evenly spaced pixels of an image, column i and row i
+ * standing at `first + step * i`.
  */
 
-/** Bilinear interpolation at column x and row y; a place outside takes the value of the nearest place inside. */
-export function interpolated(grid, values, x, y) {
-  const { rows, cols } = grid;
-  const inX = Math.min(Math.max(x, 0), cols - 1);
-  const inY = Math.min(Math.max(y, 0), rows - 1);
-  const col = Math.trunc(inX);
-  const row = Math.trunc(inY);
+/**
+ * Bilinear interpolation in a grid of `rows` x `cols` elements at column x and row y; `at(index)` gives an element.
+ * Beyond the outermost elements the value goes on straight for up to `beyond` elements and then stays.
+ */
+export function interpolated({ rows, cols }, at, x, y, beyond = 0) {
+  const clamp = (value, low, high) => Math.min(Math.max(value, low), high);
+  const inX = clamp(x, -beyond, cols - 1 + beyond);
+  const inY = clamp(y, -beyond, rows - 1 + beyond);
+  const col = clamp(Math.floor(inX), 0, Math.max(cols - 2, 0));
+  const row = clamp(Math.floor(inY), 0, Math.max(rows - 2, 0));
   const right = Math.min(col + 1, cols - 1) - col;
   const above = row * cols + col;
   const below = Math.min(row + 1, rows - 1) * cols + col;
   const between = (a, b, t) => a + (b - a) * t;
   return between(
-    between(values[above], values[above + right], inX - col),
-    between(values[below], values[below + right], inX - col),
+    between(at(above), at(above + right), inX - col),
+    between(at(below), at(below + right), inX - col),
     inY - row,
   );
 }
 
-/** From pixels of the image to samples of a map and back. */
-export const toSample = (map, pixel) => (pixel - (map.ratio - 1) / 2) / map.ratio;
-export const toPixel = (map, sample) => sample * map.ratio + (map.ratio - 1) / 2;
+/** Samples stand at the centres of what they speak for: their blocks reach half a sample further. */
+const halfBlock = 0.5;
+
+/** The pixel at which sample 0 stands. */
+const firstPixel = (map) => (map.ratio - 1) / 2;
 
 /** Where the map takes a pixel, in pixels. */
 export function mapped(map, pixel) {
-  const x = toSample(map, pixel.x);
-  const y = toSample(map, pixel.y);
-  return {
-    x: toPixel(map, interpolated(map, map.x, x, y)),
-    y: toPixel(map, interpolated(map, map.y, x, y)),
-  };
+  const { cols, ratio } = map;
+  const x = (pixel.x - firstPixel(map)) / ratio;
+  const y = (pixel.y - firstPixel(map)) / ratio;
+  // What is interpolated is the displacement, which goes on straight where the map does.
+  const right = interpolated(map, (i) => map.x[i] - (i % cols), x, y, halfBlock);
+  const down = interpolated(map, (i) => map.y[i] - Math.trunc(i / cols), x, y, halfBlock);
+  return { x: pixel.x + ratio * right, y: pixel.y + ratio * down };
+}
+
+/** The value of a field at any pixel, continued to the border of the blocks. */
+export function valueAt({ rows, cols, values, first, step }, pixel) {
+  const x = (pixel.x - first) / step;
+  const y = (pixel.y - first) / step;
+  return Math.max(
+    0,
+    interpolated({ rows, cols }, (i) => values[i], x, y, halfBlock),
+  );
 }
 
 /** True when a position in samples lies on the area that the samples of the map cover. */
@@ -40,37 +57,51 @@ export function isInside(map, x, y) {
   return x >= -0.5 && x <= map.cols - 0.5 && y >= -0.5 && y <= map.rows - 0.5;
 }
 
-/**
- * How far, in pixels, the map moves each sample: the nodes, the largest and the mean of them (NaN when one is),
- * and how many samples are taken outside the image.
- */
-export function displacementOf(map) {
-  const values = new Float64Array(map.x.length);
-  let [largest, sum, outside] = [0, 0, 0];
-  for (let row = 0, i = 0; row < map.rows; ++row) {
-    for (let col = 0; col < map.cols; ++col, ++i) {
-      const distance = map.ratio * Math.hypot(map.x[i] - col, map.y[i] - row);
-      values[i] = distance;
-      // Written so that a NaN in the map shows in the result.
-      largest = distance <= largest ? largest : distance;
-      sum += distance;
-      outside += isInside(map, map.x[i], map.y[i]) ? 0 : 1;
-    }
-  }
-  const nodes = { rows: map.rows, cols: map.cols, values };
-  return { nodes, largest, mean: sum / values.length, outside };
+/** How far, in pixels, the map moves each sample: a field. */
+export function displacementsOf(map) {
+  return fieldOf(map, (i, row, col) => Math.hypot(map.x[i] - col, map.y[i] - row));
 }
 
-/** How far, in pixels, two maps of equal shape are apart: the nodes, the largest and the root mean square. */
+/** How far, in pixels, two maps of equal shape are apart: a field. */
 export function driftBetween(a, b) {
-  const values = new Float64Array(a.x.length);
-  let [largest, squares] = [0, 0];
-  for (let i = 0; i < values.length; ++i) {
-    const distance = a.ratio * Math.hypot(a.x[i] - b.x[i], a.y[i] - b.y[i]);
-    values[i] = distance;
-    largest = distance <= largest ? largest : distance;
-    squares += distance * distance;
+  return fieldOf(a, (i) => Math.hypot(a.x[i] - b.x[i], a.y[i] - b.y[i]));
+}
+
+function fieldOf(map, distance) {
+  const { rows, cols, ratio } = map;
+  const values = new Float64Array(rows * cols);
+  for (let row = 0, i = 0; row < rows; ++row) {
+    for (let col = 0; col < cols; ++col, ++i) {
+      values[i] = ratio * distance(i, row, col);
+    }
   }
-  const nodes = { rows: a.rows, cols: a.cols, values };
-  return { nodes, largest, rootMeanSquare: Math.sqrt(squares / values.length) };
+  return { rows, cols, values, first: firstPixel(map), step: ratio };
+}
+
+/** A field in numbers: the largest value and its pixel, mean and root mean square; those not finite are `lost`. */
+export function summaryOf({ cols, values, first, step }) {
+  let [largest, at, sum, squares, lost] = [0, 0, 0, 0, 0];
+  values.forEach((value, i) => {
+    if (!Number.isFinite(value)) {
+      ++lost;
+      return;
+    }
+    if (value > largest) {
+      [largest, at] = [value, i];
+    }
+    sum += value;
+    squares += value * value;
+  });
+  const count = Math.max(values.length - lost, 1);
+  const place = { x: first + step * (at % cols), y: first + step * Math.trunc(at / cols) };
+  return { largest, place, mean: sum / count, rootMeanSquare: Math.sqrt(squares / count), lost };
+}
+
+/** How many samples are taken to a place outside the image. */
+export function countOutside(map) {
+  let count = 0;
+  map.x.forEach((x, i) => {
+    count += Number.isFinite(x + map.y[i]) && !isInside(map, x, map.y[i]) ? 1 : 0;
+  });
+  return count;
 }

@@ -6,12 +6,12 @@ import { interpolated, isInside } from './coordinate_map.js';
  */
 export async function remapped(map, pixels, step) {
   const result = new Uint8ClampedArray(pixels.length);
-  const channels = [0, 1, 2].map((channel) => plane(pixels, channel));
   for (let row = 0, i = 0; row < map.rows; ++row) {
     for (let col = 0; col < map.cols; ++col, ++i) {
       if (isInside(map, map.x[i], map.y[i])) {
         for (let channel = 0; channel < 3; ++channel) {
-          result[4 * i + channel] = Math.round(interpolated(map, channels[channel], map.x[i], map.y[i]));
+          const at = (index) => pixels[4 * index + channel];
+          result[4 * i + channel] = Math.round(interpolated(map, at, map.x[i], map.y[i]));
         }
       }
       result[4 * i + 3] = 255;
@@ -19,13 +19,4 @@ export async function remapped(map, pixels, step) {
     await step(row / map.rows);
   }
   return result;
-}
-
-/** One channel of RGBA bytes. */
-function plane(pixels, channel) {
-  const values = new Uint8Array(pixels.length / 4);
-  for (let i = 0; i < values.length; ++i) {
-    values[i] = pixels[4 * i + channel];
-  }
-  return values;
 }

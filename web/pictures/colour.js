@@ -5,6 +5,9 @@ export const themes = {
   dark: { paper: '#17181c', ink: '#e8e8ec', faintInk: '#a2a2ad' },
 };
 
+/** What a heat map shows where there is no value, and where the value is none. */
+export const colours = { uncovered: [237, 237, 240], lost: [107, 107, 115] };
+
 const between = (a, b, t) => a + (b - a) * t;
 
 /** The transfer function of sRGB, to a byte. */
@@ -37,12 +40,12 @@ export function heat(t) {
   return fromOklab(heatLightness(t), chroma * Math.cos(hue), chroma * Math.sin(hue));
 }
 
-/** `heat` for many values: a table so fine that its steps are invisible. */
+/** `heat` for many values: the colours are many, and a table of them is as good as any number of them. */
 export function heatTable() {
-  const size = 4096;
-  const table = new Uint8Array(3 * (size + 1));
-  for (let i = 0; i <= size; ++i) {
-    table.set(heat(i / size), 3 * i);
+  const size = 1024;
+  const table = new Uint8Array(3 * size);
+  for (let i = 0; i < size; ++i) {
+    table.set(heat(i / (size - 1)), 3 * i);
   }
   return { size, table };
 }

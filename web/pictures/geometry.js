@@ -1,25 +1,32 @@
 /** Where things stand in a figure, in pixels of its canvas. */
 
+const margins = {
+  wide: { left: 74, top: 100, right: 122, bottom: 92 },
+  compact: { left: 40, top: 12, right: 62, bottom: 28 },
+};
+
 /**
  * The layout of a figure that shows an image of `camera.width` x `camera.height` pixels. Lengths are for a figure
- * 900 wide, times `scale`. A narrow screen leaves no room for the words beside the axes, and its `scale` is the
- * one at which the numbers can be read.
+ * 900 wide, times `scale`. A narrow screen leaves no room for the words around the plot, and its `scale` is the one
+ * at which the numbers can be read. The image keeps its proportions as far as a side of the plot does not become a
+ * line; `stretch` tells how many times as high as wide a pixel is drawn.
  */
 export function layOut(camera, width, pixelRatio) {
   const isCompact = width < 560 * pixelRatio;
-  const scale = isCompact ? pixelRatio : Math.max(width / 900, 0.8 * pixelRatio);
-  const margin = isCompact
-    ? { left: 40, top: 12, right: 62, bottom: 28 }
-    : { left: 74, top: 78, right: 122, bottom: 62 };
+  const margin = isCompact ? margins.compact : margins.wide;
+  const scale = isCompact ? pixelRatio : width / 900;
   const left = Math.round(margin.left * scale);
-  const top = Math.round(margin.top * scale);
   // The plot covers whole pixels of the canvas, which makes its edges sharp.
-  const plotWidth = Math.round(width - left - margin.right * scale);
-  // Very long or high images are not shown in proportion, so that the texts have room.
-  const proportion = Math.min(Math.max(camera.height / camera.width, 0.25), 1.6);
-  const plot = { left, top, width: plotWidth, height: Math.round(plotWidth * proportion) };
-  const height = Math.ceil(plot.top + plot.height + margin.bottom * scale);
-  return { camera, width, height, scale, plot, isCompact };
+  const top = Math.round(margin.top * scale);
+  const mostWidth = width - left - margin.right * scale;
+  const mostHeight = 900 * scale;
+  const mostSlender = 12;
+  const proportion = camera.height / camera.width;
+  const drawn = Math.min(Math.max(proportion, 1 / mostSlender), mostSlender);
+  const plotWidth = Math.round(Math.min(mostWidth, mostHeight / drawn));
+  const plot = { left, top, width: plotWidth, height: Math.round(plotWidth * drawn) };
+  const height = Math.ceil(top + Math.max(plot.height, 160 * scale) + margin.bottom * scale);
+  return { camera, width, height, scale, stretch: drawn / proportion, plot, isCompact };
 }
 
 /** From pixels of the image, which covers -0.5 to width - 0.5, to the plot and back. */

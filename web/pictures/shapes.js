@@ -2,54 +2,54 @@
  * The parts of a figure that take time: what a worker computes and the page then draws. All places are on the
  * plot, in pixels from its top left corner.
  */
-import { interpolated, mapped, toSample } from '../maps/coordinate_map.js';
-import { heatLightness, heatTable } from './colour.js';
+import { mapped, summaryOf, valueAt } from '../maps/coordinate_map.js';
+import { colours, heatLightness, heatTable } from './colour.js';
 import { contourLines } from './contour.js';
 import { onPlot, pixelAt, roundStep } from './geometry.js';
 
-const outsideColour = [107, 107, 115];
-
 /**
- * The shapes that show `nodes`, values in pixels at the samples of `map`: the heat map as RGBA bytes, contour
- * lines by level, and the map's grid if `withGrid`. `step` is called every now and then and may pause the work.
+ * The shapes that show a field: its largest value (0 when that is no more than rounding leaves over), the heat map
+ * as RGBA bytes, contour lines by level, and a regular grid with the same where `map`, if there is one, takes it.
+ * `step` is called every now and then and may pause the work.
  */
-export async function makeShapes(layout, map, nodes, withGrid, step) {
-  const field = { ratio: map.ratio, ...nodes, largest: largestOf(nodes.values) };
+export async function makeShapes(layout, field, map, step) {
+  const { largest: rounded, place } = summaryOf(field);
+  const largest = rounded > roundingOf(layout.camera) ? rounded : 0;
+  const covered = { x: field.cols * field.step, y: field.rows * field.step };
   return {
-    largest: field.largest,
-    step: roundStep(field.largest, 10),
-    heatMap: await heatMap(layout, field, step),
-    grid: withGrid ? mappedGrid(layout, map) : [],
-    contours: await contours(layout, field, step),
+    largest,
+    rounded,
+    place,
+    heatMap: await heatMap(layout, field, covered, largest, step),
+    regularGrid: map ? gridLines(layout, covered, (pixel) => pixel) : [],
+    mappedGrid: map ? gridLines(layout, covered, (pixel) => mapped(map, pixel)) : [],
+    contours: largest > 0 ? await contours(layout, field, covered, largest, step) : [],
   };
 }
 
-/** The largest value; 1 where there is none, because a map that moves nothing has a legend all the same. */
-function largestOf(values) {
-  let largest = 0;
-  for (const value of values) {
-    largest = value > largest ? value : largest;
-  }
-  return largest > 0 && Number.isFinite(largest) ? largest : 1;
+/** How far computing in single precision may move a pixel that no lens moves. */
+function roundingOf({ width, height, cx, cy }) {
+  return Math.max(width, height, Math.abs(cx), Math.abs(cy)) * 2 ** -21;
 }
 
-function valueAt(field, pixel) {
-  return interpolated(field, field.values, toSample(field, pixel.x), toSample(field, pixel.y));
-}
-
-async function heatMap(layout, field, step) {
+async function heatMap(layout, field, covered, largest, step) {
   const { width, height } = layout.plot;
   const pixels = new Uint8ClampedArray(4 * width * height);
   const { size, table } = heatTable();
+  const colourOf = (pixel) => {
+    if (pixel.x > covered.x - 0.5 || pixel.y > covered.y - 0.5) {
+      return colours.uncovered;
+    }
+    const value = valueAt(field, pixel);
+    if (!Number.isFinite(value)) {
+      return colours.lost;
+    }
+    const entry = 3 * Math.trunc((largest > 0 ? Math.min(value / largest, 1) : 0) * (size - 1));
+    return table.subarray(entry, entry + 3);
+  };
   for (let row = 0, i = 0; row < height; ++row) {
     for (let col = 0; col < width; ++col, i += 4) {
-      const value = valueAt(field, pixelAt(layout, { x: col + 0.5, y: row + 0.5 }));
-      if (Number.isFinite(value)) {
-        const entry = 3 * Math.round(Math.min(value / field.largest, 1) * size);
-        pixels.set(table.subarray(entry, entry + 3), i);
-      } else {
-        pixels.set(outsideColour, i);
-      }
+      pixels.set(colourOf(pixelAt(layout, { x: col + 0.5, y: row + 0.5 })), i);
       pixels[i + 3] = 255;
     }
     await step(row / height);
@@ -57,61 +57,68 @@ async function heatMap(layout, field, step) {
   return pixels;
 }
 
-/** The regular grid of one image, where the map takes it. */
-function mappedGrid(layout, map) {
-  const linesAlongWidth = 16;
+/**
+ * The lines of a regular grid over what is covered, at the places to which `place` takes them: 17 lines along the
+ * longer side, from the first pixel to the last, and as many along the other as keep the cells about square.
+ */
+function gridLines(layout, covered, place) {
+  const cellsAlongLonger = 16;
   const stepsPerLine = 400;
-  const right = layout.camera.width - 1;
-  const bottom = layout.camera.height - 1;
-  const proportion = layout.plot.height / layout.plot.width;
-  const linesAlongHeight = Math.max(4, Math.round(linesAlongWidth * proportion));
+  const { plot } = layout;
+  const right = covered.x - 1;
+  const bottom = covered.y - 1;
+  const cells = (side, other) => Math.max(4, Math.round(cellsAlongLonger * Math.min(1, side / other)));
   const lines = [];
   const addLine = (from, to) => {
     const line = [];
     for (let i = 0; i <= stepsPerLine; ++i) {
       const t = i / stepsPerLine;
-      const place = mapped(map, { x: from.x + (to.x - from.x) * t, y: from.y + (to.y - from.y) * t });
-      if (Number.isFinite(place.x) && Number.isFinite(place.y)) {
-        line.push(onPlot(layout, place));
+      const p = place({ x: from.x + (to.x - from.x) * t, y: from.y + (to.y - from.y) * t });
+      if (Number.isFinite(p.x) && Number.isFinite(p.y)) {
+        line.push(onPlot(layout, p));
       }
     }
     lines.push(line);
   };
-  for (let i = 0; i <= linesAlongWidth; ++i) {
-    const x = (right * i) / linesAlongWidth;
+  const columns = cells(plot.width, plot.height);
+  for (let i = 0; i <= columns; ++i) {
+    const x = (right * i) / columns;
     addLine({ x, y: 0 }, { x, y: bottom });
   }
-  for (let i = 0; i <= linesAlongHeight; ++i) {
-    const y = (bottom * i) / linesAlongHeight;
+  const rows = cells(plot.height, plot.width);
+  for (let i = 0; i <= rows; ++i) {
+    const y = (bottom * i) / rows;
     addLine({ x: 0, y }, { x: right, y });
   }
   return lines;
 }
 
 /** Contour lines at the multiples of a round step, and at two levels below it that tell of the middle. */
-async function contours(layout, field, step) {
-  // Nodes fine enough for smooth lines, over the whole area of the image.
-  const cols = 321;
-  const rows = Math.max(2, Math.trunc((cols * layout.plot.height) / layout.plot.width));
-  const place = (node) => ({
-    x: (node.x / (cols - 1)) * layout.plot.width,
-    y: (node.y / (rows - 1)) * layout.plot.height,
+async function contours(layout, field, covered, largest, step) {
+  // Nodes a few hairlines apart, over the area for which there are values.
+  const apart = 2.2 * layout.scale;
+  const count = (length) => Math.max(2, Math.round(length / apart) + 1);
+  const rows = count((layout.plot.height * covered.y) / layout.camera.height);
+  const cols = count((layout.plot.width * covered.x) / layout.camera.width);
+  const pixel = (node) => ({
+    x: (covered.x * node.x) / (cols - 1) - 0.5,
+    y: (covered.y * node.y) / (rows - 1) - 0.5,
   });
   const values = new Float64Array(rows * cols);
   for (let i = 0; i < values.length; ++i) {
-    values[i] = valueAt(field, pixelAt(layout, place({ x: i % cols, y: Math.trunc(i / cols) })));
+    values[i] = valueAt(field, pixel({ x: i % cols, y: Math.trunc(i / cols) }));
   }
-  const between = roundStep(field.largest, 10);
+  const between = roundStep(largest, 10);
   const levels = [between / 10, between / 2];
-  for (let i = 1; i * between < field.largest; ++i) {
+  for (let i = 1; i * between < largest; ++i) {
     levels.push(i * between);
   }
   const result = [];
   for (const [i, level] of levels.entries()) {
     result.push({
       level,
-      isOnLight: heatLightness(level / field.largest) > 0.6,
-      lines: contourLines({ rows, cols, values }, level).map((line) => line.map(place)),
+      isOnLight: heatLightness(level / largest) > 0.6,
+      lines: contourLines({ rows, cols, values }, level).map((line) => line.map((node) => onPlot(layout, pixel(node)))),
     });
     await step(i / levels.length);
   }

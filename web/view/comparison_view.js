@@ -32,10 +32,14 @@ export function buildComparisonView(bridge, onError) {
     numbers.textContent = describe(drift, files);
     element.hidden = save.hidden = !shapes;
     if (shapes) {
+      const [maps, image] = direction === 'undistort' ? ['Undistortion', 'straight'] : ['Distortion', 'recorded'];
       figure.show(layout, shapes, {
-        title: `Difference of the ${direction === 'undistort' ? 'un' : ''}distortion maps`,
-        subtitle: `How far each pixel of ${files[1].name} is taken from where ${files[0].name} takes it`,
-        legend: 'difference (pixels)',
+        title: `${maps} maps of ${files[0].name} and ${files[1].name}`,
+        subtitle: `Colour at a pixel of the ${image} image: how far apart the two maps take it`,
+        size: `${files[0].camera.width} × ${files[0].camera.height} pixels`,
+        quantity: 'difference',
+        none: 'no difference',
+        grids: [],
       });
     }
   }
@@ -45,10 +49,11 @@ export function buildComparisonView(bridge, onError) {
 }
 
 function describe(drift, files) {
-  const sentences = Object.entries(drift).map(([direction, { largest, rootMeanSquare }]) =>
+  const sentences = Object.entries(drift).map(([direction, { largest, place, rootMeanSquare }]) =>
     largest === 0
       ? `${direction}: the maps are equal.`
-      : `${direction}: largest difference ${largest.toFixed(6)}, root mean square ${rootMeanSquare.toFixed(6)} pixels.`,
+      : `${direction}: largest difference ${largest.toFixed(6)} at (${place.x}, ${place.y}), root mean square ` +
+        `${rootMeanSquare.toFixed(6)} pixels.`,
   );
   const sizes = files.map(({ camera }) => `${camera.width} x ${camera.height}`);
   if (sizes[0] !== sizes[1]) {

@@ -9,19 +9,17 @@ import { withProgress } from './progress.js';
 const texts = {
   undistort: {
     title: 'Undistortion map',
-    subtitle:
-      'How far from each pixel of the straightened image its place in the recorded image lies; the grid of ' +
-      'straight lines, as recorded',
-    from: 'straightened image',
+    subtitle: 'Colour at a pixel of the straight image: how far from it the camera records what belongs there',
+    grids: ['a regular grid of the straight image', 'as the camera records it'],
+    from: 'straight image',
     to: 'recorded image',
   },
   distort: {
     title: 'Distortion map',
-    subtitle:
-      'How far from each pixel of the recorded image its place in the straightened image lies; the recorded ' +
-      'grid, straightened',
+    subtitle: 'Colour at a pixel of the recorded image: how far from it that place lies in the straight image',
+    grids: ['a regular grid of the recorded image', 'where it lies when straightened'],
     from: 'recorded image',
-    to: 'straightened image',
+    to: 'straight image',
   },
 };
 
@@ -58,8 +56,12 @@ export function buildMapView(bridge, onError) {
     showRefusal(answer);
     heading.classList.toggle('is-in-picture', Boolean(answer.shapes) && !layout.isCompact);
     if (answer.shapes) {
-      figure.show(layout, answer.shapes, { ...words, title, legend: 'displacement (pixels)' });
-      showNumbers(answer);
+      const { rows, cols } = answer.numbers;
+      const { width, height } = file.camera;
+      const size = `${width} × ${height} pixels · ratio ${request.ratio}: ${cols} × ${rows} samples`;
+      const quantity = 'displacement';
+      figure.show(layout, answer.shapes, { ...words, title, size, quantity, none: 'no distortion' });
+      showNumbers(answer.numbers);
       await moveTo(place ?? { x: Math.floor(file.camera.width / 4), y: Math.floor(file.camera.height / 4) });
     }
   }
@@ -75,10 +77,11 @@ export function buildMapView(bridge, onError) {
     }
   }
 
-  function showNumbers({ rows, cols, largest, mean, outside }) {
+  function showNumbers({ rows, cols, largest, place: { x, y }, mean, outside, lost }) {
     find('.numbers', section).textContent =
-      `${rows} rows x ${cols} columns, displacement at most ${largest.toFixed(3)} and on average ` +
-      `${mean.toFixed(3)} pixels, ${outside} of ${rows * cols} samples taken outside the image`;
+      `${rows} rows x ${cols} columns, displacement at most ${largest.toFixed(3)} at (${x}, ${y}) and on average ` +
+      `${mean.toFixed(3)} pixels, ${outside} of ${rows * cols} samples taken outside the image` +
+      (lost > 0 ? `, ${lost} taken to no place at all` : '');
   }
 
   /** Shows where the map takes a pixel of its image. */

@@ -1,0 +1,399 @@
+#!/usr/bin/env python3
+"""Tests of the page in Chromium: browser_test.py BUILD NATIVE. BUILD is the build of the page, NATIVE that of the
+library and its program, whose answers the page has to give, too."""
+import base64
+import glob
+import json
+import math
+import os
+import re
+import shutil
+import struct
+import sys
+import tempfile
+import time
+import unittest
+
+import numpy as np
+from selenium.webdriver.common.keys import Keys
+
+from browser import Browser
+from native import Native
+from pictures import lines_in, read_picture, share_near
+
+BUILD, NATIVE_BUILD = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
+SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+RANGES = {'main camera': (13, 4112), 'sub camera': (4126, 2100), 'extrinsics': (6227, 24), 'whole file': (0, 6267)}
+FLAGS = {'distort': 1, 'undistort': 2}
+
+
+def content(*path):
+    with open(os.path.join(*path), 'rb') as file:
+        return file.read()
+
+
+def sealed(image, changes):
+    """A copy of a file image with other bytes from some offsets on, all four checksums right."""
+    image = bytearray(image)
+    for offset, data in changes.items():
+        image[offset:offset + len(data)] = data
+    for first, size in RANGES.values():
+        image[first + size] = 255 - sum(image[first:first + size]) % 256
+    return bytes(image)
+
+
+def sized(image, width, height):
+    return sealed(image, {17: struct.pack('<ii', height, width)})
+
+
+class PageTest(unittest.TestCase):
+
+    @classmethod
+    def setUpClass(cls):
+        # The library keeps the path of its file in 33 bytes.
+        cls.folder = tempfile.mkdtemp(dir='/tmp')
+        cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
+        cls.native = Native(os.path.join(NATIVE_BUILD, 'libcalibmap.so'),
+                            os.path.join(NATIVE_BUILD, 'tools', 'calibmap'))
+        cls.browser = Browser(os.path.join(BUILD, 'calibmap.html'), cls.folder)
+        cls.addClassCleanup(cls.browser.close)
+        cls.lens = cls.path('lens.bin')
+        cls.native.run('sample', '-o', cls.lens)
+        cls.image = content(cls.lens)
+
+    @classmethod
+    def path(cls, name):
+        return os.path.join(cls.folder, name)
+
+    def setUp(self):
+        self.browser.open()
+
+    def tearDown(self):
+        self.assertEqual(self.browser.errors(), [])
+
+    def write(self, name, data, size=None):
+        """A file with this content, followed by zeros up to a size."""
+        path = self.path(name)
+        with open(path, 'wb') as file:
+            file.write(data)
+            file.truncate(size or len(data))
+        return path
+
+    def downloaded(self, selector):
+        return content(self.browser.save(selector))
+
+    def expect_map_as_native(self, path, direction, ratio=1):
+        """Saves the map that is shown: it has to be the program's, byte for byte."""
+        expected = self.path('expected.npy')
+        self.native.run('map', path, '--direction', direction, '--ratio', str(ratio), '-o', expected)
+        self.assertEqual(self.downloaded('.save-map'), content(expected), (path, direction, ratio))
+
+    # ---- Verdicts ----------------------------------------------------------------------------------------------
+
+    def test_says_first_whether_a_device_accepts_a_file(self):
+        self.browser.add(self.lens)
+        self.assertIn('Accepted: a device uses this file (status 0)', self.browser.text('.verdict'))
+        self.assertEqual(self.browser.text('samp'), '')
+        self.assertEqual(self.browser.lines('.ranges'), ['✓ ' + name for name in RANGES])
+        info = json.loads(self.native.run('info', self.lens, '--json'))
+        shown = self.browser.text('.card table')
+        for camera in (info['mainCamera'], info['subCamera']):
+            view = camera['fieldOfViewDegrees']
+            for text in (f"{camera['imageWidth']} x {camera['imageHeight']} pixels",
+                         f"{camera['fx']:.3f}, {camera['fy']:.3f} pixels", f"{camera['cx']:.3f}, {camera['cy']:.3f}",
+                         f"{view['horizontal']:.1f} x {view['vertical']:.1f} degrees, {view['diagonal']:.1f} diagonal",
+                         ' '.join(word[2:] for word in camera['coeff'])):
+                self.assertIn(text, shown)
+        self.assertIn(info['extrinsics'], shown.replace(' ', ''))
+
+    def expect_verdict(self, path, damaged=()):
+        """The page gives the native library's status and words, and marks the damaged ranges."""
+        status, words = self.native.ask(path, 3)
+        self.browser.open()
+        self.browser.add(path)
+        self.assertIn(f'(status {status})', self.browser.text('.verdict'))
+        self.assertIn('Refused' if status else 'Accepted', self.browser.text('.verdict'))
+        self.assertEqual(self.browser.lines('.card samp'), words)
+        marked = [line[2:].split(':')[0] for line in self.browser.lines('.ranges .damaged') if line.startswith('✗')]
+        self.assertEqual(marked, list(damaged))
+        self.assertEqual(self.browser.run("return document.querySelector('#map').hidden"), status != 0)
+        return status
+
+    def test_says_why_a_file_is_refused(self):
+        for name, (first, size) in RANGES.items():
+            # Behind the last block there are bytes that only the whole file's checksum covers.
+            place = 6260 if name == 'whole file' else first + size // 2
+            image = bytearray(self.image)
+            image[place] ^= 0x10
+            damaged = [name] if name == 'whole file' else [name, 'whole file']
+            self.assertEqual(self.expect_verdict(self.write('damaged.bin', image), damaged), 9)
+            self.assertIn(' and '.join(damaged), self.browser.text('.card'))
+        self.assertEqual(self.expect_verdict(self.write('failed.bin', sealed(self.image, {1: b'\0'}))), 10)
+        self.assertIn('the pass flag is 0', self.browser.text('.card'))
+        for size in (0, 1, 6267):
+            self.assertEqual(self.expect_verdict(self.write('short.bin', self.image[:size])), 8)
+            self.assertIn(f'{6268 - size} bytes missing', self.browser.text('.ranges .missing'))
+
+    def test_stays_alive_whatever_a_file_holds(self):
+        everything = list(RANGES)
+        self.assertEqual(self.expect_verdict(self.write('zeros.bin', bytes(6268)), everything), 9)
+        self.assertEqual(self.expect_verdict(self.write('large.bin', b'', 100_000_000), everything), 9)
+        # What stands behind a calibration does not matter to a device.
+        self.assertEqual(self.expect_verdict(self.write('longer.bin', self.image, 100_000_000)), 0)
+        self.expect_map_as_native(self.lens, 'undistort')
+        random = np.random.default_rng(5)
+        for path in sorted(glob.glob(os.path.join(SOURCE, 'fuzz', 'corpus', 'calibration_file', '*'))):
+            image = content(path)
+            hostile = self.path('hostile.bin')
+            for place in (None, *random.integers(25, 4125, 3)):
+                changes = {} if place is None else {int(place): random.bytes(4)}
+                self.write('hostile.bin', sealed(image, changes) if changes else image)
+                if self.expect_verdict(hostile) == 0:
+                    self.expect_answer(hostile)
+
+    def expect_answer(self, path):
+        """The request for a map has the native status and words, and the map the native bytes."""
+        camera = json.loads(self.native.run('info', path, '--json'))['mainCamera']
+        rows, cols = camera['imageHeight'], camera['imageWidth']
+        for direction, flag in FLAGS.items():
+            self.browser.choose('direction', direction)
+            status, words = self.native.ask(path, flag, 1, rows, cols)
+            self.assertEqual(self.browser.lines('#map .refusal samp'), words)
+            if status == 0:
+                self.expect_map_as_native(path, direction)
+            else:
+                self.assertIn(f'No map (status {status})', self.browser.text('#map .refusal'))
+
+    def test_says_why_there_is_no_map(self):
+        for name, width, height in (('widest', 2**31 - 1, 1), ('negative', -640, 480), ('empty', 640, 0),
+                                    ('ten gigapixels', 100000, 100000)):
+            with self.subTest(name):
+                path = self.write('size.bin', sized(self.image, width, height))
+                self.assertEqual(self.expect_verdict(path), 0)
+                self.expect_answer(path)
+        orders = self.write('orders.bin', sealed(self.image, {97: b'\x06\x07'}))
+        self.expect_verdict(orders)
+        self.expect_answer(orders)
+        # A page has less memory than a device, and says so.
+        path = self.write('size.bin', sized(self.image, 16000, 16000))
+        self.expect_verdict(path)
+        self.assertRegex(self.browser.text('#map .refusal'), r'No map( \(status 7\))?: .*memory')
+        self.browser.set_ratio(16)
+        self.expect_map_as_native(path, 'undistort', 16)
+
+    # ---- Maps --------------------------------------------------------------------------------------------------
+
+    def test_saves_the_map_that_the_program_writes(self):
+        self.browser.add(self.lens)
+        for direction in FLAGS:
+            self.browser.choose('direction', direction)
+            for ratio in (1, 2, 6):
+                self.browser.set_ratio(ratio)
+                self.expect_map_as_native(self.lens, direction, ratio)
+                numbers = re.sub('.*columns, ', '', self.native.run(
+                    'map', self.lens, '--direction', direction, '--ratio', str(ratio), '-o', self.path('again.npy')))
+                self.assertIn(numbers.strip(), self.browser.text('#map .numbers'))
+            for ratio in (3, 0, -2, 1000):
+                self.browser.set_ratio(ratio)
+                rows, cols = (480 // ratio, 640 // ratio) if ratio > 0 else (480, 640)
+                status, words = self.native.ask(self.lens, FLAGS[direction], ratio, rows, cols)
+                self.assertIn(f'No map (status {status})', self.browser.text('#map .refusal'))
+                self.assertEqual(self.browser.lines('#map .refusal samp'), words)
+
+    def test_draws_the_picture_that_the_program_draws(self):
+        """Contours, grid and texts lie within 1.5 pixels of the program's, both ways."""
+        drawn = self.path('drawn.png')
+        for direction in FLAGS:
+            self.native.run('draw', self.lens, '--direction', direction, '--width', '992', '-o', drawn)
+            self.browser.open(width=1024)
+            self.browser.add(self.lens)
+            self.browser.choose('direction', direction)
+            shown = read_picture(self.browser.save('#map .save-picture'))
+            expected = read_picture(drawn)
+            self.assertEqual(shown.shape, expected.shape)
+            here, there = lines_in(shown), lines_in(expected)
+            self.assertGreater(there.sum(), 3000)
+            self.assertGreater(share_near(here, there, 1.5), 0.97)
+            self.assertGreater(share_near(there, here, 1.5), 0.97)
+
+    def test_tells_where_a_place_lies_in_both_images(self):
+        self.browser.add(self.lens)
+        values = np.load(self.browser.save('.save-map'))
+        said = r'column ([\d.]+), row ([\d.]+) → .*: column ([-\d.]+), row ([-\d.]+); '
+
+        def place():
+            return [float(text) for text in re.search(said, self.browser.text('output')).groups()]
+
+        start = place()
+        self.browser.press('.figure', Keys.ARROW_RIGHT * 3 + Keys.SHIFT + Keys.ARROW_DOWN + Keys.SHIFT)
+        self.browser.wait(f"document.querySelector('output').textContent.includes('row {start[1] + 10:.2f}')")
+        col, row, x, y = place()
+        self.assertEqual((col, row), (start[0] + 3, start[1] + 10))
+        np.testing.assert_allclose((x, y), values[:, int(row), int(col)], atol=0.006)
+        self.assertEqual(self.browser.run("return document.querySelector('output').ariaLive"), 'polite')
+        # The pointer, in the middle of the plot: the picture is 992 wide where the page is 1024.
+        self.browser.open(width=1024)
+        self.browser.add(self.lens)
+        area = self.browser.run("""const a = document.querySelector('.figure canvas').getBoundingClientRect();
+                                   window.scrollTo(0, a.top); return [a.left, a.width]""")
+        scale = area[1] / 900
+        middle = (area[0] + (74 + (900 - 74 - 122) / 2) * scale, (100 + (900 - 74 - 122) * 0.375) * scale)
+        self.browser.devtools('Input.dispatchMouseEvent', type='mouseMoved', x=round(middle[0]), y=round(middle[1]))
+        self.browser.wait("document.querySelector('output').ariaLive === 'off'")
+        np.testing.assert_allclose(place()[:2], (319.5, 239.5), atol=1.5)
+
+    def test_a_large_map_does_not_freeze_it(self):
+        large = self.path('large.bin')
+        self.native.run('sample', '--width', '6000', '--height', '4000', '--fx', '4000', '--fy', '4000', '--cx', '2990',
+                        '--cy', '2010', '-o', large)
+        self.browser.run("""
+            window.gap = 0; window.barWasSeen = false; let last = performance.now();
+            setInterval(() => {
+                window.gap = Math.max(window.gap, performance.now() - last); last = performance.now();
+                window.barWasSeen ||= !document.querySelector('#progress').hidden;
+            }, 10)""")
+        self.browser.add(large)
+        gap, bar_was_seen = self.browser.run('return [window.gap, window.barWasSeen]')
+        self.assertTrue(bar_was_seen)
+        self.assertLess(gap, 1000)
+        self.expect_map_as_native(large, 'undistort')
+
+    # ---- Photos and pairs --------------------------------------------------------------------------------------
+
+    def test_straightens_and_bends_a_photo(self):
+        board, expected = self.path('board.png'), self.path('expected.png')
+        self.native.run('pattern', '-o', board)
+        self.browser.add(self.lens, board)
+        for direction in FLAGS:
+            self.browser.choose('direction', direction)
+            self.native.run('remap', self.lens, board, '--direction', direction, '-o', expected)
+            shown = read_picture(self.browser.save('#photo .save-picture')).astype(int)
+            self.assertLessEqual(np.abs(shown - read_picture(expected)).max(), 1, direction)
+        self.browser.press('#divider', Keys.ARROW_RIGHT * 10)
+        self.assertEqual(self.browser.run("return document.querySelector('.after').style.clipPath"),
+                         'inset(0px 0px 0px 60%)')
+        # Another size: shown in the camera's if it has its shape.
+        for size, words, is_shown in ((('1280', '960'), "in the camera's size", True),
+                                      (('480', '480'), 'does not come from this camera', False)):
+            self.native.run('pattern', '--width', size[0], '--height', size[1], '-o', board)
+            self.browser.add(board)
+            self.assertIn(words, self.browser.text('#photo .help'))
+            self.assertEqual(self.browser.find('#photo .result').is_displayed(), is_shown)
+        self.browser.add(self.write('broken.png', b'no picture'))
+        self.assertIn('broken.png cannot be read as a picture', self.browser.text('#notice'))
+
+    def test_compares_two_files(self):
+        today = self.path('today.bin')
+        self.native.run('sample', '--k1', '-0.27', '--k2', '0.09', '--k3', '-0.012', '-o', today)
+        self.browser.add(self.lens, today)
+        shown = self.browser.text('#comparison .numbers')
+        said = re.findall(r'(\w+)\s+maps differ: (.*?), half', self.native.run('diff', self.lens, today, status=1))
+        self.assertEqual(len(said), 2)
+        for direction, numbers in said:
+            self.assertIn(f'{direction}: {numbers} pixels', shown)
+        self.assertIn('coefficients (differs)', re.sub(r'\s+', ' ', self.browser.run(
+            "return [...document.querySelectorAll('.differs th')].map(th => th.textContent + ' (differs)').join()")))
+        self.assertTrue(self.browser.find('#comparison canvas').is_displayed())
+        self.browser.choose('shown', '1')
+        self.expect_map_as_native(today, 'undistort')
+        # The second card's button; what is left is compared with itself under another name.
+        self.browser.run("document.querySelectorAll('.card button')[1].click()")
+        self.browser.add(self.write('same.bin', self.image))
+        self.assertIn('undistort: the maps are equal. distort: the maps are equal.',
+                      self.browser.text('#comparison .numbers'))
+        self.browser.add(today)
+        self.assertIn('remove one to make room', self.browser.text('#notice'))
+
+    # ---- The page itself ---------------------------------------------------------------------------------------
+
+    def test_takes_files_that_are_dropped(self):
+        self.browser.run("""
+            const data = new DataTransfer();
+            data.items.add(new File([Uint8Array.from(atob(arguments[0]), c => c.charCodeAt(0))], 'dropped.bin'));
+            document.querySelector('main').dispatchEvent(
+                new DragEvent('drop', {dataTransfer: data, bubbles: true, cancelable: true}))
+            """, base64.b64encode(self.image).decode())
+        self.browser.wait("document.querySelector('.card')")
+        self.browser.settle()
+        self.assertIn('dropped.bin', self.browser.text('.card h2'))
+        self.expect_map_as_native(self.lens, 'undistort')
+
+    def test_does_without_a_worker(self):
+        script = self.browser.devtools('Page.addScriptToEvaluateOnNewDocument', source='delete window.Worker')
+        try:
+            self.browser.open()
+            self.assertEqual(self.browser.run('return document.documentElement.dataset.worker'), 'false')
+            self.browser.add(self.lens)
+            self.expect_map_as_native(self.lens, 'undistort')
+        finally:
+            self.browser.devtools('Page.removeScriptToEvaluateOnNewDocument', identifier=script['identifier'])
+
+    def test_needs_and_reaches_no_network(self):
+        self.browser.add(self.lens)
+        self.assertEqual(self.browser.run("return performance.getEntriesByType('resource').map(e => e.name)"
+                                          ".filter(name => !name.startsWith('blob:'))"), [])
+        self.browser.run("""
+            document.addEventListener('securitypolicyviolation', e => window.refused = e.effectiveDirective);
+            fetch('http://localhost:9/').catch(() => {})""")
+        self.assertEqual(self.browser.wait('window.refused'), 'connect-src')
+        self.assertEqual([error for error in self.browser.errors() if 'Content Security Policy' not in error], [])
+
+    def test_names_all_that_can_be_focused(self):
+        board = self.path('board.png')
+        self.native.run('pattern', '-o', board)
+        self.browser.add(self.lens, self.write('second.bin', self.image), board)
+        nodes = self.browser.devtools('Accessibility.getFullAXTree')['nodes']
+        nameless = []
+        for node in nodes:
+            is_focusable = any(p['name'] == 'focusable' and p['value']['value'] for p in node.get('properties', []))
+            if (is_focusable or node['role']['value'] in ('img', 'canvas')) and not node.get('ignored') and \
+                    not node.get('name', {}).get('value'):
+                nameless.append(node['role'])
+        self.assertEqual(nameless, [])
+        # Tab goes through the page from top to bottom.
+        self.browser.run("document.activeElement.blur(); window.scrollTo(0, 0); document.body.focus()")
+        visited = []
+        for _ in range(60):
+            self.browser.devtools('Input.dispatchKeyEvent', type='keyDown', key='Tab', windowsVirtualKeyCode=9)
+            visited.append(self.browser.run(
+                "const e = document.activeElement; return e.id || e.className || e.name || e.tagName"))
+            if visited[-1] == 'BODY':
+                break
+        for name in ('chooser', 'shown', 'direction', 'ratio', 'figure', 'column', 'row', 'save-map', 'divider'):
+            self.assertIn(name, visited)
+        order = [visited.index(name) for name in ('chooser', 'direction', 'ratio', 'figure', 'save-map', 'divider')]
+        self.assertEqual(order, sorted(order))
+
+    def test_fits_a_telephone_and_both_themes(self):
+        for width, is_dark in ((360, False), (360, True), (1200, True)):
+            self.browser.open(width=width, scale=2 if width == 360 else 1, is_dark=is_dark)
+            self.browser.add(self.lens)
+            self.assertLessEqual(self.browser.run('return document.documentElement.scrollWidth'), width)
+            corner = read_picture(self.browser.save('#map .save-picture'))[0, 0]
+            self.assertEqual(corner.mean() < 60, is_dark)
+            if os.environ.get('SCREENSHOTS'):
+                self.browser.screenshot(os.path.join(
+                    os.environ['SCREENSHOTS'], f'{width}-{"dark" if is_dark else "light"}.png'))
+
+    # ---- The library in the browser ----------------------------------------------------------------------------
+
+    def test_computes_the_promised_bits(self):
+        harness = content(BUILD, 'web', 'harness.bundle.js').decode()
+        module = base64.b64encode(content(BUILD, 'web', 'golden.wasm')).decode()
+        found = self.browser.driver.execute_async_script(
+            harness + ';harness.goldenHashes(arguments[0]).then(arguments[1], e => arguments[1]([String(e)]))', module)
+        with open(os.path.join(SOURCE, 'tests', 'golden.txt'), encoding='utf-8') as file:
+            committed = file.read().splitlines()
+        self.assertGreater(len(committed), 60)
+        self.assertEqual(found, committed)
+
+    def test_knows_the_layout_of_the_header(self):
+        header = dict(re.findall(r'(CALIBMAP_\w+) = (\d+)', content(SOURCE, 'calibmap.h').decode()))
+        layout = re.findall(r'(CALIBMAP_\w+): (\d+)', content(SOURCE, 'web', 'library', 'layout.js').decode())
+        self.assertGreater(len(layout), 20)
+        for name, value in layout:
+            self.assertEqual(value, header[name], name)
+
+
+if __name__ == '__main__':
+    unittest.main()
