@@ -52,9 +52,10 @@ async function drawMap(module, { request, layout }, step) {
   if (!map) {
     return { status, words };
   }
-  const displacements = displacementsOf(map);
-  const numbers = { rows: map.rows, cols: map.cols, outside: countOutside(map), ...summaryOf(displacements) };
-  return { status, words, numbers, shapes: await makeShapes(layout, displacements, map, step) };
+  const displacements = await displacementsOf(map, step);
+  const summary = await summaryOf(displacements, step);
+  const numbers = { rows: map.rows, cols: map.cols, outside: await countOutside(map, step), ...summary };
+  return { status, words, numbers, shapes: await makeShapes(layout, displacements, summary, map, step) };
 }
 
 /** Where a map takes a pixel. */
@@ -84,10 +85,11 @@ async function compare(module, { files, direction, ratio, layout }, step) {
     if (!a || !b || a.rows !== b.rows || a.cols !== b.cols) {
       continue;
     }
-    const drift = driftBetween(a, b);
-    result.drift[either] = summaryOf(drift);
+    const drift = await driftBetween(a, b, step);
+    const summary = await summaryOf(drift, step);
+    result.drift[either] = summary;
     if (either === direction) {
-      result.shapes = await makeShapes(layout, drift, null, step);
+      result.shapes = await makeShapes(layout, drift, summary, null, step);
     }
   }
   return result;

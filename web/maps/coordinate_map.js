@@ -57,51 +57,67 @@ export function isInside(map, x, y) {
   return x >= -0.5 && x <= map.cols - 0.5 && y >= -0.5 && y <= map.rows - 0.5;
 }
 
-/** How far, in pixels, the map moves each sample: a field. */
-export function displacementsOf(map) {
-  return fieldOf(map, (i, row, col) => Math.hypot(map.x[i] - col, map.y[i] - row));
+/**
+ * How far, in pixels, the map moves each sample: a field. Like the next functions it goes over all samples, so it
+ * calls `step` after each row.
+ */
+export function displacementsOf(map, step) {
+  return fieldOf(map, (i, row, col) => distance(map.x[i] - col, map.y[i] - row), step);
 }
 
 /** How far, in pixels, two maps of equal shape are apart: a field. */
-export function driftBetween(a, b) {
-  return fieldOf(a, (i) => Math.hypot(a.x[i] - b.x[i], a.y[i] - b.y[i]));
+export function driftBetween(a, b, step) {
+  return fieldOf(a, (i) => distance(a.x[i] - b.x[i], a.y[i] - b.y[i]), step);
 }
 
-function fieldOf(map, distance) {
+/** Much faster than Math.hypot, and good for all lengths that are pixels. */
+const distance = (right, down) => Math.sqrt(right * right + down * down);
+
+async function fieldOf(map, lengthAt, step) {
   const { rows, cols, ratio } = map;
   const values = new Float64Array(rows * cols);
   for (let row = 0, i = 0; row < rows; ++row) {
     for (let col = 0; col < cols; ++col, ++i) {
-      values[i] = ratio * distance(i, row, col);
+      values[i] = ratio * lengthAt(i, row, col);
     }
+    await step(row / rows);
   }
   return { rows, cols, values, first: firstPixel(map), step: ratio };
 }
 
 /** A field in numbers: the largest value and its pixel, mean and root mean square; those not finite are `lost`. */
-export function summaryOf({ cols, values, first, step }) {
+export async function summaryOf({ rows, cols, values, first, step: pixels }, step) {
   let [largest, at, sum, squares, lost] = [0, 0, 0, 0, 0];
-  values.forEach((value, i) => {
-    if (!Number.isFinite(value)) {
-      ++lost;
-      return;
+  for (let row = 0, i = 0; row < rows; ++row) {
+    for (let col = 0; col < cols; ++col, ++i) {
+      const value = values[i];
+      if (!Number.isFinite(value)) {
+        ++lost;
+        continue;
+      }
+      if (value > largest) {
+        largest = value;
+        at = i;
+      }
+      sum += value;
+      squares += value * value;
     }
-    if (value > largest) {
-      [largest, at] = [value, i];
-    }
-    sum += value;
-    squares += value * value;
-  });
+    await step(row / rows);
+  }
   const count = Math.max(values.length - lost, 1);
-  const place = { x: first + step * (at % cols), y: first + step * Math.trunc(at / cols) };
+  const place = { x: first + pixels * (at % cols), y: first + pixels * Math.trunc(at / cols) };
   return { largest, place, mean: sum / count, rootMeanSquare: Math.sqrt(squares / count), lost };
 }
 
 /** How many samples are taken to a place outside the image. */
-export function countOutside(map) {
+export async function countOutside(map, step) {
   let count = 0;
-  map.x.forEach((x, i) => {
-    count += Number.isFinite(x + map.y[i]) && !isInside(map, x, map.y[i]) ? 1 : 0;
-  });
+  for (let row = 0, i = 0; row < map.rows; ++row) {
+    for (let col = 0; col < map.cols; ++col, ++i) {
+      const isSomewhere = Number.isFinite(map.x[i] + map.y[i]);
+      count += isSomewhere && !isInside(map, map.x[i], map.y[i]) ? 1 : 0;
+    }
+    await step(row / map.rows);
+  }
   return count;
 }

@@ -2,18 +2,18 @@
  * The parts of a figure that take time: what a worker computes and the page then draws. All places are on the
  * plot, in pixels from its top left corner.
  */
-import { mapped, summaryOf, valueAt } from '../maps/coordinate_map.js';
+import { mapped, valueAt } from '../maps/coordinate_map.js';
 import { colours, heatLightness, heatTable } from './colour.js';
 import { contourLines } from './contour.js';
 import { onPlot, pixelAt, roundStep } from './geometry.js';
 
 /**
- * The shapes that show a field: its largest value (0 when that is no more than rounding leaves over), the heat map
+ * The shapes that show a field with its summary: the largest value (0 when that is no more than rounding leaves over), the heat map
  * as RGBA bytes, contour lines by level, and a regular grid with the same where `map`, if there is one, takes it.
  * `step` is called every now and then and may pause the work.
  */
-export async function makeShapes(layout, field, map, step) {
-  const { largest: rounded, place } = summaryOf(field);
+export async function makeShapes(layout, field, summary, map, step) {
+  const { largest: rounded, place } = summary;
   const largest = rounded > roundingOf(layout.camera) ? rounded : 0;
   const covered = { x: field.cols * field.step, y: field.rows * field.step };
   return {
