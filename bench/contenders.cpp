@@ -1,6 +1,7 @@
 #include "contenders.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #ifdef CALIBMAP_BENCH_GSL
@@ -23,19 +24,11 @@ std::size_t product(int32_t rows, int32_t cols) {
     return static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
 }
 
-/**
- * The least that any way can do which holds two maps of doubles: writes them, reads them back and
- * delivers them as floats, without arithmetic.
- */
+/** The least that any way can do: it writes the caller's arrays. */
 void deliverFloor(const LensModel& lens, int32_t ratio, float* x, float* y) {
     const std::size_t count = product(lens.height / ratio, lens.width / ratio);
-    const Buffer<double> xMap = allocate<double>(count);
-    const Buffer<double> yMap = allocate<double>(count);
-    std::fill_n(xMap.get(), count, lens.cx);
-    std::fill_n(yMap.get(), count, lens.cy);
-    benchmark::ClobberMemory();  // or the compiler delivers what it knows without reading it
-    std::copy_n(xMap.get(), count, x);
-    std::copy_n(yMap.get(), count, y);
+    std::fill_n(x, count, static_cast<float>(lens.cx));
+    std::fill_n(y, count, static_cast<float>(lens.cy));
 }
 
 #ifdef CALIBMAP_BENCH_GSL
@@ -129,7 +122,62 @@ Buffer<double> multiplyWithEigen(const Mat& a, const Mat& b) {
 }
 #endif
 
+/** Coefficients of t, t^2 and t^3 as splines of order 7. */
+struct Powers {
+    std::vector<double> first;
+    std::vector<double> second;
+    std::vector<double> third;
+};
+
+/**
+ * A coefficient is the power's polar form at the six knots inside the B-spline's support: the mean
+ * of all products of one, two or three different ones of them.
+ */
+Powers powers(std::vector<double> knots) {
+    constexpr int inside = LensModel::order - 1;
+    knots.insert(knots.begin(), inside, knots.front());
+    knots.insert(knots.end(), inside, knots.back());
+    Powers coefficients;
+    for (auto first = knots.begin() + 1; first + inside != knots.end(); ++first) {
+        double ones = 0.0;
+        double twos = 0.0;
+        double threes = 0.0;
+        std::for_each(first, first + inside, [&](double t) {
+            threes += twos * t;
+            twos += ones * t;
+            ones += t;
+        });
+        coefficients.first.push_back(ones / 6);
+        coefficients.second.push_back(twos / 15);
+        coefficients.third.push_back(threes / 20);
+    }
+    return coefficients;
+}
+
 }  // namespace
+
+Image lensImage(int32_t width, int32_t height) {
+    const auto focal = 0.66F * static_cast<float>(width);
+    const Recipe recipe = {.width = width,
+                           .height = height,
+                           .camera = {focal, focal, 0.498F * static_cast<float>(width),
+                                      0.505F * static_cast<float>(height)}};
+    Image image = unsealedImage(recipe);
+    const Powers us = powers(evenBreaks(CALIBMAP_X_BREAK_COUNT, width, focal, recipe.camera[2]));
+    const Powers vs = powers(evenBreaks(CALIBMAP_Y_BREAK_COUNT, height, focal, recipe.camera[3]));
+    std::vector<double> x;
+    std::vector<double> y;
+    for (std::size_t i = 0; i < us.first.size() * vs.first.size(); ++i) {
+        const std::size_t u = i % us.first.size();
+        const std::size_t v = i / us.first.size();
+        x.push_back(us.first[u] + LensModel::bend * (us.third[u] + us.first[u] * vs.second[v]));
+        y.push_back(vs.first[v] + LensModel::bend * (vs.third[v] + vs.first[v] * us.second[u]));
+    }
+    set(image.data(), "undistortion.x", x);
+    set(image.data(), "undistortion.y", y);
+    seal(image.data());
+    return image;
+}
 
 LensModel::LensModel(const Image& image)
     : width(extractMainCameraIntrn(image.data()).imageWidth),
@@ -150,13 +198,18 @@ LensModel::LensModel(const Image& image)
 std::vector<Contender> contenders() {
     return {
 #ifdef CALIBMAP_BENCH_GSL
-        {"GSL", deliverMaps<computeWithGsl, float>, deliverMaps<computeWithGsl, double>,
+        {"GSL", deliverMaps<computeWithGsl, float>, deliverMaps<computeWithGsl, double>, 1e-9,
          collocateWithGsl, multiplyWithGsl},
 #endif
 #ifdef CALIBMAP_BENCH_EIGEN
-        {"Eigen", deliverMaps<computeWithEigen, float>, deliverMaps<computeWithEigen, double>,
+        {"Eigen", deliverMaps<computeWithEigen, float>, deliverMaps<computeWithEigen, double>, 1e-9,
          nullptr, multiplyWithEigen},
 #endif
-        {"floor", deliverFloor, nullptr, nullptr, nullptr},
+#ifdef CALIBMAP_BENCH_OPENCV
+        // The coefficients in the file are floats, and so are its maps.
+        {"OpenCV", mapWithOpenCv, nullptr, 2e-3, nullptr, nullptr},
+        {openCvThreads, mapWithOpenCvThreads, nullptr, 2e-3, nullptr, nullptr},
+#endif
+        {"floor", deliverFloor, nullptr, INFINITY, nullptr, nullptr},
     };
 }

@@ -1,34 +1,54 @@
 /**
- * calibmap-bench [--mode=warm|cold] [Google Benchmark's options]: measures and compares.
+ * calibmap-bench [--heap=standard|keeping] [--rounds=N] [--filter=PART]: measures and compares the
+ * cases whose names contain PART, and says which promises hold.
  * calibmap-bench --once=JOB/CONTENDER: a single run, for a tool that counts instructions.
  */
-#include <malloc.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iterator>
+#include <string>
 #include <string_view>
 
 #include "measure.h"
 
 /** What --once runs, under a name that a tool can be told. */
-extern "C" [[gnu::noinline]] void measuredRun(const Case& measured) {
-    measured.run();
-    benchmark::ClobberMemory();  // no tail call: this function ends after the run
+extern "C" [[gnu::noinline]] void measuredRun(const std::function<void()>& run) {
+    run();
+    touchMemory();  // no tail call: this function ends after the run
 }
 
 namespace {
 
-void setHeap(HeapMode mode) {
-    if (mode == HeapMode::warm) {
-        mallopt(M_MMAP_MAX, 0);
-        mallopt(M_TRIM_THRESHOLD, -1);
-    } else {
-        // A fresh process's threshold. Setting it stops its adaptation, by which the later of many
-        // runs would find their memory less cold than the first.
-        mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+struct Options {
+    Heap heap = Heap::standard;
+    int rounds = 15;
+    std::string filter;
+    std::string once;
+};
+
+/** Throws where an argument is not one of the above. */
+Options parse(int count, char** arguments) {
+    Options options;
+    for (int i = 1; i < count; ++i) {
+        const std::string_view argument = arguments[i];
+        const std::size_t middle = argument.find('=');
+        const std::string_view name = argument.substr(0, middle);
+        const std::string value(middle == std::string_view::npos ? ""
+                                                                 : argument.substr(middle + 1));
+        if (name == "--heap" && (value == "standard" || value == "keeping")) {
+            options.heap = value == "standard" ? Heap::standard : Heap::keeping;
+        } else if (name == "--rounds") {
+            options.rounds = std::stoi(value);
+        } else if (name == "--filter") {
+            options.filter = value;
+        } else if (name == "--once") {
+            options.once = value;
+        } else {
+            throw std::invalid_argument("no such option: " + std::string(argument));
+        }
     }
+    return options;
 }
 
 std::vector<Case> allCases() {
@@ -37,72 +57,38 @@ std::vector<Case> allCases() {
     return cases;
 }
 
-int runOnce(std::string_view name) {
+int runOnce(const std::string& name) {
     for (const Case& candidate : allCases()) {
         if (candidate.name() == name) {
-            candidate.run();  // binds what is bound lazily
-            measuredRun(candidate);
-            std::printf("%s: %.0f %s\n", candidate.name().c_str(), candidate.units,
-                        candidate.unit.c_str());
+            const std::function<void()> run = candidate.prepare();
+            run();  // binds what is bound lazily
+            measuredRun(run);
+            std::printf("%s: %.0f %s\n", name.c_str(), candidate.units, candidate.unit.c_str());
             return 0;
         }
     }
-    std::fprintf(stderr, "no such case\n");
-    return 2;
+    throw std::invalid_argument("no such case: " + name);
 }
 
-int runAll(HeapMode mode, std::vector<char*> arguments) {
-    // The repetitions of all cases are interleaved, so that what disturbs the machine meets all
-    // contenders alike. Further arguments override these.
-    char interleaving[] = "--benchmark_enable_random_interleaving=true";
-    char repetitions[] = "--benchmark_repetitions=15";
-    char minimum[] = "--benchmark_min_time=0.02";
-    arguments.insert(arguments.begin() + 1, {interleaving, repetitions, minimum});
-    auto count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+int runAll(const Options& options) {
+    std::vector<Case> cases = allCases();
+    std::erase_if(cases,
+                  [&](const Case& c) { return c.job.find(options.filter) == std::string::npos; });
+    if (!checkAll(cases)) {
         return 2;
     }
-    setHeap(mode);
-    const std::vector<Case> cases = allCases();
-    for (const Case& added : cases) {
-        added.check();
-#ifndef __clang_analyzer__  // which cannot see that what is registered is kept, not leaked
-        benchmark::RegisterBenchmark(added.name().c_str(), [&](benchmark::State& state) {
-            for ([[maybe_unused]] auto iteration : state) {
-                added.run();
-                benchmark::ClobberMemory();
-            }
-        });
-#endif
-    }
-    std::printf("All contenders agree.\n\n");
-    Medians medians;
-    benchmark::RunSpecifiedBenchmarks(&medians);
-    printTable(cases, medians);
+    const Results results = measure(cases, options.heap, options.rounds);
+    printTable(cases, results);
     std::printf("\n");
-    return printTargets(mode, medians) ? 0 : 1;
+    return printTargets(results) ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argumentCount, char** argumentList) {
-    constexpr std::string_view once = "--once=";
-    std::vector<char*> arguments(argumentList, argumentList + argumentCount);
-    HeapMode mode = HeapMode::warm;
     try {
-        for (auto argument = arguments.begin(); argument != arguments.end();) {
-            const std::string_view text = *argument;
-            if (text.starts_with(once)) {
-                return runOnce(text.substr(once.size()));
-            }
-            const bool isMode = text == "--mode=warm" || text == "--mode=cold";
-            if (isMode) {
-                mode = text == "--mode=cold" ? HeapMode::cold : HeapMode::warm;
-            }
-            argument = isMode ? arguments.erase(argument) : argument + 1;
-        }
-        return runAll(mode, std::move(arguments));
+        const Options options = parse(argumentCount, argumentList);
+        return options.once.empty() ? runAll(options) : runOnce(options.once);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s\n", failure.what());
         return 2;

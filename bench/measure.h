@@ -1,26 +1,32 @@
-/** What is measured, how the contenders get memory, and what a run of the benchmarks says. */
+/** What is measured, how a process gets its memory meanwhile, and what came out. */
 #pragma once
-
-#include <benchmark/benchmark.h>
 
 #include <cstdlib>
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 /** The contender that all others are compared with. */
 inline const std::string ours = "calibmap";
 
+enum class Clock {
+    processor,  ///< what the one thread of a case uses
+    wall        ///< for a case that uses threads of its own
+};
+
 /** One contender's way to do one job. */
 struct Case {
     std::string job;
     std::string contender;
-    std::string unit;             ///< what the job's cost is divided by: pixel, site, ...
-    double units;                 ///< how many of them one run handles
-    std::function<void()> run;    ///< the whole job, allocation and release of results included
+    std::string unit;  ///< what the job's cost is divided by: pixel, site, ...
+    double units;      ///< how many of them one run handles
+    /** Allocates what belongs to the caller of the job and returns what does the job once. */
+    std::function<std::function<void()>()> prepare;
     std::function<void()> check;  ///< throws where the result is wrong or not the library's
+    Clock clock = Clock::processor;
 
     [[nodiscard]] std::string name() const { return job + "/" + contender; }
 };
@@ -31,12 +37,20 @@ std::vector<Case> mapCases();
 /** Collocation, products and quotients. */
 std::vector<Case> toolkitCases();
 
-/** Our peak memory for the map of 4000x3000 over the caller's own arrays, in a fresh process. */
+/** Our peak memory for the map of 4000x3000 beside the caller's own arrays, in a fresh process. */
 double peakBytesPerPixel();
 
 /** Throws unless all elements agree within the tolerance; a NaN agrees with nothing. */
-void requireEqual(const std::string& job, const double* expected, const double* actual,
-                  std::size_t count, double tolerance);
+template <typename Value>
+void requireEqual(const std::string& job, const double* expected, const Value* actual,
+                  std::size_t count, double tolerance) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const double difference = expected[i] - static_cast<double>(actual[i]);
+        if (!(difference <= tolerance && difference >= -tolerance)) {
+            throw std::runtime_error(job + ": the results differ in element " + std::to_string(i));
+        }
+    }
+}
 
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
@@ -51,27 +65,45 @@ Buffer<Value> allocate(std::size_t count) {
     return Buffer<Value>(static_cast<Value*>(std::malloc(count * sizeof(Value))));
 }
 
-/** How a process finds its heap. */
-enum class HeapMode {
-    warm,  ///< the heap keeps what was freed, as in a process that has computed a map before
-    cold   ///< large blocks come fresh from the kernel, page by page, as for a first map
+/** Keeps the compiler from leaving out what writes memory that nobody reads. */
+inline void touchMemory() {
+    asm volatile("" : : : "memory");
+}
+
+/** How the heap treats what a run has released. */
+enum class Heap {
+    standard,  ///< as the C library does by itself
+    keeping    ///< nothing goes back to the kernel
 };
 
-/** Median times as Google Benchmark reports them, in nanoseconds of one run. */
-class Medians : public benchmark::BenchmarkReporter {
+/** Times of single runs, in nanoseconds. */
+class Results {
   public:
-    bool ReportContext(const Context& /*context*/) override { return true; }
-    void ReportRuns(const std::vector<Run>& runs) override;
+    void add(const Case& measured, const std::vector<double>& times);
 
-    /** NaN for a case that was not measured. */
-    [[nodiscard]] double of(const std::string& caseName) const;
+    /** Of all runs; NaN for a case that was not measured, here and below. */
+    [[nodiscard]] double minimum(const std::string& caseName) const;
+    [[nodiscard]] double median(const std::string& caseName) const;
 
   private:
-    std::map<std::string, double> medians_;
+    std::map<std::string, std::vector<double>> times_;
 };
 
+/**
+ * Measures all cases by turns, in another order in every round, so that what disturbs the machine
+ * meets all contenders alike. Each turn is a process of its own, so no case finds a heap that
+ * another one has left.
+ */
+Results measure(const std::vector<Case>& cases, Heap heap, int rounds);
+
+/** What `job` returns in a process of its own. */
+double valueApart(const std::function<double()>& job);
+
+/** Runs the check of each case; false where one has failed, which is reported. */
+bool checkAll(const std::vector<Case>& cases);
+
 /** Prints every measured case, each with its ratio to ours. */
-void printTable(const std::vector<Case>& cases, const Medians& medians);
+void printTable(const std::vector<Case>& cases, const Results& results);
 
 /** Prints which of the library's promises hold; true when no measured one is broken. */
-bool printTargets(HeapMode mode, const Medians& medians);
+bool printTargets(const Results& results);

@@ -57,7 +57,7 @@ Matrix dense(int32_t rows, int32_t cols) {
 template <typename Run, typename OtherRun>
 void addCases(const std::string& job, const std::string& unit, double units, const Run& run,
               const OtherRun& others, std::vector<Case>& cases) {
-    cases.push_back({job, ours, unit, units, [run] { run(); }, [] {}});
+    cases.push_back({job, ours, unit, units, [run] { return [run] { run(); }; }, [] {}});
     for (const Contender& contender : contenders()) {
         if (const auto other = others(contender)) {
             const auto check = [job, run, other] {
@@ -65,7 +65,8 @@ void addCases(const std::string& job, const std::string& unit, double units, con
                 const Matrix expected = run();
                 requireEqual(job, expected->data, other().get(), elements(*expected), tolerance);
             };
-            cases.push_back({job, contender.name, unit, units, [other] { other(); }, check});
+            cases.push_back({job, contender.name, unit, units,
+                             [other] { return [other] { other(); }; }, check});
         }
     }
 }

@@ -1,11 +1,21 @@
 #!/usr/bin/env bash
-# bench.sh [warm|cold|counts]...: builds the release library and its benchmarks, runs them and says
-# which targets hold. Without an argument: all three. `counts` are instructions, which repeat exactly.
+# bench.sh [--report] [PART]...: builds the release library and its benchmarks, runs them and says
+# which promises hold. Parts are
+#   standard   maps and toolkit against the contenders, with the heap as the C library gives it
+#   keeping    the same with a heap that keeps its memory
+#   counts     instructions, which repeat exactly
+#   pipes      the inner loop of a map on two arm64 processors, by a model of their pipes
+# and all of them without an argument. --report writes them to docs/measurements/speed.md too.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-modes=("$@")
-[ ${#modes[@]} -gt 0 ] || modes=(warm cold counts)
+report=false
+[ "${1:-}" != --report ] || {
+    report=true
+    shift
+}
+parts=("$@")
+[ ${#parts[@]} -gt 0 ] || parts=(standard keeping counts pipes)
 
 need "${BUILD_PACKAGES[@]}" "${BENCH_PACKAGES[@]}" valgrind
 build bench calibmap-bench
@@ -15,40 +25,79 @@ bench=build/bench/bench/calibmap-bench
 count() {
     local log
     log=$(valgrind --tool=callgrind --callgrind-out-file=/dev/null --toggle-collect=measuredRun \
-        "$bench" --once="$1" 2>&1)
+        "$bench" --once="$1" 2>&1) || {
+        echo "$log"
+        return 1
+    }
     awk -v name="$1" '
         index($0, name ": ") == 1 { units = $(NF - 1); unit = $NF }
         /Collected/ { instructions = $NF }
         END {
-            printf "%-40s %12d instructions %10.2f a %s\n", name, instructions,
-                instructions / units, unit
+            printf "| %s | %d | %.2f a %s |\n", name, instructions, instructions / units, unit
         }' <<<"$log"
 }
 
-status=0
-for mode in "${modes[@]}"; do
-    echo "== $mode"
-    case $mode in
-    warm | cold)
-        "$bench" --mode="$mode" || status=1
-        ;;
-    counts)
-        for size in 320x240 640x480 1280x960; do
-            for contender in calibmap GSL Eigen floor; do
-                count "map $size/$contender"
-            done
+standard() {
+    echo "## The heap as the C library gives it"
+    echo
+    "$bench" --heap=standard
+}
+
+keeping() {
+    echo "## A heap that keeps its memory"
+    echo
+    "$bench" --heap=keeping
+}
+
+counts() {
+    echo "## Instructions of a run"
+    echo
+    printf '| case | instructions | each |\n|---|---:|---:|\n'
+    local size contender
+    for size in 320x240 640x480 1280x960 '640x480 ratio 6'; do
+        for contender in calibmap GSL Eigen OpenCV; do
+            count "map $size/$contender"
         done
-        for job in 'collocationMatrix 1120 sites' 'collocationMatrix 17920 sites' spcol; do
-            for contender in calibmap GSL; do
-                count "$job/$contender"
-            done
-        done
-        ;;
-    *)
-        echo "usage: $0 [warm|cold|counts]..." >&2
+    done
+    for contender in calibmap GSL; do
+        count "collocationMatrix 1120 sites/$contender"
+    done
+    count spcol/calibmap
+}
+
+pipes() {
+    echo "## The inner loop on arm64"
+    echo
+    scripts/pipes.sh
+}
+
+runParts() {
+    local part failed=0
+    for part in "${parts[@]}"; do
+        "$part" || failed=1
+        echo
+    done
+    return $failed
+}
+
+for part in "${parts[@]}"; do
+    case $part in standard | keeping | counts | pipes) ;; *)
+        sed -n 's/^# \(bench.sh\)/usage: \1/p' "$0" >&2
         exit 2
         ;;
     esac
-    echo
 done
-exit $status
+if $report; then
+    # Only a whole report replaces the last one, but one with broken promises does.
+    mkdir -p docs/measurements
+    status=0
+    {
+        heading "Speed" "scripts/bench.sh --report ${*:-}"
+        versions g++ libgsl-dev libeigen3-dev libopencv-calib3d-dev libc6
+        runParts
+    } | tee build/speed.md || status=1
+    sed -i '$ { /^$/d }' build/speed.md
+    mv build/speed.md docs/measurements/speed.md
+    exit $status
+fi
+runParts

@@ -24,7 +24,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build)
 TOOL_PACKAGES=(libcli11-dev libeigen3-dev libpng-dev libcairo2-dev nlohmann-json3-dev pkg-config
     help2man)
 TEST_PACKAGES=(libgtest-dev python3-numpy)
-BENCH_PACKAGES=(libbenchmark-dev libgsl-dev libeigen3-dev libopencv-calib3d-dev libopencv-imgproc-dev)
+BENCH_PACKAGES=(libgsl-dev libeigen3-dev libopencv-calib3d-dev libopencv-imgproc-dev)
 
 # configure PRESET, build PRESET [TARGET...]: they speak only of what goes wrong.
 configure() {
@@ -40,4 +40,20 @@ build() {
 # sources SUFFIX...: the files of the tree with one of these suffixes.
 sources() {
     git ls-files "${@/#/*.}"
+}
+
+# heading TITLE COMMAND: the first lines of a measurement that is kept.
+heading() {
+    printf '# %s\n\n' "$1"
+    # shellcheck disable=SC2016 # the quotes are Markdown
+    printf 'Written by `%s`, %s, commit %s.\n' "${2% }" "$(date --utc +%Y-%m-%d)" \
+        "$(git describe --always --dirty)"
+    printf '%s, %d processors, Linux %s.\n' \
+        "$(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -n 1)" "$(nproc)" "$(uname -r)"
+    printf 'Load when it began: %s.\n\n' "$(cut -d ' ' -f 1 /proc/loadavg)"
+}
+
+# versions PACKAGE...: what was measured with.
+versions() {
+    dpkg-query -W -f='${Package} ${Version}, ' "$@" | sed 's/, $/.\n\n/'
 }
