@@ -64,7 +64,8 @@ steps=(release)
 if [ "${1:-}" = --all ]; then
     # Here a warning is an error; with a compiler that nobody has tried yet it is only a warning.
     export CALIBMAP_WERROR=ON
-    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package musl)
+    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package musl
+        web)
     [ $# = 1 ] || steps=("${@:2}")
 fi
 
