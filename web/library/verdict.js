@@ -48,7 +48,7 @@ export function whyNoMap(status, { width, height }, ratio) {
   if (ratio > width || ratio > height) {
     return `the ratio is more than the image of ${width} x ${height} pixels has`;
   }
-  const isLarge = (width / ratio) * (height / ratio) > 2e7;
+  const isLarge = (width / ratio) * (height / ratio) > 1e8;
   const orMemory = isLarge ? ', or the memory of a page does not hold so large a map: try a larger ratio' : '';
   return `the library refuses its models or its image size${orMemory}`;
 }

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "calibmap.h"
-#include "golden_reference.h"
+#include "tests/golden_reference.h"
 
 namespace {
 
