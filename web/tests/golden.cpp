@@ -19,7 +19,8 @@ Values taken(Mat* matrix) {
     if (matrix == nullptr) {
         return {};
     }
-    Values result(matrix->data, matrix->data + matrix->rows * matrix->cols);
+    const auto count = static_cast<ptrdiff_t>(matrix->rows) * matrix->cols;
+    Values result(matrix->data, matrix->data + count);
     destroyMat(&matrix);
     return result;
 }
