@@ -349,7 +349,7 @@ class ToolTest(unittest.TestCase):
             self.assertRegex(done.stderr.decode(), text)
 
     def test_help_has_examples(self):
-        commands = 'sample check info map point draw remap pattern diff'.split()
+        commands = 'make sample check info map point draw remap pattern diff'.split()
         listing = self.run_tool('--help').stdout.decode()
         for command in commands:
             self.assertIn(f'\n  {command} ', listing)

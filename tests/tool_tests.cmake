@@ -20,3 +20,25 @@ if(TARGET calibmap-python AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
         python PROPERTIES ENVIRONMENT
         "PYTHONPATH=${PROJECT_BINARY_DIR}/python;CALIBMAP_TOOL=$<TARGET_FILE:calibmap-tool>")
 endif()
+
+add_test(NAME make COMMAND ${CALIBMAP_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/make_test.py
+                           $<TARGET_FILE:calibmap-tool>)
+set_tests_properties(
+    make PROPERTIES
+    TIMEOUT 900
+    ENVIRONMENT
+    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tool_leaks.supp:print_suppressions=0")
+
+# Where OpenCV is installed, its maps are the measure of what `make` writes.
+find_path(CALIBMAP_OPENCV_INCLUDE opencv2/calib3d.hpp PATH_SUFFIXES opencv4)
+find_library(CALIBMAP_OPENCV_CORE opencv_core)
+find_library(CALIBMAP_OPENCV_CALIB3D opencv_calib3d)
+if(CALIBMAP_OPENCV_INCLUDE AND CALIBMAP_OPENCV_CORE AND CALIBMAP_OPENCV_CALIB3D
+   AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    add_executable(opencv_maps opencv_maps.cpp)
+    target_include_directories(opencv_maps SYSTEM PRIVATE ${CALIBMAP_OPENCV_INCLUDE})
+    target_link_libraries(opencv_maps PRIVATE ${CALIBMAP_OPENCV_CALIB3D} ${CALIBMAP_OPENCV_CORE})
+    target_compile_features(opencv_maps PRIVATE cxx_std_20)
+    add_test(NAME opencv COMMAND ${CALIBMAP_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/opencv_test.py
+                                 $<TARGET_FILE:calibmap-tool> $<TARGET_FILE:opencv_maps>)
+endif()

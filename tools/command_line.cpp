@@ -103,6 +103,12 @@ void Command::pictureOutput(std::string& file, bool isRequired) {
            isRequired);
 }
 
+void Command::picture(const std::string& name, std::string& file, const std::string& description) {
+    app_->add_option(name, file, description)
+        ->type_name("FILE.png")
+        ->check(CLI::Validator(misfitOfPictureName, ""));
+}
+
 void Command::position(const std::string& name, std::optional<double>& value,
                        const std::string& description) {
     const auto check = [](const std::string& text) {
@@ -116,6 +122,11 @@ void Command::position(const std::string& name, std::optional<double>& value,
 
 void Command::flag(const std::string& name, bool& value, const std::string& description) {
     app_->add_flag(name, value, description);
+}
+
+void Command::text(const std::string& name, std::string& text, const std::string& kind,
+                   const std::string& description) {
+    app_->add_option(name, text, description)->type_name(kind);
 }
 
 void Command::number(const std::string& name, int32_t& value, int32_t low, int32_t high,

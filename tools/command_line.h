@@ -42,12 +42,19 @@ class Command {
     /** -o for a PNG picture. */
     void pictureOutput(std::string& file, bool isRequired = true);
 
+    /** A PNG picture to be written that may be asked for. */
+    void picture(const std::string& name, std::string& file, const std::string& description);
+
     /** A number that may be left out; `name` is a placeholder such as X. */
     void position(const std::string& name, std::optional<double>& value,
                   const std::string& description);
 
     /** An option without a value. */
     void flag(const std::string& name, bool& value, const std::string& description);
+
+    /** A text or a file's name that may be given; `kind` is a placeholder such as FILE. */
+    void text(const std::string& name, std::string& text, const std::string& kind,
+              const std::string& description);
 
     /** A number from `low` to `high`. */
     void number(const std::string& name, int32_t& value, int32_t low, int32_t high,

@@ -49,6 +49,27 @@ InputFile openInput(const std::string& path) {
     return file;
 }
 
+std::string readInput(const std::string& path, std::size_t limit) {
+    const InputFile file = openInput(path);
+    std::string text;
+    std::vector<char> block(std::size_t{1} << 16);
+    while (text.size() <= limit) {
+        const std::size_t size = std::fread(block.data(), 1, block.size(), file.get());
+        if (size == 0) {
+            break;
+        }
+        text.append(block.data(), size);
+    }
+    if (std::ferror(file.get()) != 0) {
+        throw Failure(inputName(path), std::string("cannot be read (") + std::strerror(errno) + ")",
+                      "check the path and its permissions");
+    }
+    if (text.size() > limit) {
+        throw Failure(inputName(path), "is too long", "check that it is the right file");
+    }
+    return text;
+}
+
 void noteInput(const std::string& path) {
     struct stat file {};
     if (stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode)) {

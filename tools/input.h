@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -17,6 +18,9 @@ using InputFile = std::unique_ptr<std::FILE, CloseInput>;
  * output of the program replaces a file that has been opened here.
  */
 InputFile openInput(const std::string& path);
+
+/** All of a file that holds at most `limit` bytes. Throws a `Failure`. */
+std::string readInput(const std::string& path, std::size_t limit);
 
 /** Protects a file that is read in another way from being replaced by an output. */
 void noteInput(const std::string& path);

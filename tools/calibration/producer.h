@@ -14,3 +14,15 @@ struct CalibrationContent {
 
 /** A file image with this content, the pass flag set and all four checksums in place. */
 Image sealedImage(const CalibrationContent& content);
+
+/** Six 32-bit words, as each camera's further parameters and the extrinsics are. */
+using Words = std::array<uint32_t, CALIBMAP_COEFF_COUNT>;
+
+/** Each of these changes one part of a file image and leaves the checksums to `seal`. */
+void storeCamera(Image& image, std::size_t block, const CameraIntrinsics& camera);
+void storeModel(Image& image, Direction direction, const CorrectionModel& model);
+void storeShape(Image& image, const ModelShape& shape);
+void storeWords(Image& image, std::size_t offset, const Words& words);
+
+/** Puts all four checksums in place. */
+void seal(Image& image);

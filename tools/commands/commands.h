@@ -7,6 +7,7 @@
 // Each command declares itself to the program: its options, its help and the function that does
 // it, all in the file of its name.
 
+void addMake(Program& program);
 void addSample(Program& program);
 void addCheck(Program& program);
 void addInfo(Program& program);
@@ -18,5 +19,5 @@ void addDiff(Program& program);
 void addPoint(Program& program);
 
 /** All of them, in the order in which the help lists them. */
-inline constexpr std::array commands = {addSample, addCheck, addInfo,    addMap, addPoint,
-                                        addDraw,   addRemap, addPattern, addDiff};
+inline constexpr std::array commands = {addMake,  addSample, addCheck, addInfo,    addMap,
+                                        addPoint, addDraw,   addRemap, addPattern, addDiff};

@@ -106,7 +106,7 @@ int run(const SampleOptions& options) {
         const CoordinateMap map = computeMap(options.output, image, direction, 1);
         const Deviation error = deviationFromLens(map, camera, view, direction);
         refusePoorFit(direction, error, options.tolerance);
-        report += "  " + describe(direction, error) + "\n";
+        report += "  " + describe(direction, "fit error", error) + "\n";
     }
     OutputFile file(options.output);
     file.write(image.data(), image.size());

@@ -58,17 +58,22 @@ struct SampledTarget {
 
 SampledTarget sample(const Camera& camera, const Target& target, const std::vector<double>& u,
                      const std::vector<double>& v) {
-    SampledTarget result{{}, {}, true};
+    std::vector<Point> sites;
     for (const double y : v) {
         for (const double x : u) {
-            const std::optional<Point> value = target({x, y});
-            if (value && std::isfinite(value->x) && std::isfinite(value->y)) {
-                result.sites.push_back({x, y});
-                result.displacements.push_back(
-                    {(value->x - x) * camera.fx, (value->y - y) * camera.fy});
-            } else {
-                result.everywhere = false;
-            }
+            sites.push_back({x, y});
+        }
+    }
+    const std::vector<std::optional<Point>> values = target(sites);
+    SampledTarget result{{}, {}, true};
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+        const std::optional<Point>& value = values[i];
+        if (value && std::isfinite(value->x) && std::isfinite(value->y)) {
+            result.sites.push_back(sites[i]);
+            result.displacements.push_back(
+                {(value->x - sites[i].x) * camera.fx, (value->y - sites[i].y) * camera.fy});
+        } else {
+            result.everywhere = false;
         }
     }
     return result;
@@ -199,7 +204,13 @@ CorrectionModel fitModel(const Camera& camera, const Target& target) {
     Breaks breaks = evenBreaks(camera);
     const std::vector<double> u = sitesOver(sitesAlongX, camera.width, camera.cx, camera.fx);
     const std::vector<double> v = sitesOver(sitesAlongY, camera.height, camera.cy, camera.fy);
-    const SampledTarget sampled = sample(camera, target, u, v);
+    SampledTarget sampled = sample(camera, target, u, v);
+    if (!sampled.everywhere) {
+        // Between the sites next to the border of what is fitted, a model may err more than at them.
+        sampled = sample(camera, target,
+                         sitesOver(2 * sitesAlongX, camera.width, camera.cx, camera.fx),
+                         sitesOver(2 * sitesAlongY, camera.height, camera.cy, camera.fy));
+    }
     if (sampled.sites.size() < CorrectionModel::coefficientCount) {
         throw Failure("main camera", "too little of the image is left to fit a model to",
                       "allow a wider angle");

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "calibration/image.h"
 #include "lens/point.h"
@@ -25,8 +26,9 @@ Coefficients identityCoefficients(const Breaks& breaks);
 CorrectionModel modelOfDisplacement(const Camera& camera, const Breaks& breaks,
                                     const Coefficients& displacement);
 
-/** A function of normalised image coordinates; nothing where a model need not follow it. */
-using Target = std::function<std::optional<Point>(Point)>;
+/** A function of normalised image coordinates, for many points at once; nothing where a model need
+ * not follow it. */
+using Target = std::function<std::vector<std::optional<Point>>(const std::vector<Point>&)>;
 
 /**
  * Fits a correction model to a function over the image of `camera`, so that the largest error is as
@@ -35,3 +37,9 @@ using Target = std::function<std::optional<Point>(Point)>;
  * has no value, the model is continued smoothly.
  */
 CorrectionModel fitModel(const Camera& camera, const Target& target);
+
+/** The models of both directions. */
+struct ModelPair {
+    CorrectionModel undistortion;
+    CorrectionModel distortion;
+};

@@ -133,7 +133,7 @@ ValidatedFit crossValidated(const Observations& observed, const Roughness& rough
     }
     ValidatedFit best{};
     double bestScore = std::numeric_limits<double>::infinity();
-    for (double smoothing = least; smoothing <= 1; smoothing *= 2) {
+    for (double smoothing = least; smoothing <= 1e4; smoothing *= 4) {
         const Eigen::LDLT<Square> solver(equations.left + penaltyOf(roughness, smoothing));
         const BothCoordinates solution = solver.solve(equations.right);
         const double freedom = Square(solver.solve(equations.left)).trace();
@@ -144,12 +144,27 @@ ValidatedFit crossValidated(const Observations& observed, const Roughness& rough
             squares += observed.weights[i] * (std::pow(value.x - observed.values[i].x, 2) +
                                               std::pow(value.y - observed.values[i].y, 2));
         }
-        const double spare = std::max(1 - freedom / sum, 1e-6);
-        const double score = squares / sum / (spare * spare);
+        const double score = squares / sum * validationFactor(freedom, sum);
         if (score <= bestScore) {
             bestScore = score;
             best = {coefficients, smoothing, freedom};
         }
     }
     return best;
+}
+
+double validationFactor(double freedom, double observations) {
+    constexpr double emphasis = 1.4;
+    const double spare = std::max(1 - emphasis * freedom / observations, 1e-6);
+    return 1 / (spare * spare);
+}
+
+std::vector<double> solveSymmetric(const std::vector<double>& left,
+                                   const std::vector<double>& right) {
+    const auto size = static_cast<Eigen::Index>(right.size());
+    const Eigen::Map<const Square> matrix(left.data(), size, size);
+    const Square eased = matrix + 1e-12 * matrix.trace() * Square::Identity(size, size);
+    const Eigen::VectorXd solution =
+        Eigen::LDLT<Square>(eased).solve(Eigen::Map<const Eigen::VectorXd>(right.data(), size));
+    return {solution.begin(), solution.end()};
 }

@@ -32,7 +32,7 @@ Coefficients leastSquares(const Observations& observed, const Roughness& roughne
                           double smoothing);
 
 /**
- * The same with the smoothing, between `least` and 1, that predicts best what it does not see, by
+ * The same with the smoothing, at least `least`, that predicts best what it does not see, by
  * generalised cross-validation (G. Wahba, "Spline Models for Observational Data", 1990).
  */
 struct ValidatedFit {
@@ -41,3 +41,15 @@ struct ValidatedFit {
     double freedom; /**< how many free parameters the model effectively has, for one coordinate */
 };
 ValidatedFit crossValidated(const Observations& observed, const Roughness& roughness, double least);
+
+/**
+ * How much a fit with so much freedom underestimates the error of its predictions, for so many
+ * observations: what its mean square is multiplied by to compare it with others. Degrees of freedom
+ * count more than once, which keeps cross-validation from following noise (C. Gu, "Smoothing Spline
+ * ANOVA Models", 2002).
+ */
+double validationFactor(double freedom, double observations);
+
+/** The solution of a small symmetric positive semidefinite system, `left` given row by row. */
+std::vector<double> solveSymmetric(const std::vector<double>& left,
+                                   const std::vector<double>& right);

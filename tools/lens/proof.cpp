@@ -59,7 +59,7 @@ void refuseRightAngle(const Camera& camera, const Lens& lens, const std::vector<
                       format("%s is %.1f degrees off the optical axis and from 90 on there is no "
                              "straight image",
                              pixelText(camera, place).c_str(), widest * degrees),
-                      "limit the fitted region with --max-angle, try 70");
+                      "limit the fitted region with --max-angle, try 60");
     }
 }
 
@@ -150,20 +150,27 @@ Deviation deviationFromLens(const CoordinateMap& map, const Camera& camera, cons
 
 ModelPair fitView(const Camera& camera, const View& view) {
     const auto fit = [&](Direction direction) {
-        return fitModel(camera, [&](Point from) { return truthAt(view, direction, from); });
+        return fitModel(camera, [&](const std::vector<Point>& sites) {
+            std::vector<std::optional<Point>> values;
+            for (const Point& site : sites) {
+                values.push_back(truthAt(view, direction, site));
+            }
+            return values;
+        });
     };
     return {fit(Direction::undistort), fit(Direction::distort)};
 }
 
-std::string describe(Direction direction, const Deviation& deviation) {
+std::string describe(Direction direction, const std::string& what, const Deviation& deviation) {
     return format(
-        "%-9s fit error: root mean square %.6f, 95 %% below %.6f, largest %.6f pixels at "
+        "%-9s %s: root mean square %.6f, 95 %% below %.6f, largest %.6f pixels at "
         "(%.0f, %.0f)",
-        nameOf(direction).c_str(), deviation.rootMeanSquare, deviation.percentile95,
+        nameOf(direction).c_str(), what.c_str(), deviation.rootMeanSquare, deviation.percentile95,
         deviation.largest, deviation.place.x, deviation.place.y);
 }
 
-void refusePoorFit(Direction direction, const Deviation& deviation, double tolerance) {
+void refusePoorFit(Direction direction, const Deviation& deviation, double tolerance,
+                   const std::string& alternative) {
     if (!std::isfinite(deviation.rootMeanSquare)) {
         throw Failure("lens", "no model of this size follows it",
                       "check its coefficients and focal lengths");
@@ -174,6 +181,6 @@ void refusePoorFit(Direction direction, const Deviation& deviation, double toler
                              "square %.3f",
                              nameOf(direction).c_str(), deviation.largest, deviation.place.x,
                              deviation.place.y, deviation.rootMeanSquare),
-                      format("allow that with --tolerance (now %g)", tolerance));
+                      format("allow that with --tolerance (now %g)", tolerance) + alternative);
     }
 }

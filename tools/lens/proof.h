@@ -7,6 +7,7 @@
 
 #include "calibration/image.h"
 #include "calibration/maps.h"
+#include "lens/fit.h"
 #include "lens/model.h"
 
 /** Pixels. A model whose largest error is greater than this is refused unless asked for. */
@@ -65,17 +66,15 @@ void refuseUnfittable(const Camera& camera, const View& view);
 Deviation deviationFromLens(const CoordinateMap& map, const Camera& camera, const View& view,
                             Direction direction);
 
-/** The models of both directions. */
-struct ModelPair {
-    CorrectionModel undistortion;
-    CorrectionModel distortion;
-};
-
 /** Fits both models to a lens, over what its view covers of the image of `camera`. */
 ModelPair fitView(const Camera& camera, const View& view);
 
-/** One line with a map's error. */
-std::string describe(Direction direction, const Deviation& deviation);
+/** One line with a map's deviation, called `what`. */
+std::string describe(Direction direction, const std::string& what, const Deviation& deviation);
 
-/** Throws a `Failure` with the figures when the largest error is beyond the tolerance. */
-void refusePoorFit(Direction direction, const Deviation& deviation, double tolerance);
+/**
+ * Throws a `Failure` with the figures when the largest error is beyond the tolerance. `alternative`
+ * is what helps besides a greater tolerance.
+ */
+void refusePoorFit(Direction direction, const Deviation& deviation, double tolerance,
+                   const std::string& alternative = "");

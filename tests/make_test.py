@@ -1,0 +1,223 @@
+#!/usr/bin/env python3
+"""Tests of `calibmap make`: make_test.py PROGRAM"""
+import json
+import os
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import numpy as np
+
+from calibrations import CALIBRATIONS
+
+PROGRAM = os.path.abspath(sys.argv.pop(1))
+CHAIN = CALIBRATIONS['camchain.yaml']
+OPENCV = CALIBRATIONS['opencv.yml']['text']
+ROS = CALIBRATIONS['ros.yaml']['text']
+
+
+def recorded(x, y, case):
+    """Where a lens with up to five radial-tangential terms, or a fisheye lens, takes straight pixels."""
+    fx, fy, cx, cy = case['intrinsics']
+    k = [*case['terms'], 0]
+    u, v = (x - cx) / fx, (y - cy) / fy
+    r2 = u * u + v * v
+    if case['model'] == 'fisheye':
+        r = np.sqrt(r2)
+        t = np.arctan(r)
+        scale = t * (1 + k[0] * t**2 + k[1] * t**4 + k[2] * t**6 + k[3] * t**8) / np.where(r > 0, r, 1)
+        return u * scale * fx + cx, v * scale * fy + cy
+    s = 1 + k[0] * r2 + k[1] * r2**2 + k[4] * r2**3
+    return ((u * s + 2 * k[2] * u * v + k[3] * (r2 + 2 * u * u)) * fx + cx,
+            (v * s + k[2] * (r2 + 2 * v * v) + 2 * k[3] * u * v) * fy + cy)
+
+
+def bilinear(plane, x, y):
+    x0, y0 = (np.clip(np.floor(c).astype(int), 0, n - 2) for c, n in zip((x, y), plane.shape[::-1]))
+    a, b = x - x0, y - y0
+    return ((1 - b) * ((1 - a) * plane[y0, x0] + a * plane[y0, x0 + 1]) +
+            b * ((1 - a) * plane[y0 + 1, x0] + a * plane[y0 + 1, x0 + 1]))
+
+
+class MakeTest(unittest.TestCase):
+
+    def setUp(self):
+        folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, folder)
+        os.chdir(folder)
+
+    def run_tool(self, *arguments, status=0):
+        done = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, status, (arguments, done.stdout, done.stderr))
+        return done
+
+    def make(self, *arguments):
+        return json.loads(self.run_tool('make', '--json', '-o', 'device.bin', *arguments).stdout)
+
+    def map(self, direction):
+        self.run_tool('map', 'device.bin', '--direction', direction, '-o', 'map.npy')
+        return np.load('map.npy').astype(float)
+
+    def write(self, name, text):
+        with open(name, 'w', encoding='utf-8') as file:
+            file.write(text)
+        return name
+
+    def read(self, name):
+        with open(name, 'rb') as file:
+            return file.read()
+
+    def test_lenses_of_other_programs(self):
+        for name in ('camchain.yaml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
+            with self.subTest(name):
+                case = CALIBRATIONS[name]
+                self.write(name, case['text'])
+                told = self.make('--main', name + case.get('camera', ''), *case.get('options', []))
+                info = json.loads(self.run_tool('info', '--json', 'device.bin').stdout)['mainCamera']
+                self.assertEqual((info['imageWidth'], info['imageHeight']), case['size'])
+                y, x = np.mgrid[0:case['size'][1], 0:case['size'][0]].astype(float)
+                apart = np.hypot(*(self.map('undistort') - recorded(x, y, case))).max()
+                self.assertLess(apart, told['undistort']['largest'] + 1e-3)
+                # There and back again: what one map errs, and the other.
+                there = recorded(x, y, case)
+                inside = (there[0] > 0) & (there[0] < x.max()) & (there[1] > 0) & (there[1] < y.max())
+                inside &= np.hypot((x - case['intrinsics'][2]) / case['intrinsics'][0],
+                                   (y - case['intrinsics'][3]) / case['intrinsics'][1]) < 1.7
+                back = [bilinear(plane, there[0][inside], there[1][inside]) for plane in self.map('distort')]
+                self.assertLess(np.hypot(back[0] - x[inside], back[1] - y[inside]).max(),
+                                told['distort']['largest'] + 0.03)
+        # The break points are where the largest error is smallest: even ones leave 0.107 pixels.
+        self.write('camchain.yaml', CHAIN['text'])
+        self.assertLess(self.make('--main', 'camchain.yaml#cam0')['distort']['largest'], 0.04)
+
+    def measure(self, count, random, seen=lambda x, y: True):
+        """Pairs as a station measures them: noise of 0.1 pixels, one in fifty 20 pixels off."""
+        places = random.uniform((-300, -200), (1050, 680), (20 * count, 2))
+        x, y = recorded(*places.T, CHAIN)
+        inside = (x >= 0) & (x <= 751) & (y >= 0) & (y <= 479) & np.array([seen(*p) for p in zip(x, y)])
+        inside &= np.hypot(places[:, 0] - 367, places[:, 1] - 248) < 700
+        places, x, y = places[inside][:count], x[inside][:count], y[inside][:count]
+        x, y = (c + random.normal(0, 0.1, count) for c in (x, y))
+        turn = random.uniform(0, 2 * np.pi, count // 50)
+        x[:len(turn)] += 20 * np.cos(turn)
+        y[:len(turn)] += 20 * np.sin(turn)
+        return np.column_stack([places, x, y])
+
+    def test_noisy_points_with_holes_and_outliers(self):
+        random = np.random.default_rng(3)
+        camera = ['--width', '752', '--height', '480', '--fx', '458.654', '--fy', '457.296', '--cx', '367.215',
+                  '--cy', '248.375']
+        y, x = np.mgrid[0:480, 0:752].astype(float)
+        truth = recorded(x, y, CHAIN)
+        for seen in (lambda x, y: True, lambda x, y: x < 500 or y > 240):
+            pairs = self.measure(400, random, seen)
+            np.savetxt('points.csv', pairs, delimiter=',', header='x,y,column,row', comments='')
+            told = self.make('--points', 'points.csv', *camera, '--residuals', 'arrows.png')
+            wild = np.hypot(*(pairs[:8, 2:] - np.stack(recorded(*pairs[:8, :2].T, CHAIN), axis=1)).T) > 10
+            self.assertEqual(wild.sum(), 8)
+            self.assertTrue(set(told['points']['leftOut']) <= set(range(8)))
+            self.assertLess(abs(told['points']['noise'] - 0.1), 0.02)
+            covered = (truth[0] >= 0) & (truth[0] <= 751) & (truth[1] >= 0) & (truth[1] <= 479)
+            covered &= np.vectorize(seen)(*truth)
+            error = np.hypot(*(self.map('undistort') - truth))
+            self.assertLess(np.sqrt((error[covered]**2).mean()), 0.15)
+            self.assertLess(error.max(), 1)
+            back = [bilinear(plane, truth[0][covered], truth[1][covered]) for plane in self.map('distort')]
+            error = np.hypot(back[0] - x[covered], back[1] - y[covered])
+            self.assertLess(np.sqrt((error**2).mean()), 0.15)
+        # The hole is told, in pixels, and the arrows are a picture.
+        hole = told['points']['withoutData']
+        self.assertTrue(hole and all(patch['left'] > 480 and patch['bottom'] < 250 for patch in hole))
+        self.assertEqual(self.read('arrows.png')[:8], b'\x89PNG\r\n\x1a\n')
+        # A single pair moves the whole picture; poor points are refused with their figures.
+        self.write('one.csv', '100,100,103,101\n')
+        self.make('--points', 'one.csv', *camera)
+        np.savetxt('poor.csv', pairs + random.normal(0, 1, pairs.shape), delimiter=',')
+        self.assertIn('root mean square', self.run_tool('make', '--points', 'poor.csv', *camera, '-o', 'poor.bin',
+                                                        status=1).stderr)
+
+    def test_parts_and_other_files(self):
+        self.write('camchain.yaml', CHAIN['text'])
+        both = ['--main', 'camchain.yaml#cam0', '--sub', 'camchain.yaml#cam1']
+        self.make(*both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0')
+        image = self.read('device.bin')
+        self.assertEqual(struct.unpack('<6f', image[6227:6251]), (0.5, -1, 0, 1, -25, 0))
+        self.assertEqual(struct.unpack('<2i', image[4130:4138]), (480, 752))
+        np.testing.assert_allclose(struct.unpack('<4f', image[4138:4154]), (457.587, 456.134, 379.999, 255.238))
+        np.testing.assert_allclose(struct.unpack('<6f', image[41:65])[:4], CHAIN['terms'], rtol=1e-6)
+        self.assertIn('status 10', self.run_tool('check', 'device.bin', status=1).stdout)
+        # What is not given stays as it was, but for the checksums of what has changed.
+        shutil.copy('device.bin', 'old.bin')
+        words = bytes(range(24)).hex()
+        for arguments, places in ((['--pass', '1'], {1, 6267}), (['--extrinsics', words], {*range(6227, 6252), 6267}),
+                                  (['--sub-coeff', words], {*range(4154, 4178), 6226, 6267}),
+                                  (['--x-pieces', '9'], {99, 4125, 6267})):
+            self.make('--from', 'old.bin', *arguments)
+            changed = {i for i, (a, b) in enumerate(zip(image, self.read('device.bin'))) if a != b}
+            self.assertTrue(changed and changed <= places, (arguments, changed))
+        self.make('--from', 'old.bin', '--pass', '1', '--x-order', '5', '--unproved')
+        self.assertEqual(self.read('device.bin')[97], 5)
+        piped = subprocess.run([PROGRAM, 'make', '--from', 'old.bin', '-o', '-'], capture_output=True, check=True)
+        self.assertEqual(piped.stdout, image)
+
+    def refuse(self, text, *arguments):
+        done = self.run_tool('make', '-o', 'out.bin', *arguments, status=1)
+        self.assertRegex(done.stderr, rf'^calibmap: [^\n]*{text}[^\n]*, [^\n]+\n$')
+        self.assertEqual(done.stdout, '')
+        self.assertFalse(os.path.exists('out.bin'))
+
+    def test_faults_in_calibrations_are_named_with_their_line(self):
+        lines = OPENCV.count('\n', 0, OPENCV.index('camera_matrix')) + 1
+        kalibr = CHAIN['text']
+        for old, text, wrong in [
+                (OPENCV, OPENCV.replace('camera_matrix', 'kamera_matrix'), "'camera_matrix' is missing"),
+                (OPENCV, OPENCV + 'image_width: 5\n', r"line \d+: 'image_width' stands there a second time"),
+                (OPENCV, OPENCV.replace('342.28315473308373', '.Nan'), f"line {lines + 4}: .*'.Nan', no finite"),
+                (OPENCV, OPENCV.replace('-0.2663726090966068, ', ''), 'holds 4 numbers, but its rows and columns say 5'),
+                (OPENCV, OPENCV.replace('rows: 5', 'rows: 6').replace('-0.266', '0, -0.266'), '6 coefficients, not 4, 5, 8, 12 or 14'),
+                (OPENCV, OPENCV.replace(', 0., 342', ', 0.1, 342'), r'is not \[fx 0 cx'),
+                (OPENCV, OPENCV.replace('image_width: 640', 'image_width: 640.5'), 'line 5: the image width is 640.5'),
+                (OPENCV, OPENCV.replace('image_width: 640\n', ''), 'does not say what --width is'),
+                (OPENCV, OPENCV.replace('data: [ 535', 'data: [ [535'), 'line .* is not YAML'),
+                (OPENCV, '<?xml version="1.0"?>\n', 'is XML'), (OPENCV, '', 'no calibration'),
+                (ROS, ROS.replace('plumb_bob', 'thin_prism'), "'thin_prism' is none of"),
+                (ROS, ROS.replace('plumb_bob', 'equidistant'), '5 coefficients, not 4'),
+                (kalibr, kalibr, 'holds 2 cameras'),
+                (kalibr, kalibr[:kalibr.index('cam1')].replace('pinhole', 'omni'), 'is not pinhole'),
+                (kalibr, kalibr[:kalibr.index('cam1')].replace('[752, 480]', '[752]'), 'line 7: resolution')]:
+            with self.subTest(wrong):
+                self.write('camera.yaml', text)
+                self.refuse('camera.yaml.*' + wrong, '--main', 'camera.yaml')
+                self.assertTrue(wrong == 'holds 2 cameras' or old != text)
+
+    def test_other_refusals(self):
+        self.write('ros.yaml', ROS)
+        self.write('stereo.yml', CALIBRATIONS['stereo.yml']['text'])
+        self.write('wide.yaml', CALIBRATIONS['ros-fisheye.yaml']['text'])
+        self.write('bad.csv', 'x,y,column,row\n1,2,3,4\n\n1,2,3\n')
+        self.write('none.csv', '1,2,3000,4\n')
+        self.write('words.csv', 'a,b,c,d\n')
+        camera = ['--main', 'ros.yaml']
+        for text, *arguments in [
+                ('wide|115.6 degrees', '--main', 'wide.yaml'), ('pixels off at', '--main', 'wide.yaml', '--max-angle', '80'),
+                ('pixels off at', *camera, '--tolerance', '0.05'), ('says 640, but --width says 320', *camera, '--width', '320'),
+                ('nothing to make',), ('--extrinsics: ', *camera, '--extrinsics', '1,2,3'),
+                ('--main-coeff: ', *camera, '--main-coeff', '1,2,3,4,5,inf'), ('choose one|holds two', '--main', 'stereo.yml'),
+                ('status 7', *camera, '--y-order', '5'), ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
+                ('none was recorded', *camera, '--points', 'none.csv'), ('no pairs', *camera, '--points', 'words.csv'),
+                ('gone.csv: cannot be read', *camera, '--points', 'gone.csv'),
+                ('gone.yaml: cannot be read', '--main', 'gone.yaml'), ('cannot be read', '--main', '.'),
+                ('ros.yaml: .*calibration file', '--from', 'ros.yaml'), ('--height', '--points', 'none.csv', '--width', '9')]:
+            with self.subTest(text):
+                self.refuse(text, *arguments)
+        told = self.run_tool('make', '--json', '-o', 'out.bin', *camera, '--tolerance', '0.05', status=1)
+        told = json.loads(told.stdout)
+        self.assertEqual((told['written'], 'pixels off' in told['reason']), (False, True))
+        self.assertGreater(told['distort']['largest'], 0.05)
+
+
+if __name__ == '__main__':
+    unittest.main()

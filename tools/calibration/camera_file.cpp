@@ -1,0 +1,328 @@
+#include "calibration/camera_file.h"
+
+#include <yaml-cpp/yaml.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fstream>
+#include <set>
+#include <vector>
+
+#include "failure.h"
+#include "input.h"
+#include "text.h"
+
+namespace {
+
+constexpr const char* remedy = "correct the file or calibrate again";
+
+/** A calibration file that has been parsed, and how it is called in messages. */
+struct Source {
+    std::string path;
+    YAML::Node root;
+    std::string camera; /**< which one to read; empty when none was chosen */
+};
+
+[[noreturn]] void refuse(const Source& source, const YAML::Mark& mark, const std::string& wrong) {
+    const std::string line = mark.is_null() ? "" : format(", line %d", mark.line + 1);
+    throw Failure(source.path + line, wrong, remedy);
+}
+
+/** Refuses keys that a mapping holds twice: which of the two counts depends on the reader. */
+void refuseDoubled(const Source& source, const YAML::Node& node) {
+    if (node.IsSequence()) {
+        for (const YAML::Node& item : node) {
+            refuseDoubled(source, item);
+        }
+    }
+    if (!node.IsMap()) {
+        return;
+    }
+    std::set<std::string> keys;
+    for (const auto& entry : node) {
+        const YAML::Node& key = entry.first;
+        if (key.IsScalar() && !keys.insert(key.Scalar()).second) {
+            refuse(source, key.Mark(), "'" + key.Scalar() + "' stands there a second time");
+        }
+        refuseDoubled(source, entry.second);
+    }
+}
+
+/** The text of a file, its first line readable for a YAML parser. */
+std::string textOf(const std::string& path) {
+    std::string text = readInput(path, std::size_t{16} << 20);
+    if (text.starts_with("<")) {
+        throw Failure(path, "is XML", "write the calibration as .yml or .yaml");
+    }
+    // FileStorage begins with %YAML:1.0, which is no YAML directive. A comment keeps the lines.
+    if (text.starts_with("%YAML:")) {
+        text.front() = '#';
+    }
+    return text;
+}
+
+Source openSource(const std::string& name) {
+    Source source = {name, {}, ""};
+    const std::size_t mark = name.rfind('#');
+    if (mark != std::string::npos && !std::ifstream(name)) {
+        source.path = name.substr(0, mark);
+        source.camera = name.substr(mark + 1);
+    }
+    try {
+        source.root = YAML::Load(textOf(source.path));
+    } catch (const YAML::Exception& error) {
+        refuse(source, error.mark, "is not YAML (" + error.msg + ")");
+    }
+    if (!source.root.IsMap()) {
+        throw Failure(source.path, "is no calibration in YAML", remedy);
+    }
+    refuseDoubled(source, source.root);
+    return source;
+}
+
+/** The value of the first of these keys that a mapping has. */
+YAML::Node find(const YAML::Node& map, const std::vector<std::string>& keys) {
+    for (const std::string& key : keys) {
+        if (const YAML::Node value = map[key]) {
+            return value;
+        }
+    }
+    return YAML::Node(YAML::NodeType::Undefined);
+}
+
+YAML::Node require(const Source& source, const YAML::Node& map,
+                   const std::vector<std::string>& keys) {
+    const YAML::Node value = find(map, keys);
+    if (!value) {
+        refuse(source, map.Mark(), "'" + keys.front() + "' is missing");
+    }
+    return value;
+}
+
+double numberOf(const Source& source, const YAML::Node& node, const std::string& what) {
+    double value = 0;
+    if (node.IsScalar()) {
+        const std::string& text = node.Scalar();
+        const char* const first = text.data() + (text.starts_with("+") ? 1 : 0);
+        const char* const last = text.data() + text.size();
+        const auto [end, error] = std::from_chars(first, last, value);
+        if (error == std::errc() && end == last && std::isfinite(value)) {
+            return value;
+        }
+    }
+    refuse(source, node.Mark(),
+           what + (node.IsScalar() ? " is '" + node.Scalar() + "', no finite number"
+                                   : " is no number"));
+}
+
+/** The numbers of a sequence, or of the `data` of a matrix with its rows and columns. */
+std::vector<double> numbersOf(const Source& source, const YAML::Node& node,
+                              const std::string& what) {
+    const YAML::Node data = node.IsMap() ? require(source, node, {"data"}) : node;
+    if (!data.IsSequence()) {
+        refuse(source, data.Mark(), what + " is no list of numbers");
+    }
+    std::vector<double> numbers;
+    for (const YAML::Node& item : data) {
+        // A matrix may be written row by row.
+        if (item.IsSequence()) {
+            const std::vector<double> row = numbersOf(source, item, what);
+            numbers.insert(numbers.end(), row.begin(), row.end());
+        } else {
+            numbers.push_back(numberOf(source, item, what));
+        }
+    }
+    if (node.IsMap() && node["rows"] && node["cols"]) {
+        const double size = numberOf(source, node["rows"], "the number of rows") *
+                            numberOf(source, node["cols"], "the number of columns");
+        if (size != static_cast<double>(numbers.size())) {
+            refuse(source, data.Mark(),
+                   format("%s holds %zu numbers, but its rows and columns say %.0f", what.c_str(),
+                          numbers.size(), size));
+        }
+    }
+    return numbers;
+}
+
+int32_t pixelsOf(const Source& source, const YAML::Node& node, const std::string& what) {
+    const double value = numberOf(source, node, what);
+    if (value < 1 || value > 16384 || value != std::floor(value)) {
+        refuse(source, node.Mark(),
+               format("%s is %g, not a number of pixels from 1 to 16384", what.c_str(), value));
+    }
+    return static_cast<int32_t>(value);
+}
+
+void readMatrix(const Source& source, const YAML::Node& node, CameraDescription& camera) {
+    const std::vector<double> k = numbersOf(source, node, "the camera matrix");
+    if (k.size() != 9) {
+        refuse(source, node.Mark(), format("the camera matrix has %zu numbers, not 9", k.size()));
+    }
+    if (k[1] != 0 || k[3] != 0 || k[6] != 0 || k[7] != 0 || k[8] != 1) {
+        refuse(source, node.Mark(),
+               "the camera matrix is not [fx 0 cx; 0 fy cy; 0 0 1], which is all that a device's "
+               "file can hold");
+    }
+    camera.fx = k[0];
+    camera.fy = k[4];
+    camera.cx = k[2];
+    camera.cy = k[5];
+}
+
+void readLens(const Source& source, const YAML::Node& node, LensKind kind,
+              const std::vector<std::size_t>& lengths, CameraDescription& camera) {
+    const std::vector<double> terms = numbersOf(source, node, "the distortion");
+    if (std::find(lengths.begin(), lengths.end(), terms.size()) == lengths.end()) {
+        std::string allowed;
+        for (const std::size_t length : lengths) {
+            allowed += (allowed.empty()            ? ""
+                        : length == lengths.back() ? " or "
+                                                   : ", ") +
+                       std::to_string(length);
+        }
+        refuse(
+            source, node.Mark(),
+            format("the distortion has %zu coefficients, not %s", terms.size(), allowed.c_str()));
+    }
+    camera.lens.kind = kind;
+    std::copy(terms.begin(), terms.end(), camera.lens.terms.begin());
+    camera.termCount = terms.size();
+}
+
+/** A lens whose model the file names, as ROS and Kalibr do. */
+void readNamedLens(const Source& source, const YAML::Node& model, const YAML::Node& terms,
+                   CameraDescription& camera) {
+    struct Known {
+        const char* name;
+        LensKind kind;
+        std::vector<std::size_t> lengths;
+    };
+    static const std::vector<Known> known = {
+        {"plumb_bob", LensKind::radialTangential, {4, 5}},
+        {"rational_polynomial", LensKind::radialTangential, {8, 12, 14}},
+        {"radtan", LensKind::radialTangential, {4}},
+        {"equidistant", LensKind::equidistant, {4}},
+    };
+    const std::string name = model.IsScalar() ? model.Scalar() : "";
+    const auto found = std::find_if(known.begin(), known.end(),
+                                    [&](const Known& entry) { return entry.name == name; });
+    if (found == known.end()) {
+        refuse(source, model.Mark(),
+               "the distortion model '" + name +
+                   "' is none of plumb_bob, rational_polynomial, radtan and equidistant");
+    }
+    readLens(source, terms, found->kind, found->lengths, camera);
+}
+
+void readSize(const Source& source, const YAML::Node& map, CameraDescription& camera) {
+    if (const YAML::Node width = find(map, {"image_width", "image_Width", "width"})) {
+        camera.width = pixelsOf(source, width, "the image width");
+    }
+    if (const YAML::Node height = find(map, {"image_height", "image_Height", "height"})) {
+        camera.height = pixelsOf(source, height, "the image height");
+    }
+}
+
+CameraDescription readRos(const Source& source) {
+    CameraDescription camera{};
+    const YAML::Node& root = source.root;
+    readSize(source, root, camera);
+    readMatrix(source, require(source, root, {"camera_matrix", "K", "k"}), camera);
+    readNamedLens(source, root["distortion_model"],
+                  require(source, root, {"distortion_coefficients", "D", "d"}), camera);
+    return camera;
+}
+
+CameraDescription readKalibr(const Source& source) {
+    std::vector<std::string> cameras;
+    for (const auto& entry : source.root) {
+        if (entry.first.IsScalar() && entry.first.Scalar().starts_with("cam") &&
+            entry.second.IsMap()) {
+            cameras.push_back(entry.first.Scalar());
+        }
+    }
+    std::string name = source.camera;
+    if (name.empty() && cameras.size() == 1) {
+        name = cameras.front();
+    }
+    if (std::find(cameras.begin(), cameras.end(), name) == cameras.end()) {
+        throw Failure(source.path,
+                      name.empty() ? format("holds %zu cameras", cameras.size())
+                                   : "holds no camera '" + name + "'",
+                      "choose one with " + source.path + "#" + cameras.front());
+    }
+    const YAML::Node chosen = source.root[name];
+    CameraDescription camera{};
+    const YAML::Node model = require(source, chosen, {"camera_model"});
+    if (!model.IsScalar() || model.Scalar() != "pinhole") {
+        refuse(source, model.Mark(), "the camera model is not pinhole");
+    }
+    const YAML::Node resolution = require(source, chosen, {"resolution"});
+    const YAML::Node intrinsics = require(source, chosen, {"intrinsics"});
+    const std::vector<double> numbers = numbersOf(source, intrinsics, "the intrinsics");
+    if (!resolution.IsSequence() || resolution.size() != 2 || numbers.size() != 4) {
+        refuse(source, (numbers.size() != 4 ? intrinsics : resolution).Mark(),
+               numbers.size() != 4 ? format("intrinsics has %zu numbers, not 4", numbers.size())
+                                   : "resolution is not a width and a height");
+    }
+    camera.width = pixelsOf(source, resolution[0], "the image width");
+    camera.height = pixelsOf(source, resolution[1], "the image height");
+    camera.fx = numbers[0];
+    camera.fy = numbers[1];
+    camera.cx = numbers[2];
+    camera.cy = numbers[3];
+    readNamedLens(source, require(source, chosen, {"distortion_model"}),
+                  require(source, chosen, {"distortion_coeffs"}), camera);
+    return camera;
+}
+
+CameraDescription readFileStorage(const Source& source, bool isFisheye) {
+    CameraDescription camera{};
+    const YAML::Node& root = source.root;
+    readSize(source, root, camera);
+    const bool isStereo = root["M1"] || root["M2"];
+    std::vector<std::string> matrix = {"camera_matrix", "Camera_Matrix"};
+    std::vector<std::string> terms = {"distortion_coefficients", "Distortion_Coefficients"};
+    if (isStereo) {
+        if (source.camera != "1" && source.camera != "2") {
+            throw Failure(source.path, "holds two cameras",
+                          "choose one with " + source.path + "#1 or #2");
+        }
+        matrix = {"M" + source.camera};
+        terms = {"D" + source.camera};
+    }
+    if (const YAML::Node marked = root["fisheye_model"]) {
+        isFisheye |= numberOf(source, marked, "fisheye_model") != 0;
+    }
+    readMatrix(source, require(source, root, matrix), camera);
+    readLens(source, require(source, root, terms),
+             isFisheye ? LensKind::equidistant : LensKind::radialTangential,
+             isFisheye ? std::vector<std::size_t>{4} : std::vector<std::size_t>{4, 5, 8, 12, 14},
+             camera);
+    return camera;
+}
+
+}  // namespace
+
+CameraDescription readCameraFile(const std::string& name, bool isFisheye) {
+    const Source source = openSource(name);
+    const YAML::Node& root = source.root;
+    const bool isKalibr = std::any_of(root.begin(), root.end(), [](const auto& entry) {
+        return entry.second.IsMap() && entry.second["distortion_coeffs"];
+    });
+    CameraDescription camera = isKalibr                   ? readKalibr(source)
+                               : root["distortion_model"] ? readRos(source)
+                                                          : readFileStorage(source, isFisheye);
+    camera.source = name;
+    const bool good = camera.fx >= 1 && camera.fx <= 1e6 && camera.fy >= 1 && camera.fy <= 1e6 &&
+                      std::abs(camera.cx) <= 1e5 && std::abs(camera.cy) <= 1e5;
+    if (!good) {
+        throw Failure(name,
+                      format("focal lengths of %g and %g and a principal point at (%g, %g) pixels "
+                             "are not a camera's",
+                             camera.fx, camera.fy, camera.cx, camera.cy),
+                      remedy);
+    }
+    return camera;
+}
