@@ -33,7 +33,7 @@ std::shared_ptr<const std::string> temporaryFile(const Image& image) {
         unlink(file->c_str());
         delete file;
     };
-    const std::shared_ptr<const std::string> file(new std::string(name), remove);
+    std::shared_ptr<const std::string> file(new std::string(name), remove);
     if (descriptor < 0 ||
         write(descriptor, image.data(), image.size()) != static_cast<ssize_t>(image.size()) ||
         close(descriptor) != 0) {

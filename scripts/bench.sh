@@ -6,6 +6,7 @@
 #   counts     instructions, which repeat exactly
 #   pipes      the inner loop of a map on two arm64 processors, by a model of their pipes
 # and all of them without an argument. --report writes them to docs/measurements/speed.md too.
+# ROUNDS in the environment says how often each case has its turn (15).
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
@@ -40,13 +41,13 @@ count() {
 standard() {
     echo "## The heap as the C library gives it"
     echo
-    "$bench" --heap=standard
+    "$bench" --heap=standard --rounds="${ROUNDS:-15}"
 }
 
 keeping() {
     echo "## A heap that keeps its memory"
     echo
-    "$bench" --heap=keeping
+    "$bench" --heap=keeping --rounds="${ROUNDS:-15}"
 }
 
 counts() {
