@@ -8,7 +8,6 @@
 #include <exception>
 #include <iostream>
 #include <new>
-#include <ranges>
 #include <sstream>
 
 #include "calibration/library_call.h"
@@ -222,12 +221,12 @@ std::vector<std::string> reversedArguments(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
     if (mark != arguments.end()) {
-        for (std::string& name : std::ranges::subrange(mark + 1, arguments.end())) {
+        std::for_each(mark + 1, arguments.end(), [](std::string& name) {
             const bool isNumber = name.size() > 1 && std::isdigit(name[1]) != 0;
             if (name.size() > 1 && name.front() == '-' && !isNumber) {
                 name.insert(0, "./");
             }
-        }
+        });
         arguments.erase(mark);
     }
     std::reverse(arguments.begin(), arguments.end());

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <ranges>
 
 #include "calibration/fields.h"
 #include "failure.h"
@@ -78,6 +77,17 @@ bool isRising(const Breaks& breaks) {
                               [](float a, float b) { return !(a < b); }) == breaks.end();
 }
 
+/** The first of 0, 1, ... that a property has no more, found by halving; `count` if all have it. */
+template <class Property>
+int32_t firstNot(int32_t count, const Property& has) {
+    int32_t first = 0;
+    for (int32_t end = count; first < end;) {
+        const int32_t middle = first + (end - first) / 2;
+        has(middle) ? first = middle + 1 : end = middle;
+    }
+    return first;
+}
+
 /** The pixels along one axis that lie before the first break point or behind the last one. */
 template <class Breaks>
 void appendUncovered(Texts& found, const char* pixels, const Breaks& breaks, int32_t count,
@@ -85,16 +95,11 @@ void appendUncovered(Texts& found, const char* pixels, const Breaks& breaks, int
     if (count < 1 || !(focal > 0) || !std::isfinite(principal) || !isRising(breaks)) {
         return;  // named as something else
     }
-    const auto positions = std::views::iota(0, count);
     const auto site = [&](int32_t pixel) { return (pixel - principal) / focal; };
-    const auto firstThat = [&](const auto& isBefore) {
-        return static_cast<int32_t>(std::ranges::partition_point(positions, isBefore) -
-                                    positions.begin());
-    };
     const int32_t firstInside =
-        firstThat([&](int32_t pixel) { return site(pixel) < breaks.front(); });
+        firstNot(count, [&](int32_t pixel) { return site(pixel) < breaks.front(); });
     const int32_t firstBehind =
-        firstThat([&](int32_t pixel) { return site(pixel) <= breaks.back(); });
+        firstNot(count, [&](int32_t pixel) { return site(pixel) <= breaks.back(); });
     const auto tell = [&](int32_t first, int32_t end) {
         if (first < end) {
             found.push_back(format("%s %d to %d", pixels, first, end - 1));
