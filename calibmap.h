@@ -446,8 +446,8 @@ CALIBMAP_API int32_t augknt(const VectorDouble* knots, double* augLeft, double k
 CALIBMAP_API double sorted(const VectorDouble* mesh, double site);
 
 /**
- * New matrix of rowReps x colReps copies of `src`. Reports counts below 1 and an empty `src`, and, as
- * no memory, also a number of rows or columns that does not fit 32 bits: it never wraps around.
+ * New matrix of rowReps x colReps copies of `src`. Reports counts below 1 and an empty `src`, and,
+ * as no memory, also a number of rows or columns that does not fit 32 bits: it never wraps around.
  */
 CALIBMAP_API MatInt* repmatInt(const MatInt* src, int32_t rowReps, int32_t colReps);
 
@@ -465,8 +465,8 @@ CALIBMAP_API int32_t bsxfun_minus(void);
  * taken to be k-fold: with another multiplicity j the row is shifted by j - k columns.
  *
  * Null after a report: no knots, decreasing knots, fewer than 2k, all equal, the first knot more
- * than 3k - 2 times, k below 1 or not a number, or no memory (of which one case, no memory for the k
- * values themselves, has no report). A fractional k is truncated wherever it sizes or indexes
+ * than 3k - 2 times, k below 1 or not a number, or no memory (of which one case, no memory for the
+ * k values themselves, has no report). A fractional k is truncated wherever it sizes or indexes
  * something.
  */
 CALIBMAP_API Mat* spcol(const VectorDouble* knots, double k, double x);

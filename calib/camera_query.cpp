@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "calib/layout.h"
+#include "calib/stack.h"
 #include "calibmap.h"
 
 char calibin[33] = "/persist/camera/stereoParams.bin";
@@ -22,6 +23,26 @@ CameraIntrinsics extractIntrinsics(const uint8_t* block) {
         intrinsics.coeff[i] = loadWord(block + CALIBMAP_COEFF + int64_t{wordSize} * i);
     }
     return intrinsics;
+}
+
+/** The query itself, apart because of its large frame. */
+[[gnu::noinline]] int32_t query(const char* path, CameraIntrinsics* mainCamera,
+                                CameraIntrinsics* subCamera, CameraExtrinsics* extrinsics) {
+    CalibrationFile image;
+    if (readCalibrationDataC(path, image) != 0 || checksumTest(image) != CALIBMAP_SUCCESS ||
+        !calibrationPassed(image)) {
+        return -1;
+    }
+    if (mainCamera != nullptr) {
+        *mainCamera = extractMainCameraIntrn(image);
+    }
+    if (subCamera != nullptr) {
+        *subCamera = extractSubCameraIntrn(image);
+    }
+    if (extrinsics != nullptr) {
+        *extrinsics = extractCameraExteral(image);
+    }
+    return 0;
 }
 
 }  // namespace
@@ -64,22 +85,11 @@ int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntrinsics* mainC
                                        CameraIntrinsics* subCamera, CameraExtrinsics* extrinsics) {
     const bool nothingWanted =
         mainCamera == nullptr && subCamera == nullptr && extrinsics == nullptr;
-    CalibrationFile image;
-    touchPages(image);
-    if (path == nullptr || nothingWanted || readCalibrationDataC(path, image) != 0 ||
-        checksumTest(image) != CALIBMAP_SUCCESS || !calibrationPassed(image)) {
+    if (path == nullptr || nothingWanted) {
         return -1;
     }
-    if (mainCamera != nullptr) {
-        *mainCamera = extractMainCameraIntrn(image);
-    }
-    if (subCamera != nullptr) {
-        *subCamera = extractSubCameraIntrn(image);
-    }
-    if (extrinsics != nullptr) {
-        *extrinsics = extractCameraExteral(image);
-    }
-    return 0;
+    touchStackForImage();
+    return query(path, mainCamera, subCamera, extrinsics);
 }
 
 int32_t GetCameraIntrinsicAndExtrinsic(CameraIntrinsics* mainCamera, CameraIntrinsics* subCamera,

@@ -35,22 +35,6 @@ inline bool calibrationPassed(const uint8_t* image) {
     return image[CALIBMAP_PASS_FLAG] == 1;
 }
 
-/** The smallest page, and so the smallest guard page below a thread's stack. */
-inline constexpr int32_t pageSize = 4096;
-
-/**
- * For a file image on the stack, before anything else: touches each of its pages, from the last
- * byte down. Where the stack ends, that meets the guard page, which a call from a frame of this
- * size could step over. Not every compiler for the device can be told to do so by itself.
- */
-inline void touchPages(uint8_t* image) {
-    volatile uint8_t* bytes = image;
-    for (int32_t i = CALIBMAP_FILE_SIZE - 1; i > 0; i -= pageSize) {
-        bytes[i] = 0;
-    }
-    bytes[0] = 0;
-}
-
 }  // namespace calibmap
 
 #endif

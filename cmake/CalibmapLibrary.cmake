@@ -11,6 +11,7 @@ set(CALIBMAP_SOURCES
     calib/camera_query.cpp
     calib/checksum.cpp
     calib/reading.cpp
+    calib/stack.cpp
     container/diagnostics.cpp
     container/live_counts.cpp
     container/mat.cpp

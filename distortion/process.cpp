@@ -1,6 +1,7 @@
 #include <stddef.h>
 
 #include "calib/layout.h"
+#include "calib/stack.h"
 #include "distortion/delivery.h"
 #include "distortion/main_camera.h"
 
@@ -112,6 +113,27 @@ int32_t readVerified(const char* path, uint8_t* image) {
     return CALIBMAP_SUCCESS;
 }
 
+/** The request on the file, apart because of its large frame. */
+[[gnu::noinline]] int32_t processFile(const char* path, int32_t flag, int32_t ratio,
+                                      const CamDistortionLUT* inputPoints,
+                                      const CamDistortionLUT& outputPoints) {
+    CalibrationFile image;
+    const int32_t verified = readVerified(path, image);
+    if (verified != CALIBMAP_SUCCESS) {
+        return verified;
+    }
+    switch (flag) {
+        case CALIBMAP_DISTORTION:
+            return processDistortion(image, inputPoints, ratio, outputPoints);
+        case CALIBMAP_UNDISTORTION:
+            return processUndistortion(image, inputPoints, ratio, outputPoints);
+        case CALIBMAP_RGB_DISTORTION:
+            return processRgb(outputPoints);
+        default:
+            return CALIBMAP_SUCCESS;
+    }
+}
+
 }  // namespace
 
 }  // namespace calibmap
@@ -121,8 +143,6 @@ using namespace calibmap;
 int32_t doDistortionProcess(const char* path, int32_t flag, int32_t ratio,
                             const CamDistortionLUT* inputPoints,
                             const CamDistortionLUT* outputPoints) {
-    CalibrationFile image;
-    touchPages(image);
     if (path == nullptr) {
         refuse(reporter, 578, " leave. input calibration bin is nullptr");
         return CALIBMAP_STEP_FAILED;
@@ -133,20 +153,8 @@ int32_t doDistortionProcess(const char* path, int32_t flag, int32_t ratio,
     }
     // Read once: what is proved about the record must hold for what is written, whoever changes it.
     const CamDistortionLUT output = *outputPoints;
-    const int32_t verified = readVerified(path, image);
-    if (verified != CALIBMAP_SUCCESS) {
-        return verified;
-    }
-    switch (flag) {
-        case CALIBMAP_DISTORTION:
-            return processDistortion(image, inputPoints, ratio, output);
-        case CALIBMAP_UNDISTORTION:
-            return processUndistortion(image, inputPoints, ratio, output);
-        case CALIBMAP_RGB_DISTORTION:
-            return processRgb(output);
-        default:
-            return CALIBMAP_SUCCESS;
-    }
+    touchStackForImage();
+    return processFile(path, flag, ratio, inputPoints, output);
 }
 
 int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* inputPoints,
