@@ -26,8 +26,8 @@ CameraIntrinsics extractIntrinsics(const uint8_t* block) {
 }
 
 /** The query itself, apart because of its large frame. */
-[[gnu::noinline]] int32_t query(const char* path, CameraIntrinsics* mainCamera,
-                                CameraIntrinsics* subCamera, CameraExtrinsics* extrinsics) {
+[[gnu::noinline]] int32_t queryFile(const char* path, CameraIntrinsics* mainCamera,
+                                    CameraIntrinsics* subCamera, CameraExtrinsics* extrinsics) {
     CalibrationFile image;
     if (readCalibrationDataC(path, image) != 0 || checksumTest(image) != CALIBMAP_SUCCESS ||
         !calibrationPassed(image)) {
@@ -89,7 +89,7 @@ int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntrinsics* mainC
         return -1;
     }
     touchStackForImage();
-    return query(path, mainCamera, subCamera, extrinsics);
+    return queryFile(path, mainCamera, subCamera, extrinsics);
 }
 
 int32_t GetCameraIntrinsicAndExtrinsic(CameraIntrinsics* mainCamera, CameraIntrinsics* subCamera,
