@@ -133,7 +133,9 @@ std::string fittedTitle(const Figure& figure, const Canvas& canvas, const std::s
     std::size_t length = lengthOf(name);
     std::string title = before + name + behind;
     while (length > 1 && canvas.widthOf(title) > room) {
-        title = before + shortened(name, --length) + behind;
+        title = before;
+        title += shortened(name, --length);
+        title += behind;
     }
     return title;
 }
