@@ -25,9 +25,9 @@ struct Divisor {
  * before their one rounding, so they are the same double. Multiplying is much faster.
  */
 inline Divisor makeDivisor(double k) {
-    const double reciprocal = 1.0 / k;
     const bool isPowerOfTwo = (std::bit_cast<uint64_t>(k) & fractionBits) == 0;
-    return {k, reciprocal, isPowerOfTwo && reciprocal != 0.0};
+    const double reciprocal = isPowerOfTwo ? 1.0 / k : 0.0;  // of others it may overflow
+    return {k, reciprocal, reciprocal != 0.0};
 }
 
 }  // namespace calibmap

@@ -50,119 +50,71 @@ struct MapInMaking {
     const double* left;
     bool leftIsFinite;
     Finish finish;
-    Element* map;
+    Element* elements;
 };
-
-/** Applies `operation` to each vector of sums; unrolled, or GCC keeps the sums in memory. */
-template <int Rows, int Count, typename Operation>
-CALIBMAP_KERNEL inline void forSums(Sums<Rows, Count>& sums, Operation operation) {
-#pragma GCC unroll 8
-    for (int r = 0; r < Rows; ++r) {
-#pragma GCC unroll 8
-        for (int v = 0; v < tileWidth / Count; ++v) {
-            operation(sums[r][v]);
-        }
-    }
-}
 
 template <int Rows, int Count>
 CALIBMAP_KERNEL inline void finishSums(const Finish& finish, Sums<Rows, Count>& sums) {
     if (finish.isPlain) {
-        forSums<Rows, Count>(
-            sums, [&](auto& s) CALIBMAP_KERNEL { s = s * finish.factor + finish.offset; });
+        forSums<Rows, Count>(sums, [&](auto& s, int, int)
+                                       CALIBMAP_KERNEL { s = s * finish.factor + finish.offset; });
     } else if (finish.divisor.multiplies) {
-        forSums<Rows, Count>(sums, [&](auto& s) CALIBMAP_KERNEL {
+        forSums<Rows, Count>(sums, [&](auto& s, int, int) CALIBMAP_KERNEL {
             s = ((s * finish.factor + finish.offset) + finish.shift) * finish.divisor.reciprocal;
         });
     } else {
-        forSums<Rows, Count>(sums, [&](auto& s) CALIBMAP_KERNEL {
+        forSums<Rows, Count>(sums, [&](auto& s, int, int) CALIBMAP_KERNEL {
             s = ((s * finish.factor + finish.offset) + finish.shift) / finish.divisor.value;
         });
     }
 }
 
-/** Stores the sums of a tile as rows of `stride` elements. */
-template <int Rows, int Count, typename Element>
-CALIBMAP_KERNEL inline void storeSums(const Sums<Rows, Count>& sums, Element* to, int64_t stride) {
-#pragma GCC unroll 8
-    for (int r = 0; r < Rows; ++r) {
-#pragma GCC unroll 8
-        for (int v = 0; v < tileWidth / Count; ++v) {
-            store<Count>(sums[r][v], to + r * stride + int64_t{v} * Count);
-        }
-    }
-}
-
 /** One tile of a map for some rows, from `row` and `col` on. */
 template <int Rows, int Count, typename Element>
-CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking<Element>& making,
+CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking<Element>& map,
                                         const double* tile, TermRange range, int32_t row,
                                         int32_t col) {
-    Sums<Rows, Count> sums = {};
-    addTerms<Rows, Count>(making.left + int64_t{row} * shape.terms, shape.terms, tile, range, sums);
-    finishSums<Rows, Count>(making.finish, sums);
-    Element* to = making.map + int64_t{row} * shape.cols + col;
+    Sums<Rows, Count> sums;
+    clearSums<Rows, Count>(sums);
+    addTerms<Rows, Count>(map.left + int64_t{row} * shape.terms, shape.terms, tile, range, sums);
+    finishSums<Rows, Count>(map.finish, sums);
+    Element* to = map.elements + int64_t{row} * shape.cols + col;
     // Ahead of where the rows of a band are written: more of them than the processor itself
     // follows.
-    for (int r = 0; r < Rows; ++r) {
-        __builtin_prefetch(to + int64_t{r} * shape.cols + prefetchDistance, 1);
-    }
     const int32_t width = shape.cols - col;
-    if (width >= tileWidth) {
-        storeSums<Rows, Count>(sums, to, shape.cols);
-        return;
-    }
-    Element edge[Rows * tileWidth];
-    storeSums<Rows, Count>(sums, edge, tileWidth);
+    const int32_t ahead = std::min(prefetchDistance, width - 1);
     for (int r = 0; r < Rows; ++r) {
-        std::copy_n(edge + int64_t{r} * tileWidth, width, to + int64_t{r} * shape.cols);
+        __builtin_prefetch(to + int64_t{r} * shape.cols + ahead, 1);
     }
+    storeSums<Rows, Count>(sums, to, shape.cols, width);
 }
 
 /** Takes one map through one tile of columns, for a band of rows. */
 template <int Count, typename Element>
 CALIBMAP_KERNEL inline void computeBand(Lanes<Count> lanes, const MapShape& shape,
-                                        const MapInMaking<Element>& making, const double* tile,
-                                        int32_t band, int32_t col) {
-    const TermRange range = termsToSum(making.leftIsFinite, tile, shape.terms);
-    forRowGroups(
-        lanes, std::min(bandRows, shape.rows - band), [&](auto group, int32_t row) CALIBMAP_KERNEL {
-            computeTile<decltype(group)::value, Count>(shape, making, tile, range, band + row, col);
-        });
-}
-
-template <typename Element>
-MapInMaking<Element> start(const MapShape& shape, const MapFactor& factor, Element* map) {
-    const bool isFinite = allFinite(factor.left, int64_t{shape.rows} * shape.terms);
-    return {factor.left, isFinite, makeFinish(factor.scaling), map};
-}
-
-/** The maps, band after band of rows, tile after tile within each. */
-template <typename Element, typename... Makings>
-void computeTogether(const MapShape& shape, const Makings&... makings) {
-    const int64_t size = tileSize(shape.terms);
-    run([&](auto lanes) CALIBMAP_KERNEL {
-        for (int32_t band = 0; band < shape.rows; band += bandRows) {
-            for (int32_t col = 0; col < shape.cols; col += tileWidth) {
-                const double* tile = shape.tiles + col / tileWidth * size;
-                (computeBand<decltype(lanes)::value, Element>(lanes, shape, makings, tile, band,
-                                                              col),
-                 ...);
-            }
-        }
+                                        const MapInMaking<Element>& map, int32_t band, int32_t rows,
+                                        int32_t col) {
+    const double* tile = shape.tiles + col / tileWidth * tileSize(shape.terms);
+    const TermRange range = termsToSum(map.leftIsFinite, tile, shape.terms);
+    forRowGroups(lanes, rows, [&](auto group, int32_t row) CALIBMAP_KERNEL {
+        computeTile<decltype(group)::value, Count>(shape, map, tile, range, band + row, col);
     });
 }
 
 template <typename Element>
-void compute(const MapShape& shape, const MapFactor& x, const MapFactor& y, Element* mapX,
-             Element* mapY) {
-    if (mapX != nullptr && mapY != nullptr) {
-        computeTogether<Element>(shape, start(shape, x, mapX), start(shape, y, mapY));
-    } else if (mapX != nullptr) {
-        computeTogether<Element>(shape, start(shape, x, mapX));
-    } else {
-        computeTogether<Element>(shape, start(shape, y, mapY));
-    }
+MapInMaking<Element> start(const MapShape& shape, const Map<Element>& map) {
+    return {map.left, allFinite(map.left, int64_t{shape.rows} * shape.terms),
+            makeFinish(map.scaling), map.elements};
+}
+
+/** The maps, tile by tile, all of them together. */
+template <typename... Maps>
+void computeTogether(const MapShape& shape, const Maps&... maps) {
+    run([&](auto lanes) CALIBMAP_KERNEL {
+        forTiles(shape.rows, shape.cols, bandRows,
+                 [&](int32_t band, int32_t rows, int32_t col)
+                     CALIBMAP_KERNEL { (computeBand(lanes, shape, maps, band, rows, col), ...); });
+    });
 }
 
 }  // namespace
@@ -178,14 +130,16 @@ void packTransposed(const double* a, int32_t terms, int32_t cols, double* tiles)
     }
 }
 
-void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, double* mapX,
-                 double* mapY) {
-    compute(shape, x, y, mapX, mapY);
+void computeMaps(const MapShape& shape, const Map<double>& x, const Map<double>& y) {
+    computeTogether(shape, start(shape, x), start(shape, y));
 }
 
-void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, float* mapX,
-                 float* mapY) {
-    compute(shape, x, y, mapX, mapY);
+void computeMaps(const MapShape& shape, const Map<float>& x, const Map<float>& y) {
+    computeTogether(shape, start(shape, x), start(shape, y));
+}
+
+void computeMap(const MapShape& shape, const Map<float>& map) {
+    computeTogether(shape, start(shape, map));
 }
 
 }  // namespace calibmap

@@ -17,10 +17,13 @@ struct Scaling {
     double divisor;
 };
 
-/** One map: its left factor (rows x terms, row-major) and how its elements are scaled. */
-struct MapFactor {
+/** One map: its left factor (rows x terms, row-major), how its elements are scaled, and where to.
+ */
+template <typename Element>
+struct Map {
     const double* left;
     Scaling scaling;
+    Element* elements;
 };
 
 /** Doubles that the tiles of a right factor of `terms` rows and `cols` columns take. */
@@ -38,15 +41,13 @@ struct MapShape {
 };
 
 /**
- * Computes two maps, row-major, or the one of them that is not null:
- * (((s * factor) + offset) + shift) / divisor for each element s of the product of left factor and
- * tiles, each operation rounded once. As floats, each is rounded to the nearest one, ties to even,
- * in the end.
+ * Compute two maps, or one, row-major: (((s * factor) + offset) + shift) / divisor for each element
+ * s of the product of left factor and tiles, each operation rounded once. As floats, each is
+ * rounded to the nearest one, ties to even, in the end.
  */
-void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, double* mapX,
-                 double* mapY);
-void computeMaps(const MapShape& shape, const MapFactor& x, const MapFactor& y, float* mapX,
-                 float* mapY);
+void computeMaps(const MapShape& shape, const Map<double>& x, const Map<double>& y);
+void computeMaps(const MapShape& shape, const Map<float>& x, const Map<float>& y);
+void computeMap(const MapShape& shape, const Map<float>& map);
 
 }  // namespace calibmap
 

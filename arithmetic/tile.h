@@ -3,8 +3,9 @@
  *
  * A tile is `tileWidth` neighbouring columns of the right factor, the terms of the sums one after
  * the other, with zeros for columns beyond the last one. Before the terms stands a row that says
- * which of them are not zero in every column. The sums of a tile stay in registers from their first
- * term to their last; vectors run along the columns and never along a sum, so every element is
+ * from which term to which one any column is not zero. The sums of a tile stay in registers from
+ * their first term to their last; vectors run along the columns and never along a sum, so every
+ * element is
  *
  *     0.0 + left[0] right[0] + left[1] right[1] + ...
  *
@@ -12,6 +13,8 @@
  */
 #ifndef CALIBMAP_ARITHMETIC_TILE_H
 #define CALIBMAP_ARITHMETIC_TILE_H
+
+#include <algorithm>
 
 #include "arithmetic/lanes.h"
 
@@ -31,7 +34,7 @@ constexpr int64_t tileSize(int32_t terms) {
     return (int64_t{terms} + 1) * tileWidth;
 }
 
-/** The range of terms of a tile that are not zero in every column. */
+/** From the first to the last term of a tile that is not zero in some column. */
 inline TermRange nonZeroTerms(const double* tile) {
     return {static_cast<int32_t>(tile[0]), static_cast<int32_t>(tile[1])};
 }
@@ -72,6 +75,73 @@ CALIBMAP_KERNEL inline void addTerms(const double* left, int64_t leftStride, con
             for (int v = 0; v < vectors; ++v) {
                 sums[r][v] += left[r * leftStride + i] * right[v];
             }
+        }
+    }
+}
+
+/** Applies `operation` to each vector of sums; unrolled, or GCC keeps the sums in memory. */
+template <int Rows, int Count, typename Sum, typename Operation>
+CALIBMAP_KERNEL inline void forSums(Sum& sums, Operation operation) {
+#pragma GCC unroll 8
+    for (int r = 0; r < Rows; ++r) {
+#pragma GCC unroll 8
+        for (int v = 0; v < tileWidth / Count; ++v) {
+            operation(sums[r][v], r, v * Count);
+        }
+    }
+}
+
+/** Sums that begin at +0.0. */
+template <int Rows, int Count>
+CALIBMAP_KERNEL inline void clearSums(Sums<Rows, Count>& sums) {
+    forSums<Rows, Count>(sums, [](auto& s, int, int) CALIBMAP_KERNEL { s = Vector<Count>{}; });
+}
+
+/** Takes up sums that have been stored: a double that is stored and loaded is the same double. */
+template <int Rows, int Count>
+CALIBMAP_KERNEL inline void loadSums(const double* from, int64_t stride, int32_t width,
+                                     Sums<Rows, Count>& sums) {
+    double edge[Rows * tileWidth];
+    if (width < tileWidth) {
+        for (int r = 0; r < Rows; ++r) {
+            double* rest = std::copy_n(from + r * stride, width, edge + int64_t{r} * tileWidth);
+            std::fill_n(rest, tileWidth - width, 0.0);
+        }
+        from = edge;
+        stride = tileWidth;
+    }
+    forSums<Rows, Count>(sums, [&](auto& s, int r, int column)
+                                   CALIBMAP_KERNEL { load<Count>(from + r * stride + column, s); });
+}
+
+/** Stores the first `width` columns of the sums as rows that are `stride` elements apart. */
+template <int Rows, int Count, typename Element>
+CALIBMAP_KERNEL inline void storeSums(const Sums<Rows, Count>& sums, Element* to, int64_t stride,
+                                      int32_t width) {
+    if (width >= tileWidth) {
+        forSums<Rows, Count>(sums, [&](const auto& s, int r, int column) CALIBMAP_KERNEL {
+            store<Count>(s, to + r * stride + column);
+        });
+        return;
+    }
+    Element edge[Rows * tileWidth];
+    forSums<Rows, Count>(sums, [&](const auto& s, int r, int column) CALIBMAP_KERNEL {
+        store<Count>(s, edge + int64_t{r} * tileWidth + column);
+    });
+    for (int r = 0; r < Rows; ++r) {
+        std::copy_n(edge + int64_t{r} * tileWidth, width, to + r * stride);
+    }
+}
+
+/**
+ * Goes over a result of rows x cols elements: band after band of `bandRows` rows, tile after tile
+ * within each. `step` gets the first row and the number of rows of the band, and the first column.
+ */
+template <typename Step>
+CALIBMAP_KERNEL inline void forTiles(int32_t rows, int32_t cols, int32_t bandRows, Step step) {
+    for (int32_t band = 0; band < rows; band += bandRows) {
+        for (int32_t col = 0; col < cols; col += tileWidth) {
+            step(band, std::min(bandRows, rows - band), col);
         }
     }
 }

@@ -7,7 +7,7 @@ namespace calibmap {
 
 namespace {
 
-/** Bytes of a diagnostic, line feed included; the longest there is takes 175. */
+/** Bytes of a diagnostic, line feed included; the longest there is takes 150. */
 constexpr int messageSize = 256;
 
 }  // namespace

@@ -24,8 +24,8 @@ uintptr_t thisThread() {
 /** Notes that this thread comes now, and counts a turn when the one before was another. */
 void takeTurn() {
     const uintptr_t self = thisThread();
-    if (__atomic_load_n(&lastThread, ordered) != self &&
-        __atomic_exchange_n(&lastThread, self, ordered) != self) {
+    if (__atomic_load_n(&lastThread, ordered) != self) {
+        __atomic_store_n(&lastThread, self, ordered);
         __atomic_add_fetch(&turnsTaken, 1, ordered);
     }
 }

@@ -40,7 +40,11 @@ Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
         return nullptr;
     }
     // An empty container is live too, also where malloc(0) gives null.
-    const auto bytes = static_cast<size_t>(held > 0 ? held * elementSize : 1);
+    const int64_t wanted = held > 0 ? held * elementSize : 1;
+    if (wanted > PTRDIFF_MAX) {
+        return nullptr;
+    }
+    const auto bytes = static_cast<size_t>(wanted);
     record->data = static_cast<decltype(Record::data)>(malloc(bytes));
     if (record->data == nullptr) {
         free(record);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <type_traits>
 
 #include "arithmetic/product.h"
 #include "arithmetic/tile.h"
@@ -163,8 +164,9 @@ void takeOver(const Mat& cameraMatrix, const BsplineModel& model, int32_t imgW, 
     grid.ycorrectMatrix = model.ycorrectMatrix;
 }
 
-MapFactor factorOf(const double* left, const Axis& axis) {
-    return {left, {axis.focalLength, axis.principalPoint, axis.shift, axis.ratio}};
+template <typename Element>
+Map<Element> mapOf(const double* left, const Axis& axis, Element* elements) {
+    return {left, {axis.focalLength, axis.principalPoint, axis.shift, axis.ratio}, elements};
 }
 
 /** The right factor of both maps: a row of values for each column of the map, packed as tiles. */
@@ -179,9 +181,12 @@ void computeTiles(GridEvaluation& g) {
     }
 }
 
-/** The maps, or the one of them that is not null, row after row. */
+/** Which maps are computed in one go. */
+enum class Wanted { both, onlyX, onlyY };
+
+/** The maps, chunk after chunk of rows. */
 template <typename Element>
-void computeRows(GridEvaluation& g, Element* mapX, Element* mapY) {
+void computeRows(GridEvaluation& g, Wanted wanted, Element* mapX, Element* mapY) {
     const int32_t cols = g.xAxis.count;
     const int32_t terms = g.colMatrixXT->rows;
     double* leftX = g.colMatrixYmulCorrectMatrixX->data;
@@ -194,10 +199,16 @@ void computeRows(GridEvaluation& g, Element* mapX, Element* mapY) {
                  leftX);
         multiply(g.colMatrixY->data, g.ycorrectMatrix->data, rows, g.colMatrixY->cols, terms,
                  leftY);
-        const int64_t first = int64_t{row} * cols;
-        computeMaps({rows, cols, terms, g.colMatrixXT->data}, factorOf(leftX, g.xAxis),
-                    factorOf(leftY, g.yAxis), mapX == nullptr ? nullptr : mapX + first,
-                    mapY == nullptr ? nullptr : mapY + first);
+        const MapShape shape = {rows, cols, terms, g.colMatrixXT->data};
+        const auto x = mapOf(leftX, g.xAxis, mapX + int64_t{row} * cols);
+        const auto y = mapOf(leftY, g.yAxis, mapY + int64_t{row} * cols);
+        if constexpr (std::is_same_v<Element, float>) {
+            if (wanted != Wanted::both) {
+                computeMap(shape, wanted == Wanted::onlyX ? x : y);
+                continue;
+            }
+        }
+        computeMaps(shape, x, y);
     }
 }
 
@@ -231,24 +242,23 @@ int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
 
 void computeGrid(GridEvaluation& grid, double* mapX, double* mapY) {
     computeTiles(grid);
-    computeRows(grid, mapX, mapY);
+    computeRows(grid, Wanted::both, mapX, mapY);
 }
 
 void computeGrid(GridEvaluation& grid, float* mapX, float* mapY) {
-    constexpr float* none = nullptr;
     const int64_t size = int64_t{grid.yAxis.count} * grid.xAxis.count;
     const auto distance =
         static_cast<int64_t>(reinterpret_cast<intptr_t>(mapY) - reinterpret_cast<intptr_t>(mapX)) /
         int64_t{sizeof(float)};
     computeTiles(grid);
     if (distance >= size || distance <= -size) {
-        computeRows(grid, mapX, mapY);
+        computeRows(grid, Wanted::both, mapX, mapY);
     } else if (distance > 0) {
-        computeRows(grid, none, mapY);
-        computeRows(grid, mapX, none);
+        computeRows(grid, Wanted::onlyY, mapX, mapY);
+        computeRows(grid, Wanted::onlyX, mapX, mapY);
     } else {
-        computeRows(grid, mapX, none);
-        computeRows(grid, none, mapY);
+        computeRows(grid, Wanted::onlyX, mapX, mapY);
+        computeRows(grid, Wanted::onlyY, mapX, mapY);
     }
 }
 

@@ -34,7 +34,9 @@ struct Outcome {
  */
 Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
                     const CamDistortionLUT* inputPoints, int32_t ratio,
-                    const CamDistortionLUT& outputPoints) {
+                    const CamDistortionLUT* outputPoints) {
+    // Read once: what is proved about the record must hold for what is written, whoever changes it.
+    const CamDistortionLUT output = *outputPoints;
     const uint8_t* block = image + CALIBMAP_MAIN_BLOCK;
     MapBuilding building = {};
     Mat* mapX = nullptr;
@@ -44,9 +46,9 @@ Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
                     loadInt(block + CALIBMAP_IMAGE_HEIGHT), building, &mapX, &mapY),
         CALIBMAP_STEP_FAILED};
     if (outcome.built == CALIBMAP_SUCCESS) {
-        outcome.delivered = acceptDelivery(mapX, mapY, &outputPoints);
+        outcome.delivered = acceptDelivery(mapX, mapY, &output);
         if (outcome.delivered == CALIBMAP_SUCCESS) {
-            computeGrid(building.grid, outputPoints.x, outputPoints.y);
+            computeGrid(building.grid, output.x, output.y);
         }
         releaseBuilding(building);
         destroyMat(&mapX);
@@ -56,7 +58,7 @@ Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
 }
 
 int32_t processDistortion(const uint8_t* image, const CamDistortionLUT* inputPoints, int32_t ratio,
-                          const CamDistortionLUT& outputPoints) {
+                          const CamDistortionLUT* outputPoints) {
     const Outcome outcome =
         deliverMaps(distortionDirection, image, inputPoints, ratio, outputPoints);
     if (outcome.built != CALIBMAP_SUCCESS) {
@@ -73,7 +75,7 @@ int32_t processDistortion(const uint8_t* image, const CamDistortionLUT* inputPoi
 }
 
 int32_t processUndistortion(const uint8_t* image, const CamDistortionLUT* inputPoints,
-                            int32_t ratio, const CamDistortionLUT& outputPoints) {
+                            int32_t ratio, const CamDistortionLUT* outputPoints) {
     const Outcome outcome =
         deliverMaps(undistortionDirection, image, inputPoints, ratio, outputPoints);
     if (outcome.built != CALIBMAP_SUCCESS) {
@@ -89,9 +91,9 @@ int32_t processUndistortion(const uint8_t* image, const CamDistortionLUT* inputP
 }
 
 /** There is no model of the RGB camera: it has no maps, and the delivery refuses them. */
-int32_t processRgb(const CamDistortionLUT& outputPoints) {
+int32_t processRgb(const CamDistortionLUT* outputPoints) {
     report("%s line:%d leave. rgb dist extractDistData2CamDistortionLUT fail ret:%d.",
-           reporter.function, 664, acceptDelivery(nullptr, nullptr, &outputPoints));
+           reporter.function, 664, acceptDelivery(nullptr, nullptr, outputPoints));
     return CALIBMAP_STEP_FAILED;
 }
 
@@ -116,7 +118,7 @@ int32_t readVerified(const char* path, uint8_t* image) {
 /** The request on the file, apart because of its large frame. */
 [[gnu::noinline]] int32_t processFile(const char* path, int32_t flag, int32_t ratio,
                                       const CamDistortionLUT* inputPoints,
-                                      const CamDistortionLUT& outputPoints) {
+                                      const CamDistortionLUT* outputPoints) {
     CalibrationFile image;
     const int32_t verified = readVerified(path, image);
     if (verified != CALIBMAP_SUCCESS) {
@@ -151,10 +153,8 @@ int32_t doDistortionProcess(const char* path, int32_t flag, int32_t ratio,
         refuse(reporter, 583, " leave. outputPoints is all nullptr");
         return CALIBMAP_STEP_FAILED;
     }
-    // Read once: what is proved about the record must hold for what is written, whoever changes it.
-    const CamDistortionLUT output = *outputPoints;
     touchStackForImage();
-    return processFile(path, flag, ratio, inputPoints, output);
+    return processFile(path, flag, ratio, inputPoints, outputPoints);
 }
 
 int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* inputPoints,

@@ -24,7 +24,7 @@ struct SplineBasis {
     int32_t order;          /**< k, which may have a fraction, as a number of values */
     int32_t splines;        /**< m - k likewise: values of a row */
     int32_t firstColumn;    /**< position, from 1, that goes to the first column of a row */
-    bool isAscending;       /**< no knot is a NaN, so an interval may be searched from any other */
+    bool isAscending; /**< none of `intervals` is a NaN: the search may begin at any of them */
 };
 
 /**

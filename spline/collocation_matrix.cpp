@@ -41,22 +41,19 @@ int32_t acceptArguments(const VectorDouble* knots, int32_t k, const Mat* sampleP
 }
 
 /**
- * Creates what the rows are evaluated on, and one row: it serves all sites, so one that is refused
- * is always reported as the first. Everything is released again.
+ * Creates what the rows are evaluated on, and one row, as long as a row of the matrix: it serves
+ * all sites, so one that is refused is always reported as the first. Everything is released again.
  */
-bool proveRows(const VectorDouble* knots, int32_t k, int32_t cols, SplineBasis& basis) {
+bool proveRows(const VectorDouble* knots, int32_t k, SplineBasis& basis) {
     SiteTables tables = {};
     Mat* row = createTables(knots, k, tables, basis) ? createRow(basis) : nullptr;
     const bool isMade = row != nullptr;
-    const bool fits = isMade && row->rows == 1 && row->cols == cols;
     destroyMat(&row);
     releaseTables(tables);
     if (!isMade) {
         report("%s line:%d, spcol fail(%d) row:%d", reporter.function, 42, 0, 0);
-    } else if (!fits) {
-        report("%s line:%d, leave. calc spcol size wrong", reporter.function, 50);
     }
-    return fits;
+    return isMade;
 }
 
 }  // namespace
@@ -73,7 +70,7 @@ Mat* createCollocation(const VectorDouble* knots, int32_t k, const Mat* samplePo
     Mat* colMatrixX = nullptr;
     bool isSound = keep(colMatrixX, allocatePart<Mat>(sites, cols, held), reporter, 34,
                         " leave. create colMatrixX  fail") &&
-                   proveRows(knots, k, cols, basis);
+                   proveRows(knots, k, basis);
     if (isSound) {
         const CountCheck leave = leaveCounts(enter, 0, 1);
         isSound = (!leave.vectorsMoved || refuse(reporter, 67, " some vectors not free.")) &&

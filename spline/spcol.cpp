@@ -71,7 +71,7 @@ bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
                 ". augknot copyFromVector fail.") &&
            step(t.augknotfrom1toNaug, createVectorDouble(cols), 82,
                 " leave. augknotfrom1toNaug creat fail") &&
-           keepUntested(t.b, createMat(1, order)) && t.b != nullptr &&
+           (t.b = createMat(1, order)) != nullptr &&  // the one step without a report
            step(t.cc, createMat(width, 1), 195, " leave. create cc fail") &&
            step(t.mat1, createMatInt(1, 1), 205, " leave. create mat1 fail") &&
            step(t.repMat1, repmatInt(t.mat1, 1, order), 225, " leave. create repMat1 fail") &&

@@ -16,7 +16,7 @@ addScalar       add
 subtractScalar  subtract
 multiplyScalar  multiply
 divideScalar    divide
-multiply        multiply add
+addPiece|multiply multiply add
 computeTogether multiply add narrow
 evaluateSites   multiply divide
 roundToFloats   narrow
