@@ -1,7 +1,7 @@
 /**
  * The one way from the page to heavy work: `run(name, argument, options)` runs a task of tasks.js in a worker, or
- * in slices on the page where the browser gives it none. Options: `onProgress` is called with the part done,
- * `signal` ends the task. The promise is rejected when the task fails or has been ended.
+ * in slices on the page where the browser gives it none. Options: `onProgress` is called with how much is
+ * done, `signal` ends the task. The promise is rejected when the task fails or has been ended.
  */
 import { makeStep, tasks } from './tasks.js';
 

@@ -1,7 +1,7 @@
 /**
  * What the page asks for, as functions from one plain object to another that do not touch the page: the same ones
  * run in the worker and, where there is none, in slices on the page itself. Each gets the compiled library and
- * `step`, which it calls with the part done so far, from 0 to 1, and which may pause or end it.
+ * `step`, which it calls with how much is done so far, from 0 to 1, and which may pause or end it.
  *
  * A `file` is {key, bytes, size, camera}: a name for its content, its first bytes, or null when they cannot be
  * read, how many it has, and once it has been examined its main camera. A `request` is {file, direction, ratio}.

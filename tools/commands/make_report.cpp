@@ -10,7 +10,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/** The parts of the recorded image that hold no point, as a small table of counts. */
+/** Points in each patch of the recorded image, as a small table, and which patches have none. */
 std::string coverageText(const PointFit& fit) {
     std::string text = "  points in each part of the recorded image:\n";
     std::size_t empty = 0;

@@ -39,7 +39,7 @@ class DeviationSum {
 };
 
 /**
- * The part of a lens's view that models are fitted to: as far as `angle` (radians) from the optical
+ * How much of what a lens sees models are fitted to: as far as `angle` (radians) from the optical
  * axis, at most a right angle.
  */
 struct View {

@@ -1,5 +1,5 @@
 /**
- * The parts of a figure that take time: what a worker computes and the page then draws. All places are on the
+ * The slow half of a figure, which a worker computes and the page then draws. All places are on the
  * plot, in pixels from its top left corner.
  */
 import { mapped, valueAt } from '../maps/coordinate_map.js';

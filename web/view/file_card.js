@@ -75,7 +75,7 @@ function shortFileBar({ size, isReadable }) {
   if (present > 0) {
     items.unshift(bar(`${present} bytes`, present, 'damaged'));
   }
-  return list('The part of the file that is there', items);
+  return list('What there is of the file', items);
 }
 
 function tableOf(head, rows) {

@@ -5,7 +5,7 @@ const patience = 200;
 const running = new Set();
 
 /**
- * Runs `work(onProgress)`; if it takes long, the bar shows `words` and the part done. Gives what `work` gives.
+ * Runs `work(onProgress)`; if it takes long, the bar shows `words` and how much is done. Gives what `work` gives.
  */
 export async function withProgress(words, work) {
   const task = { words, part: null };
