@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "contenders.h"
 #include "measure.h"
@@ -50,6 +53,21 @@ std::shared_ptr<const MapJob> mapJob(int32_t width, int32_t height, int32_t rati
     }
     return std::make_shared<const MapJob>(
         MapJob{std::move(name), image, LensModel(image), ratio, temporaryFile(image)});
+}
+
+/** The same camera with the worst coefficients that a file can hold. */
+Image hostileImage(Image image) {
+    std::vector<float> coefficients;
+    for (int i = 0; i < CALIBMAP_CORRECTION_ROWS * CALIBMAP_CORRECTION_COLS; ++i) {
+        constexpr float worst[] = {std::numeric_limits<float>::infinity(),
+                                   std::numeric_limits<float>::quiet_NaN(),
+                                   std::numeric_limits<float>::denorm_min(), 1.0F};
+        coefficients.push_back(worst[i % std::size(worst)]);
+    }
+    put(image.data(), "undistortion.x", coefficients);
+    put(image.data(), "undistortion.y", coefficients);
+    seal(image.data());
+    return image;
 }
 
 std::shared_ptr<const MapJob> largestMap() {
@@ -162,6 +180,29 @@ std::vector<Case> mapCases() {
     addMapCases(mapJob(1280, 960, 1), cases);
     addMapCases(largestMap(), cases);
     addMapCases(mapJob(640, 480, 6), cases);
+    return cases;
+}
+
+std::vector<Case> shapeCases() {
+    std::vector<Case> cases;
+    for (const auto& [width, height] : {std::pair(1280, 960),
+                                        {12288, 100},
+                                        {100, 12288},
+                                        {122880, 10},
+                                        {10, 122880},
+                                        {1228800, 1},
+                                        {1, 1228800}}) {
+        const Image ordinary = lensImage(width, height);
+        const std::string shape =
+            "shape " + std::to_string(width) + "x" + std::to_string(height) + ", ";
+        for (const auto& [kind, image] :
+             {std::pair("ordinary", ordinary), {"hostile", hostileImage(ordinary)}}) {
+            const auto job = std::make_shared<const MapJob>(
+                MapJob{shape + kind, image, LensModel(image), 1, temporaryFile(image)});
+            cases.push_back(mapCase(
+                job, ours, [job](float* x, float* y) { deliverOurs(*job, x, y); }, [] {}));
+        }
+    }
     return cases;
 }
 

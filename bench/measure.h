@@ -34,6 +34,12 @@ struct Case {
 /** Whole maps, against the contenders and the floor. */
 std::vector<Case> mapCases();
 
+/**
+ * Our maps of every shape, from an ordinary lens and from a file whose coefficients are infinite,
+ * NaN and denormal, so that no zero is skipped.
+ */
+std::vector<Case> shapeCases();
+
 /** Collocation, products and quotients. */
 std::vector<Case> toolkitCases();
 

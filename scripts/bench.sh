@@ -3,6 +3,7 @@
 # which promises hold. Parts are
 #   standard   maps and toolkit against the contenders, with the heap as the C library gives it
 #   keeping    the same with a heap that keeps its memory
+#   shapes     our maps of every shape, from ordinary and from hostile files, with either heap
 #   counts     instructions, which repeat exactly
 #   pipes      the inner loop of a map on two arm64 processors, by a model of their pipes
 # and all of them without an argument. --report writes them to docs/measurements/speed.md too.
@@ -16,7 +17,7 @@ report=false
     shift
 }
 parts=("$@")
-[ ${#parts[@]} -gt 0 ] || parts=(standard keeping counts pipes)
+[ ${#parts[@]} -gt 0 ] || parts=(standard keeping shapes counts pipes)
 
 need "${BUILD_PACKAGES[@]}" "${BENCH_PACKAGES[@]}" valgrind
 build bench calibmap-bench
@@ -48,6 +49,16 @@ keeping() {
     echo "## A heap that keeps its memory"
     echo
     "$bench" --heap=keeping --rounds="${ROUNDS:-15}"
+}
+
+shapes() {
+    local heap
+    for heap in standard keeping; do
+        echo "## Shapes of maps, $heap heap"
+        echo
+        "$bench" --heap="$heap" --rounds="${ROUNDS:-15}" --filter=shape
+        echo
+    done
 }
 
 counts() {
@@ -82,7 +93,7 @@ runParts() {
 }
 
 for part in "${parts[@]}"; do
-    case $part in standard | keeping | counts | pipes) ;; *)
+    case $part in standard | keeping | shapes | counts | pipes) ;; *)
         sed -n 's/^# \(bench.sh\)/usage: \1/p' "$0" >&2
         exit 2
         ;;
