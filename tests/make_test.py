@@ -49,8 +49,8 @@ class MakeTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, folder)
         os.chdir(folder)
 
-    def run_tool(self, *arguments, status=0):
-        done = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, check=False)
+    def run_tool(self, *arguments, status=0, fed=None):
+        done = subprocess.run([PROGRAM, *arguments], input=fed, capture_output=True, text=True, check=False)
         self.assertEqual(done.returncode, status, (arguments, done.stdout, done.stderr))
         return done
 
@@ -163,8 +163,8 @@ class MakeTest(unittest.TestCase):
         piped = subprocess.run([PROGRAM, 'make', '--from', 'old.bin', '-o', '-'], capture_output=True, check=True)
         self.assertEqual(piped.stdout, image)
 
-    def refuse(self, text, *arguments):
-        done = self.run_tool('make', '-o', 'out.bin', *arguments, status=1)
+    def refuse(self, text, *arguments, fed=None):
+        done = self.run_tool('make', '-o', 'out.bin', *arguments, status=1, fed=fed)
         self.assertRegex(done.stderr, rf'^calibmap: [^\n]*{text}[^\n]*, [^\n]+\n$')
         self.assertEqual(done.stdout, '')
         self.assertFalse(os.path.exists('out.bin'))
@@ -192,6 +192,37 @@ class MakeTest(unittest.TestCase):
                 self.write('camera.yaml', text)
                 self.refuse('camera.yaml.*' + wrong, '--main', 'camera.yaml')
                 self.assertTrue(wrong == 'holds 2 cameras' or old != text)
+
+    def test_inputs_may_be_piped_and_are_never_replaced(self):
+        chain, pairs = self.write('chain.yaml', CHAIN['text']), '100,100,103,101\n'
+        self.write('pairs.csv', pairs)
+        both = ['--main', 'chain.yaml#cam0', '--sub', 'chain.yaml#cam1']
+        self.make(*both)
+        shutil.copy('device.bin', 'old.bin')
+        self.run_tool('make', '-o', 'device.bin', '--main', '-#cam0', '--sub', '-#cam1', fed=CHAIN['text'])
+        self.assertEqual(self.read('device.bin'), self.read('old.bin'))
+        self.run_tool('make', '-o', 'device.bin', '--points', '-', '--from', 'old.bin', fed=pairs)
+        with open('old.bin', 'rb') as old:
+            subprocess.run([PROGRAM, 'make', '-o', 'again.bin', '--from', '-'], stdin=old,
+                           stdout=subprocess.DEVNULL, check=True)
+        self.assertEqual(self.read('again.bin'), self.read('old.bin'))
+        for text, fed, *arguments in [
+                ('standard input, line 1: is not four', '1,2\n', *both, '--points', '-'),
+                ('standard input: is no calibration', '', '--main', '-'),
+                ('standard input: has 1 bytes', 'x', '--from', '-'),
+                ('standard input: is asked for twice', ROS, '--points', '-', '--main', '-')]:
+            self.refuse(text, *arguments, fed=fed)
+        # An output by another name of an input, too; nothing else has been written by then.
+        os.symlink(chain, 'link')
+        os.link('pairs.csv', 'same.csv')
+        os.link('old.bin', 'same.png')
+        for output, *arguments in [('link', *both), ('same.csv', '--points', 'pairs.csv', '--from', 'old.bin'),
+                                   ('old.bin', '--from', 'old.bin')]:
+            told = self.run_tool('make', '-o', output, *arguments, status=1).stderr
+            self.assertIn(f'{output}: is read by the same command', told)
+        self.refuse('same.png: is read by the same', '--points', 'pairs.csv', '--from', 'old.bin', '--residuals', 'same.png')
+        self.assertEqual([self.read(name) for name in ('chain.yaml', 'pairs.csv', 'old.bin')],
+                         [CHAIN['text'].encode(), pairs.encode(), self.read('again.bin')])
 
     def test_other_refusals(self):
         self.write('ros.yaml', ROS)

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <fstream>
+#include <filesystem>
 #include <set>
 #include <vector>
 
@@ -26,7 +26,7 @@ struct Source {
 
 [[noreturn]] void refuse(const Source& source, const YAML::Mark& mark, const std::string& wrong) {
     const std::string line = mark.is_null() ? "" : format(", line %d", mark.line + 1);
-    throw Failure(source.path + line, wrong, remedy);
+    throw Failure(inputName(source.path) + line, wrong, remedy);
 }
 
 /** Refuses keys that a mapping holds twice: which of the two counts depends on the reader. */
@@ -49,11 +49,19 @@ void refuseDoubled(const Source& source, const YAML::Node& node) {
     }
 }
 
+constexpr std::size_t longestText = std::size_t{16} << 20;
+
+/** Standard input can be read only once, but both cameras may be in it. */
+const std::string& standardInput() {
+    static const std::string text = readInput("-", longestText);
+    return text;
+}
+
 /** The text of a file, its first line readable for a YAML parser. */
 std::string textOf(const std::string& path) {
-    std::string text = readInput(path, std::size_t{16} << 20);
+    std::string text = path == "-" ? standardInput() : readInput(path, longestText);
     if (text.starts_with("<")) {
-        throw Failure(path, "is XML", "write the calibration as .yml or .yaml");
+        throw Failure(inputName(path), "is XML", "write the calibration as .yml or .yaml");
     }
     // FileStorage begins with %YAML:1.0, which is no YAML directive. A comment keeps the lines.
     if (text.starts_with("%YAML:")) {
@@ -65,7 +73,8 @@ std::string textOf(const std::string& path) {
 Source openSource(const std::string& name) {
     Source source = {name, {}, ""};
     const std::size_t mark = name.rfind('#');
-    if (mark != std::string::npos && !std::ifstream(name)) {
+    std::error_code error;
+    if (mark != std::string::npos && !std::filesystem::exists(name, error)) {
         source.path = name.substr(0, mark);
         source.camera = name.substr(mark + 1);
     }
@@ -75,7 +84,7 @@ Source openSource(const std::string& name) {
         refuse(source, error.mark, "is not YAML (" + error.msg + ")");
     }
     if (!source.root.IsMap()) {
-        throw Failure(source.path, "is no calibration in YAML", remedy);
+        throw Failure(inputName(source.path), "is no calibration in YAML", remedy);
     }
     refuseDoubled(source, source.root);
     return source;
@@ -247,7 +256,7 @@ CameraDescription readKalibr(const Source& source) {
         name = cameras.front();
     }
     if (std::find(cameras.begin(), cameras.end(), name) == cameras.end()) {
-        throw Failure(source.path,
+        throw Failure(inputName(source.path),
                       name.empty() ? format("holds %zu cameras", cameras.size())
                                    : "holds no camera '" + name + "'",
                       "choose one with " + source.path + "#" + cameras.front());
@@ -286,7 +295,7 @@ CameraDescription readFileStorage(const Source& source, bool isFisheye) {
     std::vector<std::string> terms = {"distortion_coefficients", "Distortion_Coefficients"};
     if (isStereo) {
         if (source.camera != "1" && source.camera != "2") {
-            throw Failure(source.path, "holds two cameras",
+            throw Failure(inputName(source.path), "holds two cameras",
                           "choose one with " + source.path + "#1 or #2");
         }
         matrix = {"M" + source.camera};
@@ -318,7 +327,7 @@ CameraDescription readCameraFile(const std::string& name, bool isFisheye) {
     const bool good = camera.fx >= 1 && camera.fx <= 1e6 && camera.fy >= 1 && camera.fy <= 1e6 &&
                       std::abs(camera.cx) <= 1e5 && std::abs(camera.cy) <= 1e5;
     if (!good) {
-        throw Failure(name,
+        throw Failure(inputName(name),
                       format("focal lengths of %g and %g and a principal point at (%g, %g) pixels "
                              "are not a camera's",
                              camera.fx, camera.fy, camera.cx, camera.cy),

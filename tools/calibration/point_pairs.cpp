@@ -71,14 +71,14 @@ std::vector<PointPair> readPointPairs(const std::string& path) {
         if (good) {
             pairs.push_back({{*values[0], *values[1]}, {*values[2], *values[3]}});
         } else if (!isFirst || hasNumber) {
-            throw Failure(path + format(", line %d", number),
+            throw Failure(inputName(path) + format(", line %d", number),
                           "is not four finite numbers of pixels, separated by commas",
                           "write straight column, straight row, recorded column, recorded row");
         }
         isFirst = false;
     }
     if (pairs.empty()) {
-        throw Failure(path, "holds no pairs of points", "measure some");
+        throw Failure(inputName(path), "holds no pairs of points", "measure some");
     }
     return pairs;
 }

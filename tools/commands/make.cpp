@@ -18,6 +18,7 @@
 #include "commands/commands.h"
 #include "commands/make_report.h"
 #include "failure.h"
+#include "input.h"
 #include "lens/fit_points.h"
 #include "lens/proof.h"
 #include "output.h"
@@ -104,7 +105,7 @@ Image imageFrom(const std::string& path) {
     Image image{};
     const Verdict verdict = examine(path, image);
     if (verdict.status != CALIBMAP_SUCCESS && verdict.status != CALIBMAP_NOT_PASSED) {
-        throw Failure(path, verdict.reason, verdict.remedy);
+        throw Failure(inputName(path), verdict.reason, verdict.remedy);
     }
     return image;
 }
@@ -179,7 +180,8 @@ std::optional<Lens> storeMain(const MakeOptions& options, Image& image, MakeRepo
         if (starts && !described) {
             return given.value_or(before);
         }
-        return agreed<Value>(described ? options.main : "the main camera", option, inFile, given);
+        return agreed<Value>(described ? inputName(options.main) : "the main camera", option,
+                             inFile, given);
     };
     const auto known = [&](double CameraDescription::*member) {
         return described ? std::optional((*described).*member) : std::nullopt;
@@ -193,7 +195,7 @@ std::optional<Lens> storeMain(const MakeOptions& options, Image& image, MakeRepo
         number("--cx", options.cx, known(&CameraDescription::cx), old.cx),
         number("--cy", options.cy, known(&CameraDescription::cy), old.cy)};
     Words coeff = wordsAt(image, block + CALIBMAP_COEFF);
-    report.coefficients = starts ? "as in " + options.from : "zero";
+    report.coefficients = starts ? "as in " + inputName(options.from) : "zero";
     if (!options.mainCoeff.empty()) {
         coeff = wordsFrom("--main-coeff", options.mainCoeff);
         report.coefficients = "as given";
@@ -204,30 +206,34 @@ std::optional<Lens> storeMain(const MakeOptions& options, Image& image, MakeRepo
             own ? "k1, k2, p1, p2, k3, 0 of the lens" : "zero, six words cannot hold this lens";
     }
     storeNumbers(image, block, camera, coeff);
-    report.mainCamera = described ? options.main : starts ? options.from : "the command line";
+    report.mainCamera = described ? inputName(options.main)
+                        : starts  ? inputName(options.from)
+                                  : "the command line";
     report.camera = mainCameraOf(image);
     return described ? std::optional(described->lens) : std::nullopt;
 }
 
 void storeSub(const MakeOptions& options, Image& image, MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_SUB_BLOCK;
-    report.subCamera = options.from.empty() ? "none given, all zero" : "as in " + options.from;
+    report.subCamera =
+        options.from.empty() ? "none given, all zero" : "as in " + inputName(options.from);
     if (!options.sub.empty()) {
+        const std::string name = inputName(options.sub);
         const CameraDescription sub = readCameraFile(options.sub, options.isFisheye);
-        const Camera camera = {agreed(options.sub, "--sub-width", sub.width, options.subWidth),
-                               agreed(options.sub, "--sub-height", sub.height, options.subHeight),
+        const Camera camera = {agreed(name, "--sub-width", sub.width, options.subWidth),
+                               agreed(name, "--sub-height", sub.height, options.subHeight),
                                sub.fx,
                                sub.fy,
                                sub.cx,
                                sub.cy};
         storeNumbers(image, block, camera, coefficientsOf(sub).value_or(Words{}));
-        report.subCamera =
-            format("%d x %d pixels, from ", camera.width, camera.height) + options.sub;
+        report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name;
     }
     if (!options.subCoeff.empty()) {
         storeWords(image, block + CALIBMAP_COEFF, wordsFrom("--sub-coeff", options.subCoeff));
     }
-    report.extrinsics = options.from.empty() ? "none given, all zero" : "as in " + options.from;
+    report.extrinsics =
+        options.from.empty() ? "none given, all zero" : "as in " + inputName(options.from);
     if (!options.extrinsics.empty()) {
         storeWords(image, CALIBMAP_EXTRINSIC_BLOCK, wordsFrom("--extrinsics", options.extrinsics));
         report.extrinsics = "as given";
@@ -403,10 +409,11 @@ void make(const MakeOptions& options, MakeReport& report) {
         computeMap(report.file, image, Direction::undistort, 1);
         computeMap(report.file, image, Direction::distort, 1);
     }
-    writeImage(image, options.output);
+    // First the picture: if it cannot be written, there is no file that the report disowns.
     if (!options.residuals.empty() && !panels.empty()) {
         writePng(options.residuals, drawResiduals(report.camera, panels));
     }
+    writeImage(image, options.output);
 }
 
 int run(const MakeOptions& options) {
@@ -414,7 +421,7 @@ int run(const MakeOptions& options) {
     report.file = options.output;
     report.maxAngle = options.maxAngle;
     report.tolerance = options.tolerance;
-    std::FILE* const told = options.output == "-" ? stderr : stdout;
+    std::FILE* const told = options.output == "-" || options.residuals == "-" ? stderr : stdout;
     try {
         make(options, report);
     } catch (const Failure& failure) {
