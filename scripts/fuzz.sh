@@ -1,20 +1,27 @@
 #!/usr/bin/env bash
-# fuzz.sh [SECONDS [TARGET...]]: fuzzes each target for some time, 30 seconds unless told otherwise,
-# and fails on a finding. What a run learns stays in build/fuzz/corpus for the next one.
+# fuzz.sh [--report] [SECONDS [TARGET...]]: fuzzes each target for some time, 30 seconds unless told
+# otherwise, and fails on a finding. What a run learns stays in build/fuzz/corpus for the next one.
+# --report writes the result to docs/measurements/fuzzing.md too.
 
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" clang libclang-rt-dev llvm
 
+report=false
+[ "${1:-}" != --report ] || {
+    report=true
+    shift
+}
 seconds=${1:-30}
 targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers)
 
 build fuzz
 
-failed=0
-for target in "${targets[@]}"; do
+# fuzzTarget TARGET: fails on a finding.
+fuzzTarget() {
+    local target=$1 log length folders
     log=build/fuzz/$target.log
     length=512
     [ "$target" != calibration_file ] || length=6400
@@ -26,13 +33,30 @@ for target in "${targets[@]}"; do
         -artifact_prefix="build/fuzz/finding-$target-" "${folders[@]}" 2>"$log"; then
         echo "$target: FINDING, see $log"
         grep -m 1 -A 12 -e '^does not hold' -e ERROR -e 'runtime error' "$log" || tail "$log"
-        failed=1
-        continue
+        return 1
     fi
     awk -v target="$target" '
         / cov: / { for (i = 1; i < NF; ++i) if ($i == "cov:") edges = $(i + 1) }
         /number_of_executed_units/ { runs = $2 }
         /^Done/ { time = $5 }
         END { printf "%s: %d executions in %d s, %d edges covered\n", target, runs, time, edges }' "$log"
-done
-exit $failed
+}
+
+results() {
+    local failed=0
+    for target in "${targets[@]}"; do
+        fuzzTarget "$target" || failed=1
+    done
+    return $failed
+}
+
+status=0
+results | tee build/fuzzing.txt || status=1
+if $report; then
+    {
+        heading "Fuzzing" "scripts/fuzz.sh --report $seconds"
+        versions clang
+        sed 's/^/- /' build/fuzzing.txt
+    } >docs/measurements/fuzzing.md
+fi
+exit $status
