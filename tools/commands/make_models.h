@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "calibration/image.h"
+#include "calibration/point_pairs.h"
+#include "commands/make_report.h"
+#include "lens/proof.h"
+#include "pictures/residuals.h"
+
+/** What there is to fit, and what it was measured from. */
+struct FitSource {
+    std::optional<View> view;
+    std::vector<PointPair> pairs;
+};
+
+/** Fits both models to the points, or to the lens where there are none, and stores them. */
+void storeModels(const FitSource& source, Image& image, MakeReport& report);
+
+/**
+ * Compares both maps of the finished file with what they were fitted to, and reports it. Throws a
+ * `Failure` with the figures when one of them is too far off.
+ */
+std::vector<ResidualPanel> prove(const FitSource& source, const Image& image, MakeReport& report);
