@@ -73,8 +73,8 @@ std::string textOf(const std::string& path) {
 Source openSource(const std::string& name) {
     Source source = {name, {}, ""};
     const std::size_t mark = name.rfind('#');
-    std::error_code error;
-    if (mark != std::string::npos && !std::filesystem::exists(name, error)) {
+    std::error_code ignored;
+    if (mark != std::string::npos && !std::filesystem::exists(name, ignored)) {
         source.path = name.substr(0, mark);
         source.camera = name.substr(mark + 1);
     }
