@@ -130,7 +130,7 @@ Numbers augment(const Numbers& breaks, int32_t k) {
         !breaks.empty() && k >= 0 && size >= 0 && size * 8 <= static_cast<int64_t>(largestBlock);
     require((knots != nullptr) == exists, "a knot sequence where there is one");
     Numbers expected;
-    if (exists && size < 1000) {
+    if (knots != nullptr && size < 1000) {
         expected.assign(static_cast<size_t>(size), breaks.back());
         std::fill_n(expected.begin(), k, breaks.front());
         if (breaks.size() > 2) {
@@ -156,7 +156,7 @@ void checkTiles(FuzzedDataProvider& input) {
     const bool exists = rows * cols > 0 && down > 0 && across > 0 &&
                         4.0 * rows * cols * down * across <= static_cast<double>(largestBlock);
     require((tiled != nullptr) == exists, "tiles where there are any");
-    for (int32_t i = 0; exists && i < std::min(tiled->rows * tiled->cols, 4096); ++i) {
+    for (int32_t i = 0; tiled != nullptr && i < std::min(tiled->rows * tiled->cols, 4096); ++i) {
         require(tiled->data[i] == i / tiled->cols % rows * cols + i % tiled->cols % cols, "tiles");
     }
     destroyMatInt(&tiled);

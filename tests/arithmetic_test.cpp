@@ -49,8 +49,7 @@ TEST(Arithmetic, ProductsSumEveryTermInOrder) {
         for (int32_t i = 0; i < rows * cols; ++i) {
             double sum = 0.0;
             for (int32_t t = 0; t < terms; ++t) {
-                sum += left[static_cast<size_t>(i / cols * terms + t)] *
-                       right[static_cast<size_t>(t * cols + i % cols)];
+                sum += left.data()[i / cols * terms + t] * right.data()[t * cols + i % cols];
             }
             expected.push_back(sum);
         }

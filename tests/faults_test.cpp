@@ -296,7 +296,7 @@ TEST_F(Faults, NothingDependsOnWhatABlockHeldOrLiesBehindIt) {
     for (int32_t n = 2; n <= 40; ++n) {
         expectSame("operations on " + std::to_string(n), [n] {
             const auto filled = [](int32_t height, int32_t width) {
-                const auto count = static_cast<size_t>(height * width);
+                const auto count = static_cast<size_t>(height) * static_cast<size_t>(width);
                 return matrix(height, width, Values(count, 1.0 / height));
             };
             const auto a = filled(n, n % 7 + 1);

@@ -97,9 +97,10 @@ TEST(Grid, ArraysMayOverlapAndThenHoldWhatIsWrittenLast) {
     for (const ptrdiff_t distance : {-size, 1 - size, ptrdiff_t{-40}, ptrdiff_t{-1}, ptrdiff_t{0},
                                      ptrdiff_t{1}, ptrdiff_t{40}, size - 1, size}) {
         std::vector<float> expected(static_cast<size_t>(3 * size));
+        float* middle = expected.data() + size;
         for (ptrdiff_t i = 0; i < size; ++i) {
-            expected.data()[size + i] = static_cast<float>(maps.x->data[i]);
-            expected.data()[size + distance + i] = static_cast<float>(maps.y->data[i]);
+            middle[i] = static_cast<float>(maps.x->data[i]);
+            middle[distance + i] = static_cast<float>(maps.y->data[i]);
         }
         std::vector<float> computed(expected.size());
         std::vector<float> copied(expected.size());

@@ -16,8 +16,8 @@ addScalar       add
 subtractScalar  subtract
 multiplyScalar  multiply
 divideScalar    divide
-addPiece|multiply multiply add
-computeTogether multiply add narrow
+(addPiece|multiply) multiply add
+compute(Together|Maps?) multiply add narrow
 evaluateSites   multiply divide
 roundToFloats   narrow
 '

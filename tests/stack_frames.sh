@@ -13,7 +13,7 @@ reports=$(find "$objects" -name '*.su')
 # shellcheck disable=SC2086 # several files
 awk -F '\t' '
     { ++functions }
-    $1 ~ /[^a-zA-Z](processFile|queryFile)(\(|$)/ && $3 == "static" {
+    $1 ~ /(processFile|queryFile)/ && $3 == "static" {
         images += $2 < 8192
         next
     }

@@ -206,10 +206,11 @@ CorrectionModel fitModel(const Camera& camera, const Target& target) {
     const std::vector<double> v = sitesOver(sitesAlongY, camera.height, camera.cy, camera.fy);
     SampledTarget sampled = sample(camera, target, u, v);
     if (!sampled.everywhere) {
-        // Between the sites next to the border of what is fitted, a model may err more than at them.
-        sampled = sample(camera, target,
-                         sitesOver(2 * sitesAlongX, camera.width, camera.cx, camera.fx),
-                         sitesOver(2 * sitesAlongY, camera.height, camera.cy, camera.fy));
+        // Between the sites next to the border of what is fitted, a model may err more than at
+        // them.
+        sampled =
+            sample(camera, target, sitesOver(2 * sitesAlongX, camera.width, camera.cx, camera.fx),
+                   sitesOver(2 * sitesAlongY, camera.height, camera.cy, camera.fy));
     }
     if (sampled.sites.size() < CorrectionModel::coefficientCount) {
         throw Failure("main camera", "too little of the image is left to fit a model to",

@@ -133,7 +133,8 @@ ValidatedFit crossValidated(const Observations& observed, const Roughness& rough
     }
     ValidatedFit best{};
     double bestScore = std::numeric_limits<double>::infinity();
-    for (double smoothing = least; smoothing <= 1e4; smoothing *= 4) {
+    double smoothing = least;
+    while (smoothing <= 1e4) {
         const Eigen::LDLT<Square> solver(equations.left + penaltyOf(roughness, smoothing));
         const BothCoordinates solution = solver.solve(equations.right);
         const double freedom = Square(solver.solve(equations.left)).trace();
@@ -149,6 +150,7 @@ ValidatedFit crossValidated(const Observations& observed, const Roughness& rough
             bestScore = score;
             best = {coefficients, smoothing, freedom};
         }
+        smoothing *= 4;
     }
     return best;
 }

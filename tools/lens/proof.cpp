@@ -152,6 +152,7 @@ ModelPair fitView(const Camera& camera, const View& view) {
     const auto fit = [&](Direction direction) {
         return fitModel(camera, [&](const std::vector<Point>& sites) {
             std::vector<std::optional<Point>> values;
+            values.reserve(sites.size());
             for (const Point& site : sites) {
                 values.push_back(truthAt(view, direction, site));
             }

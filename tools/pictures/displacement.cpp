@@ -163,6 +163,7 @@ void drawHeatMap(const Figure& figure, Canvas& canvas) {
     // The colours are many; a table of them is as good as any number of them.
     std::vector<Colour> colours;
     constexpr int count = 1024;
+    colours.reserve(count);
     for (int i = 0; i < count; ++i) {
         colours.push_back(heat(i / (count - 1.0)));
     }
