@@ -132,8 +132,8 @@ class MakeTest(unittest.TestCase):
         hole = told['points']['withoutData']
         self.assertTrue(hole and all(patch['left'] > 480 and patch['bottom'] < 250 for patch in hole))
         self.assertEqual(self.read('arrows.png')[:8], b'\x89PNG\r\n\x1a\n')
-        # A single pair moves the whole picture; poor points are refused with their figures.
-        self.write('one.csv', '100,100,103,101\n')
+        # A byte order mark does not belong to the first number. A single pair moves the whole picture; poor points are refused with their figures.
+        self.write('one.csv', '\ufeff100,100,103,101\n')
         self.make('--points', 'one.csv', *camera)
         np.savetxt('poor.csv', pairs + random.normal(0, 1, pairs.shape), delimiter=',')
         self.assertIn('root mean square', self.run_tool('make', '--points', 'poor.csv', *camera, '-o', 'poor.bin',
@@ -182,10 +182,14 @@ class MakeTest(unittest.TestCase):
                 (OPENCV, OPENCV.replace('image_width: 640', 'image_width: 640.5'), 'line 5: the image width is 640.5'),
                 (OPENCV, OPENCV.replace('image_width: 640\n', ''), 'does not say what --width is'),
                 (OPENCV, OPENCV.replace('data: [ 535', 'data: [ [535'), 'line .* is not YAML'),
+                (OPENCV, OPENCV + 'image_Width: 320\n', r"line \d+: 'image_Width' says again"),
                 (OPENCV, '<?xml version="1.0"?>\n', 'is XML'), (OPENCV, '', 'no calibration'),
                 (ROS, ROS.replace('plumb_bob', 'thin_prism'), "'thin_prism' is none of"),
                 (ROS, ROS.replace('plumb_bob', 'equidistant'), '5 coefficients, not 4'),
+                (ROS, ROS.replace('distortion_model: plumb_bob\n', ''), "'distortion_model' is missing"),
                 (kalibr, kalibr, 'holds 2 cameras'),
+                (kalibr, 'left: {distortion_coeffs: [0, 0, 0, 0]}\n', "line 1: 'camera_model' is missing"),
+                (kalibr, kalibr[:kalibr.index('cam1')].replace('distortion_coeffs', 'terms'), "'distortion_coeffs' is missing"),
                 (kalibr, kalibr[:kalibr.index('cam1')].replace('pinhole', 'omni'), 'is not pinhole'),
                 (kalibr, kalibr[:kalibr.index('cam1')].replace('[752, 480]', '[752]'), 'line 7: resolution')]:
             with self.subTest(wrong):
@@ -230,6 +234,10 @@ class MakeTest(unittest.TestCase):
         self.write('wide.yaml', CALIBRATIONS['ros-fisheye.yaml']['text'])
         self.write('bad.csv', 'x,y,column,row\n1,2,3,4\n\n1,2,3\n')
         self.write('none.csv', '1,2,3000,4\n')
+        self.write('nan.csv', 'nan,nan,nan,nan\n1,2,3,4\n')
+        self.write('blank.csv', '1 2 3 4\n')
+        self.make('--main', 'ros.yaml')
+        os.rename('device.bin', 'old.bin')
         self.write('words.csv', 'a,b,c,d\n')
         camera = ['--main', 'ros.yaml']
         for text, *arguments in [
@@ -239,12 +247,18 @@ class MakeTest(unittest.TestCase):
                 ('--main-coeff: ', *camera, '--main-coeff', '1,2,3,4,5,inf'), ('choose one|holds two', '--main', 'stereo.yml'),
                 ('status 7', *camera, '--y-order', '5'), ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
                 ('none was recorded', *camera, '--points', 'none.csv'), ('no pairs', *camera, '--points', 'words.csv'),
+                ('nan.csv, line 1: ', *camera, '--points', 'nan.csv'), ('blank.csv, line 1: ', *camera, '--points', 'blank.csv'),
+                ('--extrinsics: ', *camera, '--extrinsics', '1 2,0,0,0,0,0'), ('none called', '--main', 'ros.yaml#1'),
+                ('has a size, but nothing else', *camera, '--sub-width', '640'), ('nothing to compare', '--from', 'old.bin', '--residuals', 'a.png'),
                 ('gone.csv: cannot be read', *camera, '--points', 'gone.csv'),
                 ('gone.yaml: cannot be read', '--main', 'gone.yaml'), ('cannot be read', '--main', '.'),
                 ('ros.yaml: .*calibration file', '--from', 'ros.yaml'), ('--height', '--points', 'none.csv', '--width', '9')]:
             with self.subTest(text):
                 self.refuse(text, *arguments)
-        told = self.run_tool('make', '--json', '-o', 'out.bin', *camera, '--tolerance', '0.05', status=1)
+        self.run_tool('make', '-o', 'out.bin', *camera, '--extrinsics', '', status=2)
+        told = self.run_tool('make', '--json', '-o', 'out.bin', *camera, '--tolerance', '0.05', '--residuals', 'why.png',
+                             status=1)
+        self.assertTrue(os.path.exists('why.png'))
         told = json.loads(told.stdout)
         self.assertEqual((told['written'], 'pixels off' in told['reason']), (False, True))
         self.assertGreater(told['distort']['largest'], 0.05)

@@ -125,7 +125,11 @@ void Command::flag(const std::string& name, bool& value, const std::string& desc
 
 void Command::text(const std::string& name, std::string& text, const std::string& kind,
                    const std::string& description) {
-    app_->add_option(name, text, description)->type_name(kind);
+    // An empty one is a variable that a script has not set, not the wish to go without.
+    const auto check = [](const std::string& given) {
+        return given.empty() ? std::string("must not be empty") : std::string();
+    };
+    app_->add_option(name, text, description)->type_name(kind)->check(CLI::Validator(check, ""));
 }
 
 void Command::number(const std::string& name, int32_t& value, int32_t low, int32_t high,

@@ -90,19 +90,23 @@ Source openSource(const std::string& name) {
     return source;
 }
 
-/** The value of the first of these keys that a mapping has. */
-YAML::Node find(const YAML::Node& map, const std::vector<std::string>& keys) {
+/** The value of the only one of these keys, spellings of the same, that a mapping has. */
+YAML::Node find(const Source& source, const YAML::Node& map, const std::vector<std::string>& keys) {
+    YAML::Node found(YAML::NodeType::Undefined);
     for (const std::string& key : keys) {
         if (const YAML::Node value = map[key]) {
-            return value;
+            if (found) {
+                refuse(source, value.Mark(), "'" + key + "' says again what is there already");
+            }
+            found.reset(value);
         }
     }
-    return YAML::Node(YAML::NodeType::Undefined);
+    return found;
 }
 
 YAML::Node require(const Source& source, const YAML::Node& map,
                    const std::vector<std::string>& keys) {
-    const YAML::Node value = find(map, keys);
+    const YAML::Node value = find(source, map, keys);
     if (!value) {
         refuse(source, map.Mark(), "'" + keys.front() + "' is missing");
     }
@@ -225,32 +229,53 @@ void readNamedLens(const Source& source, const YAML::Node& model, const YAML::No
 }
 
 void readSize(const Source& source, const YAML::Node& map, CameraDescription& camera) {
-    if (const YAML::Node width = find(map, {"image_width", "image_Width", "width"})) {
+    if (const YAML::Node width = find(source, map, {"image_width", "image_Width", "width"})) {
         camera.width = pixelsOf(source, width, "the image width");
     }
-    if (const YAML::Node height = find(map, {"image_height", "image_Height", "height"})) {
+    if (const YAML::Node height = find(source, map, {"image_height", "image_Height", "height"})) {
         camera.height = pixelsOf(source, height, "the image height");
+    }
+}
+
+/** Refuses a camera that was chosen in a file which holds one without a name. */
+void refuseChoice(const Source& source) {
+    if (!source.camera.empty()) {
+        throw Failure(inputName(source.path),
+                      "holds one camera, and none called '" + source.camera + "'",
+                      "leave out #" + source.camera);
     }
 }
 
 CameraDescription readRos(const Source& source) {
     CameraDescription camera{};
     const YAML::Node& root = source.root;
+    refuseChoice(source);
     readSize(source, root, camera);
     readMatrix(source, require(source, root, {"camera_matrix", "K", "k"}), camera);
-    readNamedLens(source, root["distortion_model"],
+    readNamedLens(source, require(source, root, {"distortion_model"}),
                   require(source, root, {"distortion_coefficients", "D", "d"}), camera);
     return camera;
 }
 
-CameraDescription readKalibr(const Source& source) {
+bool hasAny(const YAML::Node& map, const std::vector<const char*>& keys) {
+    return std::any_of(keys.begin(), keys.end(),
+                       [&](const char* key) { return map[key].IsDefined(); });
+}
+
+/** The cameras of a Kalibr chain; none when the file is of another kind. */
+std::vector<std::string> camerasOf(const YAML::Node& root) {
     std::vector<std::string> cameras;
-    for (const auto& entry : source.root) {
-        if (entry.first.IsScalar() && entry.first.Scalar().starts_with("cam") &&
-            entry.second.IsMap()) {
+    for (const auto& entry : root) {
+        if (entry.first.IsScalar() && entry.second.IsMap() &&
+            hasAny(entry.second, {"distortion_coeffs", "camera_model"})) {
             cameras.push_back(entry.first.Scalar());
         }
     }
+    return cameras;
+}
+
+CameraDescription readKalibr(const Source& source) {
+    const std::vector<std::string> cameras = camerasOf(source.root);
     std::string name = source.camera;
     if (name.empty() && cameras.size() == 1) {
         name = cameras.front();
@@ -300,6 +325,8 @@ CameraDescription readFileStorage(const Source& source, bool isFisheye) {
         }
         matrix = {"M" + source.camera};
         terms = {"D" + source.camera};
+    } else {
+        refuseChoice(source);
     }
     if (const YAML::Node marked = root["fisheye_model"]) {
         isFisheye |= numberOf(source, marked, "fisheye_model") != 0;
@@ -317,12 +344,12 @@ CameraDescription readFileStorage(const Source& source, bool isFisheye) {
 CameraDescription readCameraFile(const std::string& name, bool isFisheye) {
     const Source source = openSource(name);
     const YAML::Node& root = source.root;
-    const bool isKalibr = std::any_of(root.begin(), root.end(), [](const auto& entry) {
-        return entry.second.IsMap() && entry.second["distortion_coeffs"];
-    });
-    CameraDescription camera = isKalibr                   ? readKalibr(source)
-                               : root["distortion_model"] ? readRos(source)
-                                                          : readFileStorage(source, isFisheye);
+    // By more than the model's name, so that a file which lacks it is not read as something else.
+    const bool isRos = hasAny(root, {"distortion_model", "rectification_matrix",
+                                     "projection_matrix", "K", "k", "D", "d"});
+    CameraDescription camera = !camerasOf(root).empty() ? readKalibr(source)
+                               : isRos                  ? readRos(source)
+                                                        : readFileStorage(source, isFisheye);
     camera.source = name;
     const bool good = camera.fx >= 1 && camera.fx <= 1e6 && camera.fy >= 1 && camera.fy <= 1e6 &&
                       std::abs(camera.cx) <= 1e5 && std::abs(camera.cy) <= 1e5;

@@ -33,14 +33,18 @@ std::vector<std::string> cellsOf(const std::string& line) {
     return cells;
 }
 
+/** The number in a cell, infinities and NaN as well; nothing if it is no number. */
 std::optional<double> numberIn(const std::string& cell) {
     const std::string text = trimmed(cell);
     const char* const first = text.data() + (text.starts_with("+") ? 1 : 0);
     double value = 0;
     const auto [end, error] = std::from_chars(first, text.data() + text.size(), value);
     const bool whole = error == std::errc() && end == text.data() + text.size();
-    return whole && std::isfinite(value) && std::abs(value) <= 1e6 ? std::optional(value)
-                                                                   : std::nullopt;
+    return whole ? std::optional(value) : std::nullopt;
+}
+
+bool isPlace(const std::optional<double>& value) {
+    return value && std::isfinite(*value) && std::abs(*value) <= 1e6;
 }
 
 }  // namespace
@@ -51,7 +55,9 @@ std::vector<PointPair> readPointPairs(const std::string& path) {
     std::string line;
     bool isFirst = true;
     for (int number = 1; std::getline(input, line); ++number) {
-        const std::string text = trimmed(line);
+        // Spreadsheets begin their files with a byte order mark.
+        const bool isMarked = number == 1 && line.starts_with("\xEF\xBB\xBF");
+        const std::string text = trimmed(isMarked ? line.substr(3) : line);
         if (text.empty() || text.starts_with("#")) {
             continue;
         }
@@ -62,7 +68,7 @@ std::vector<PointPair> readPointPairs(const std::string& path) {
         for (std::size_t i = 0; i < cells.size(); ++i) {
             const std::optional<double> value = numberIn(cells[i]);
             hasNumber |= value.has_value();
-            good &= value.has_value();
+            good &= isPlace(value);
             if (i < values.size()) {
                 values[i] = value;
             }
@@ -70,7 +76,7 @@ std::vector<PointPair> readPointPairs(const std::string& path) {
         // A header names all columns and holds no number.
         if (good) {
             pairs.push_back({{*values[0], *values[1]}, {*values[2], *values[3]}});
-        } else if (!isFirst || hasNumber) {
+        } else if (!isFirst || hasNumber || cells.size() != values.size()) {
             throw Failure(inputName(path) + format(", line %d", number),
                           "is not four finite numbers of pixels, separated by commas",
                           "write straight column, straight row, recorded column, recorded row");

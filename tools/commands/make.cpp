@@ -32,10 +32,19 @@ void writeImage(const Image& image, const std::string& path) {
     }
 }
 
+/** Makes the file; the report is filled in on the way, so that it tells of a refusal as well. */
 void make(const MakeOptions& options, MakeReport& report) {
     if (options.main.empty() && options.points.empty() && options.from.empty()) {
         throw Failure("make", "there is nothing to make a file from",
                       "give --main, --points or --from");
+    }
+    if (!options.residuals.empty() &&
+        (options.isUnproved || (options.main.empty() && options.points.empty()))) {
+        throw Failure("--residuals", "there is nothing to compare maps with",
+                      "give --main or --points without --unproved, or leave it out");
+    }
+    if (!options.residuals.empty() && options.residuals == options.output) {
+        throw Failure(options.output, "is to be the file and the picture", "choose another name");
     }
     Image image = startingImage(options);
     const std::optional<Lens> lens = storeFields(options, image, report);
@@ -50,17 +59,18 @@ void make(const MakeOptions& options, MakeReport& report) {
         storeModels(source, image, report);
     }
     seal(image);
-    std::vector<ResidualPanel> panels;
     if (hasNewModels && !options.isUnproved) {
-        panels = prove(source, image, report);
+        const std::vector<ResidualPanel> panels = compareMaps(source, image, report);
+        // First the picture: it shows why models are refused, too, and if it cannot be written,
+        // there is no file that the report disowns.
+        if (!options.residuals.empty()) {
+            writePng(options.residuals, drawResiduals(report.camera, panels));
+        }
+        refusePoorModels(report);
     } else if (!options.isUnproved) {
         // What is kept must still give maps with what has changed around it.
         computeMap(report.file, image, Direction::undistort, 1);
         computeMap(report.file, image, Direction::distort, 1);
-    }
-    // First the picture: if it cannot be written, there is no file that the report disowns.
-    if (!options.residuals.empty() && !panels.empty()) {
-        writePng(options.residuals, drawResiduals(report.camera, panels));
     }
     writeImage(image, options.output);
 }

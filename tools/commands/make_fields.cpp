@@ -1,10 +1,12 @@
 #include "commands/make_fields.h"
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "calibration/camera_file.h"
@@ -17,45 +19,61 @@
 
 namespace {
 
-/** Six numbers with commas between them as floats, or 48 hexadecimal digits as bytes. */
-Words wordsFrom(const std::string& option, const std::string& text) {
-    Words words{};
-    std::vector<std::string> cells(1);
-    std::string digits;
-    for (const char letter : text) {
-        if (letter == ',') {
-            cells.emplace_back();
-        } else if (letter != ' ') {
-            cells.back() += letter;
-            digits += letter;
-        }
+/** The pieces between commas, without the spaces around them. */
+std::vector<std::string> cellsOf(const std::string& text) {
+    std::vector<std::string> cells;
+    for (std::size_t first = 0; first <= text.size();) {
+        const std::size_t end = std::min(text.find(',', first), text.size());
+        std::string cell = text.substr(first, end - first);
+        cell.erase(cell.find_last_not_of(' ') + 1);
+        cell.erase(0, cell.find_first_not_of(' '));
+        cells.push_back(std::move(cell));
+        first = end + 1;
     }
+    return cells;
+}
+
+std::optional<Words> sixNumbers(const std::string& text) {
+    const std::vector<std::string> cells = cellsOf(text);
+    Words words{};
     bool good = cells.size() == words.size();
     for (std::size_t i = 0; good && i < words.size(); ++i) {
         float value = 0;
         const std::string& cell = cells[i];
-        const char* const first = cell.data() + (cell.starts_with("+") ? 1 : 0);
+        const bool hasPlus = cell.starts_with("+") && !cell.starts_with("+-");
         const char* const last = cell.data() + cell.size();
-        const auto [end, error] = std::from_chars(first, last, value);
+        const auto [end, error] = std::from_chars(cell.data() + (hasPlus ? 1 : 0), last, value);
         good = error == std::errc() && end == last && std::isfinite(value);
         words[i] = std::bit_cast<uint32_t>(value);
     }
-    if (cells.size() == 1 && digits.size() == 2 * sizeof words) {
-        good = true;
-        words = {};
-        for (std::size_t i = 0; i < sizeof words; ++i) {
-            uint32_t byte = 0;
-            const char* const first = digits.data() + 2 * i;
-            const auto [end, error] = std::from_chars(first, first + 2, byte, 16);
-            good &= error == std::errc() && end == first + 2;
-            words[i / 4] |= byte << (8 * (i % 4));
-        }
+    return good ? std::optional(words) : std::nullopt;
+}
+
+std::optional<Words> hexadecimalBytes(std::string digits) {
+    digits.erase(std::remove(digits.begin(), digits.end(), ' '), digits.end());
+    Words words{};
+    bool good = digits.size() == 2 * sizeof words;
+    for (std::size_t i = 0; good && i < sizeof words; ++i) {
+        uint32_t byte = 0;
+        const char* const first = digits.data() + 2 * i;
+        const auto [end, error] = std::from_chars(first, first + 2, byte, 16);
+        good = error == std::errc() && end == first + 2;
+        words[i / 4] |= byte << (8 * (i % 4));
     }
-    if (!good) {
+    return good ? std::optional(words) : std::nullopt;
+}
+
+/** Six numbers with commas between them as floats, or 48 hexadecimal digits as bytes. */
+Words wordsFrom(const std::string& option, const std::string& text) {
+    std::optional<Words> words = sixNumbers(text);
+    if (!words) {
+        words = hexadecimalBytes(text);
+    }
+    if (!words) {
         throw Failure(option, "'" + text + "' is neither six finite numbers nor 24 bytes",
                       "write 0,0,0,1,25,0 or 48 hexadecimal digits");
     }
-    return words;
+    return *words;
 }
 
 /** The file to start from; it may be one that did not pass. */
@@ -189,6 +207,8 @@ void storeSub(const MakeOptions& options, Image& image, MakeReport& report) {
                                sub.cy};
         storeNumbers(image, block, camera, coefficientsOf(sub).value_or(Words{}));
         report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name;
+    } else if (options.subWidth || options.subHeight) {
+        throw Failure("the sub camera", "has a size, but nothing else", "add --sub");
     }
     if (!options.subCoeff.empty()) {
         storeWords(image, block + CALIBMAP_COEFF, wordsFrom("--sub-coeff", options.subCoeff));

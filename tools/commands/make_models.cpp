@@ -101,7 +101,8 @@ void storeModels(const FitSource& source, Image& image, MakeReport& report) {
     storeModel(image, Direction::distort, models.distortion);
 }
 
-std::vector<ResidualPanel> prove(const FitSource& source, const Image& image, MakeReport& report) {
+std::vector<ResidualPanel> compareMaps(const FitSource& source, const Image& image,
+                                       MakeReport& report) {
     std::vector<ResidualPanel> panels;
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         const CoordinateMap map = computeMap(report.file, image, direction, 1);
@@ -118,6 +119,10 @@ std::vector<ResidualPanel> prove(const FitSource& source, const Image& image, Ma
                                  deviation.rootMeanSquare, deviation.largest),
                           std::move(residuals)});
     }
+    return panels;
+}
+
+void refusePoorModels(const MakeReport& report) {
     if (report.points) {
         refusePoorPoints(report);
     } else {
@@ -126,5 +131,4 @@ std::vector<ResidualPanel> prove(const FitSource& source, const Image& image, Ma
                           " or fit less of the view with --max-angle");
         }
     }
-    return panels;
 }

@@ -18,8 +18,9 @@ struct FitSource {
 /** Fits both models to the points, or to the lens where there are none, and stores them. */
 void storeModels(const FitSource& source, Image& image, MakeReport& report);
 
-/**
- * Compares both maps of the finished file with what they were fitted to, and reports it. Throws a
- * `Failure` with the figures when one of them is too far off.
- */
-std::vector<ResidualPanel> prove(const FitSource& source, const Image& image, MakeReport& report);
+/** Compares both maps of the finished file with what they were fitted to, and reports it. */
+std::vector<ResidualPanel> compareMaps(const FitSource& source, const Image& image,
+                                       MakeReport& report);
+
+/** Throws a `Failure` with the figures when one of the maps is too far off. */
+void refusePoorModels(const MakeReport& report);

@@ -111,9 +111,11 @@ std::string jsonOf(const MakeReport& report, const std::string& reason) {
                               {"cy", camera.cy},
                               {"coeff", report.coefficients}};
     }
-    json["subCamera"] = report.subCamera;
-    json["extrinsics"] = report.extrinsics;
-    json["passFlag"] = report.passFlag;
+    if (!report.extrinsics.empty()) {
+        json["subCamera"] = report.subCamera;
+        json["extrinsics"] = report.extrinsics;
+        json["passFlag"] = report.passFlag;
+    }
     json["tolerance"] = report.tolerance;
     json["maxAngle"] = report.maxAngle;
     for (const auto& [direction, deviation] : report.fits) {

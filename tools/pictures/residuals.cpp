@@ -11,6 +11,7 @@
 namespace {
 
 constexpr double panelWidth = 640;
+constexpr double titleWidth = 360;
 constexpr double margin = 28;
 constexpr double titleHeight = 46;
 constexpr double footHeight = 52;
@@ -22,6 +23,9 @@ constexpr Colour crossColour = {0.80, 0.20, 0.15};
 
 /** How many pixels of paper the arrow of a typical large residual is long. */
 constexpr double longArrow = 26;
+
+/** Pixels: below that, residuals are the rounding of the maps and do not deserve arrows. */
+constexpr double smallResidual = 1e-3;
 
 /** The residual that nine of ten do not exceed; what is left out does not count. */
 double largeResidual(const std::vector<ResidualPanel>& panels) {
@@ -38,7 +42,7 @@ double largeResidual(const std::vector<ResidualPanel>& panels) {
     }
     const auto at = lengths.begin() + static_cast<std::ptrdiff_t>((lengths.size() - 1) * 9 / 10);
     std::nth_element(lengths.begin(), at, lengths.end());
-    return std::max(*at, 1e-6);
+    return std::max(*at, smallResidual);
 }
 
 void drawArrow(cairo_t* cr, Point from, Point along) {
@@ -109,7 +113,8 @@ Picture drawResiduals(const Camera& camera, const std::vector<ResidualPanel>& pa
     const double plotHeight =
         std::round(std::clamp(plotWidth * camera.height / camera.width, 120.0, panelWidth * 1.2));
     const auto count = static_cast<double>(panels.size());
-    const double width = std::max(560.0, count * plotWidth + (count + 1) * margin);
+    const double panelStep = std::max(plotWidth, titleWidth) + margin;
+    const double width = margin + count * panelStep;
     Canvas canvas(static_cast<int>(std::ceil(width)),
                   static_cast<int>(titleHeight + plotHeight + footHeight));
     const double magnification = longArrow / largeResidual(panels);
@@ -117,7 +122,7 @@ Picture drawResiduals(const Camera& camera, const std::vector<ResidualPanel>& pa
     bool hasCrosses = false;
     for (const ResidualPanel& panel : panels) {
         drawPanel(canvas, camera, panel, {left, titleHeight, plotWidth, plotHeight}, magnification);
-        left += plotWidth + margin;
+        left += panelStep;
         hasCrosses |= std::any_of(panel.residuals.begin(), panel.residuals.end(),
                                   [](const Residual& residual) { return !residual.isUsed; });
     }
