@@ -430,6 +430,7 @@ class ToolTest(unittest.TestCase):
         for name in ('-x.bin', strange):
             self.write(name, good)
         self.assertRegex(self.run_tool('check', '--', '-x.bin').stdout, rb'^./-x.bin: accepted')
+        self.assertRegex(self.run_tool('sample', '-o', strange).stdout, rb'^l\\xff\\x0ans.bin: 640 x 480')
         self.assertRegex(self.run_tool('check', strange).stdout, rb'^l\\xff\\x0ans.bin: accepted')
         self.assertEqual(json.loads(self.run_tool('info', '--json', strange).stdout)['file'], r'l\xff\x0ans.bin')
         self.run_tool('draw', strange, '-o', '-picture.png')
@@ -466,6 +467,9 @@ class ToolTest(unittest.TestCase):
         for command in (['map', 'short.bin', '-o', 'm.npy'], ['draw', 'short.bin', '-o', 'd.png'], ['point', 'short.bin', '99', '9'],
                         ['remap', 'short.bin', 'in.png', '-o', 'r.png'], ['diff', 'short.bin', 'short.bin']):
             self.assertRegex(self.run_tool(*command).stderr, rb'^calibmap: warning: short.bin: columns 0 to 21 ')
+        self.write('mirrored.bin', sealed(self.sample(), mainFx=-425.0))
+        told = self.run_tool('map', 'mirrored.bin', '-o', 'm.npy')
+        self.assertRegex(told.stderr, rb'^calibmap: warning: mirrored.bin: main.fx is -425 and not positive, ')
         # The pipe is opened when somebody reads from it: that takes as long as it takes.
         os.mkfifo('slow.npy')
         terminal, program_side = os.openpty()

@@ -89,6 +89,10 @@ CoordinateMap computeMap(const std::string& path, const Image& image, Direction 
     map.y.resize(size);
     const CamDistortionLUT lut = {map.x.data(), map.y.data(), map.rows, map.cols};
     callLibrary([&] { return extractDistData2CamDistortionLUT(x.get(), y.get(), &lut); });
+    // Such as a negative focal length, over which the library computes a map all the same.
+    for (const std::string& fault : modelFaults(image, direction)) {
+        warn(inputName(path), fault + ", so that the map means nothing");
+    }
     mentionUncovered(path, image, direction);
     return map;
 }

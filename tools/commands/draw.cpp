@@ -81,7 +81,7 @@ void addDraw(Program& program) {
     command.number("--width", options->width, 400, 8000, "Width of the picture in pixels");
     command.explain(
         "Writes a PNG picture: how far the map moves each pixel, in colour and contour lines, and\n"
-        "a regular grid with the same grid where the map takes it. The title line names the file,\n"
-        "the size, the ratio and the largest displacement, whose place a ring marks.\n\n"
+        "a regular grid with the same grid where the map takes it. The lines above it name the\n"
+        "file, the size, the ratio and the largest displacement, whose place a ring marks.\n\n"
         "Example:\n  calibmap draw stereoParams.bin --direction distort -o lens.png");
 }

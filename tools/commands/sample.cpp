@@ -100,7 +100,7 @@ int run(const SampleOptions& options) {
     const Image image = sealedImage(content);
     std::string report =
         format("%s: %d x %d pixels, two models of %d x %d B-splines, orders %d and %d\n",
-               options.output.c_str(), camera.width, camera.height, CALIBMAP_CORRECTION_COLS,
+               shown(options.output).c_str(), camera.width, camera.height, CALIBMAP_CORRECTION_COLS,
                CALIBMAP_CORRECTION_ROWS, content.shape.xOrder, content.shape.yOrder);
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         const CoordinateMap map = computeMap(options.output, image, direction, 1);
