@@ -5,9 +5,9 @@ import { codes, layout } from './layout.js';
 export function verdictOf(examination) {
   const { status } = examination;
   if (status === codes.CALIBMAP_SUCCESS) {
-    return { headline: 'Accepted: a device uses this file', reason: '', remedy: '' };
+    return { headline: 'Accepted: a device takes this file', reason: '', remedy: '' };
   }
-  return { headline: 'Refused: a device does not use this file', ...reasonOf(examination) };
+  return { headline: 'Refused: a device does not take this file', ...reasonOf(examination) };
 }
 
 function reasonOf({ status, size, isReadable, ranges, passFlag }) {

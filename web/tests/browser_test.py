@@ -92,7 +92,7 @@ class PageTest(unittest.TestCase):
 
     def test_says_first_whether_a_device_accepts_a_file(self):
         self.browser.add(self.lens)
-        self.assertIn('Accepted: a device uses this file (status 0)', self.browser.text('.verdict'))
+        self.assertIn('Accepted: a device takes this file (status 0)', self.browser.text('.verdict'))
         self.assertEqual(self.browser.text('samp'), '')
         self.assertEqual(self.browser.lines('.ranges'), ['✓ ' + name for name in RANGES])
         info = json.loads(self.native.run('info', self.lens, '--json'))

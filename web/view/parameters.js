@@ -25,7 +25,7 @@ export function parameterRows({ mainCamera, subCamera, extrinsics, orders, piece
     both('principal point', ['cx', 'cy'], (camera) => pixels(camera.cx, camera.cy)),
     both('field of view', [], fieldOfViewText),
     both('coefficients', ['coeff'], (camera) => camera.coeff.map((word) => hex(word, 8)).join(' ')),
-    one('extrinsics', extrinsics, words.join(' ')),
+    one('extrinsics, bytes', extrinsics, words.join(' ')),
     one('spline orders', orders, orders.join(' x ')),
     one('pieces', pieces, pieces.join(' x ')),
   ];
