@@ -63,8 +63,9 @@ Json jsonOf(const PointFit& fit) {
 }  // namespace
 
 std::string textOf(const MakeReport& report) {
-    std::string text = format("%s: %d x %d pixels, main camera from %s\n", report.file.c_str(),
-                              report.camera.width, report.camera.height, report.mainCamera.c_str());
+    std::string text =
+        format("%s: %d x %d pixels, main camera from %s\n", shown(report.file).c_str(),
+               report.camera.width, report.camera.height, shown(report.mainCamera).c_str());
     if (report.points) {
         text += format("  %zu points, %zu left out as outliers, noise %.3f pixels\n",
                        report.points->used.size() + report.points->leftOut.size(),
@@ -87,7 +88,7 @@ std::string textOf(const MakeReport& report) {
     if (report.points) {
         text += coverageText(*report.points);
     }
-    text += "  sub camera: " + report.subCamera + "\n  extrinsics: " + report.extrinsics +
+    text += "  sub camera: " + shown(report.subCamera) + "\n  extrinsics: " + report.extrinsics +
             "\n  further parameters: " + report.coefficients + "\n";
     if (report.passFlag != 1) {
         text += format("  the pass flag is %d, so devices refuse the file\n", report.passFlag);
@@ -96,13 +97,13 @@ std::string textOf(const MakeReport& report) {
 }
 
 std::string jsonOf(const MakeReport& report, const std::string& reason) {
-    Json json = {{"file", report.file}, {"written", reason.empty()}};
+    Json json = {{"file", shown(report.file)}, {"written", reason.empty()}};
     if (!reason.empty()) {
         json["reason"] = reason;
     }
     if (report.camera.width != 0) {
         const Camera& camera = report.camera;
-        json["mainCamera"] = {{"source", report.mainCamera},
+        json["mainCamera"] = {{"source", shown(report.mainCamera)},
                               {"imageWidth", camera.width},
                               {"imageHeight", camera.height},
                               {"fx", camera.fx},
@@ -112,7 +113,7 @@ std::string jsonOf(const MakeReport& report, const std::string& reason) {
                               {"coeff", report.coefficients}};
     }
     if (!report.extrinsics.empty()) {
-        json["subCamera"] = report.subCamera;
+        json["subCamera"] = shown(report.subCamera);
         json["extrinsics"] = report.extrinsics;
         json["passFlag"] = report.passFlag;
     }
