@@ -149,7 +149,8 @@ CALIBMAP_KERNEL inline void forTiles(int32_t rows, int32_t cols, int32_t bandRow
 /**
  * Sums that are under way at once: as many as fit the registers beside a term's factors, to hide
  * the latency of a product and a sum. An arm64 processor has 32 registers of two doubles, an x86-64
- * one without AVX-512 has 16; with AVX-512, where eight sums are 64 numbers, more cost a fifth of the speed.
+ * one without AVX-512 has 16; with AVX-512, where eight sums are 64 numbers, more cost a fifth of
+ * the speed.
  */
 #ifdef __aarch64__
 inline constexpr int sumsInFlight = 16;

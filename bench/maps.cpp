@@ -58,7 +58,8 @@ std::shared_ptr<const MapJob> mapJob(int32_t width, int32_t height, int32_t rati
 /** The same camera with the worst coefficients that a file can hold. */
 Image hostileImage(Image image) {
     std::vector<float> coefficients;
-    for (int i = 0; i < CALIBMAP_CORRECTION_ROWS * CALIBMAP_CORRECTION_COLS; ++i) {
+    constexpr std::size_t count = std::size_t{CALIBMAP_CORRECTION_ROWS} * CALIBMAP_CORRECTION_COLS;
+    for (std::size_t i = 0; i < count; ++i) {
         constexpr float worst[] = {std::numeric_limits<float>::infinity(),
                                    std::numeric_limits<float>::quiet_NaN(),
                                    std::numeric_limits<float>::denorm_min(), 1.0F};

@@ -47,9 +47,11 @@ TEST(Arithmetic, ProductsSumEveryTermInOrder) {
                                   const Values& right) {
         Values expected;
         for (int32_t i = 0; i < rows * cols; ++i) {
+            const double* row = left.data() + int64_t{i / cols} * terms;
+            const double* column = right.data() + i % cols;
             double sum = 0.0;
             for (int32_t t = 0; t < terms; ++t) {
-                sum += left.data()[i / cols * terms + t] * right.data()[t * cols + i % cols];
+                sum += row[t] * column[int64_t{t} * cols];
             }
             expected.push_back(sum);
         }
