@@ -83,17 +83,23 @@ inline std::pair<int32_t, int32_t> liveCounts() {
     return {getTotalActiveMat(), getTotalActiveVectorCnt()};
 }
 
-/** Everything that a call prints on standard output. */
+/** Makes a call with standard output sent to an open file. */
 template <typename Call>
-std::string printedBy(const Call& call) {
+void callWithOutputTo(int file, const Call& call) {
     std::fflush(stdout);
     const int kept = dup(STDOUT_FILENO);
-    const int file = memfd_create("stdout", 0);
     dup2(file, STDOUT_FILENO);
     call();
     std::fflush(stdout);
     dup2(kept, STDOUT_FILENO);
     close(kept);
+}
+
+/** Everything that a call prints on standard output. */
+template <typename Call>
+std::string printedBy(const Call& call) {
+    const int file = memfd_create("stdout", 0);
+    callWithOutputTo(file, call);
     std::string text(static_cast<size_t>(lseek(file, 0, SEEK_END)), '\0');
     EXPECT_EQ(pread(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     close(file);
