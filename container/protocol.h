@@ -24,6 +24,14 @@ constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
     return elements >= 0 && elements < bufferLimit / elementSize;
 }
 
+/** Allocates a record for `elements` elements, with nothing in it. */
+template <typename Record>
+Record* allocateRecord(int64_t elements) {
+    return withinLimit(elements, sizeof(*Record::data))
+               ? static_cast<Record*>(malloc(sizeof(Record)))
+               : nullptr;
+}
+
 /**
  * Allocates a record for `elements` elements, whose content and counts are the caller's to set, and
  * a buffer that holds `held` of them, and adds one to `liveCount`. Null, with the count unchanged,
@@ -31,17 +39,10 @@ constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
  */
 template <typename Record>
 Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
-    constexpr auto elementSize = static_cast<int64_t>(sizeof(*Record::data));
-    if (!withinLimit(elements, elementSize)) {
-        return nullptr;
-    }
-    auto* record = static_cast<Record*>(malloc(sizeof(Record)));
-    if (record == nullptr) {
-        return nullptr;
-    }
     // An empty container is live too, also where malloc(0) gives null.
-    const int64_t wanted = held > 0 ? held * elementSize : 1;
-    if (wanted > PTRDIFF_MAX) {
+    const int64_t wanted = held > 0 ? held * int64_t{sizeof(*Record::data)} : 1;
+    auto* record = wanted > PTRDIFF_MAX ? nullptr : allocateRecord<Record>(elements);
+    if (record == nullptr) {
         return nullptr;
     }
     const auto bytes = static_cast<size_t>(wanted);
@@ -52,6 +53,32 @@ Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
     }
     moveCount(liveCount, 1);
     return record;
+}
+
+/**
+ * Allocates what stands for a step of a computation whose elements are never in memory: a record
+ * for `elements` elements that counts as live, without a buffer. It is there for an exhausted heap
+ * to be reported under the name of the step that it strikes. Null as `allocateContainer`.
+ */
+template <typename Record>
+Record* allocateStep(int64_t elements, int32_t& liveCount) {
+    auto* record = allocateRecord<Record>(elements);
+    if (record != nullptr) {
+        record->data = nullptr;
+        moveCount(liveCount, 1);
+    }
+    return record;
+}
+
+/**
+ * Gives the buffer of a container back that stays live. To compilers it is in use until then: they
+ * may leave out a request whose memory nobody touches, and with it the refusal.
+ */
+template <typename Record>
+void releaseElements(Record& record) {
+    __asm__ volatile("" : : "r"(record.data) : "memory");
+    free(record.data);
+    record.data = nullptr;
 }
 
 /** Releases the container that `*handle` holds, clears the handle and takes one off the count. */
@@ -89,21 +116,33 @@ bool sameShape(const Matrix* a, const Matrix* b) {
     return matrixSize(a) != 0 && matrixSize(b) != 0 && a->rows == b->rows && a->cols == b->cols;
 }
 
+/** Gives a new matrix its shape, if there is one. */
+template <typename Matrix>
+Matrix* shaped(Matrix* matrix, int32_t rows, int32_t cols) {
+    if (matrix != nullptr) {
+        matrix->rows = rows;
+        matrix->cols = cols;
+    }
+    return matrix;
+}
+
 /**
  * New matrix of the given shape with a buffer of our own layout, of `held` elements: for steps of a
  * computation that never have all their elements at once. Null as `allocateContainer`.
  */
 template <typename Matrix>
 Matrix* allocatePart(int32_t rows, int32_t cols, int64_t held) {
-    if (rows < 0 || cols < 0) {
-        return nullptr;
-    }
-    auto* matrix = allocateContainer<Matrix>(int64_t{rows} * cols, held, gMatCnt);
-    if (matrix != nullptr) {
-        matrix->rows = rows;
-        matrix->cols = cols;
-    }
-    return matrix;
+    return rows < 0 || cols < 0
+               ? nullptr
+               : shaped(allocateContainer<Matrix>(int64_t{rows} * cols, held, gMatCnt), rows, cols);
+}
+
+/** New matrix of the given shape that stands for a step. Null as `allocateStep`. */
+template <typename Matrix>
+Matrix* allocateMatrixStep(int32_t rows, int32_t cols) {
+    return rows < 0 || cols < 0
+               ? nullptr
+               : shaped(allocateStep<Matrix>(int64_t{rows} * cols, gMatCnt), rows, cols);
 }
 
 /** New matrix whose elements the caller overwrites; null as `allocateContainer`. */

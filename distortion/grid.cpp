@@ -49,12 +49,12 @@ void releaseSteps(Steps& s) {
 
 /** A step's matrix; null where there is no operand. */
 Mat* createStep(const Mat* operand) {
-    return operand == nullptr ? nullptr : allocatePart<Mat>(operand->rows, operand->cols, 0);
+    return operand == nullptr ? nullptr : allocateMatrixStep<Mat>(operand->rows, operand->cols);
 }
 
 /** The step's matrix for the product a x b; null where that could not be made. */
 Mat* createProductStep(const Mat* a, const Mat* b) {
-    return isMultipliable(a, b) ? allocatePart<Mat>(a->rows, b->cols, 0) : nullptr;
+    return isMultipliable(a, b) ? allocateMatrixStep<Mat>(a->rows, b->cols) : nullptr;
 }
 
 /** A left factor, the product a x b, for the rows of one chunk. */
@@ -65,8 +65,13 @@ Mat* createLeft(const Mat* a, const Mat* b) {
 }
 
 /** A map, made by the last step from `operand`; null where that is missing. */
-Mat* createMap(const Mat* operand, const GridEvaluation& grid) {
-    return operand == nullptr ? nullptr : allocateMatrix<Mat>(grid.yAxis.count, grid.xAxis.count);
+Mat* createMap(const Mat* operand, const GridEvaluation& grid, const MapHandles& maps) {
+    Mat* map =
+        operand == nullptr ? nullptr : allocateMatrix<Mat>(grid.yAxis.count, grid.xAxis.count);
+    if (map != nullptr && maps.withoutElements) {
+        releaseElements(*map);
+    }
+    return map;
 }
 
 /** A column for the sample positions of an axis; null for no samples or a zero focal length. */
@@ -115,35 +120,36 @@ bool createFactors(const BsplineModel& model, GridEvaluation& g, Steps& s) {
 
 /** Creates the steps of one map and the map, which is kept in its handle even where it is missing.
  */
-bool createMapX(const GridEvaluation& g, Steps& s, Mat** undistX) {
+bool createMapX(const GridEvaluation& g, Steps& s, const MapHandles& maps) {
     return keep(s.outputXmulFx, createStep(s.outputX), reporter, 197,
                 " leave. create outputXmulFx fail") &&
            keep(s.outputXmulFxaddCx, createStep(s.outputXmulFx), reporter, 209,
                 " leave. create outputXmulFxaddCx fail") &&
            keep(s.imgXRatio, createStep(s.outputXmulFxaddCx), reporter, 222,
                 " leave. create imgXRatio fail") &&
-           keep(*undistX, createMap(s.imgXRatio, g), reporter, 236, " leave. create undistX fail");
+           keep(*maps.x, createMap(s.imgXRatio, g, maps), reporter, 236,
+                " leave. create undistX fail");
 }
 
-bool createMapY(const GridEvaluation& g, Steps& s, Mat** undistY) {
+bool createMapY(const GridEvaluation& g, Steps& s, const MapHandles& maps) {
     return keep(s.outputYmulFy, createStep(s.outputY), reporter, 257,
                 " leave. create outputYmulFy fail") &&
            keep(s.outputYmulFyaddCy, createStep(s.outputYmulFy), reporter, 273,
                 " leave. create outputYmulFyaddCy fail") &&
            keepUntested(s.imgYRatio, createStep(s.outputYmulFyaddCy)) &&
-           keep(*undistY, createMap(s.imgYRatio, g), reporter, 308,
+           keep(*maps.y, createMap(s.imgYRatio, g, maps), reporter, 308,
                 " leave. create imgYRatio fail");
 }
 
-bool acceptArguments(const BsplineModel& model, int32_t imgW, int32_t imgH, int32_t ratio) {
+bool acceptArguments(const BsplineModel& model, const SampleRequest& request) {
     if (model.kx == 0 || model.ky == 0 || model.xpieces == 0 || model.ypieces == 0) {
         report("%s line:%d leave. error input data. kx(%d) ky(%d) xpieces(%d), ypieces(%d)",
                reporter.function, 28, model.kx, model.ky, model.xpieces, model.ypieces);
         return false;
     }
-    if (imgW < 1 || imgH < 1 || ratio < 1) {
+    if (request.imgW < 1 || request.imgH < 1 || request.ratio < 1) {
         report("%s line:%d leave. error input data. imgW(%d) imgH(%d) ratio(%d)", reporter.function,
-               34, imgW, imgH, ratio);
+               34, request.imgW, request.imgH, request.ratio);
         return false;
     }
     return true;
@@ -151,15 +157,17 @@ bool acceptArguments(const BsplineModel& model, int32_t imgW, int32_t imgH, int3
 
 /** Takes over what the evaluation reads: a caller may store the maps into the model's own handles.
  */
-void takeOver(const Mat& cameraMatrix, const BsplineModel& model, int32_t imgW, int32_t imgH,
-              int32_t ratio, GridEvaluation& grid) {
+void takeOver(const Mat& cameraMatrix, const BsplineModel& model, const SampleRequest& request,
+              GridEvaluation& grid) {
     const double* firstRow = cameraMatrix.data;
     const double* secondRow = cameraMatrix.data + cameraMatrix.cols;
-    const double pixels = ratio;
-    const double firstSample = static_cast<double>(ratio - 1) * 0.5;
+    const double pixels = request.ratio;
+    const double firstSample = static_cast<double>(request.ratio - 1) * 0.5;
     const double shift = 0.5 - pixels * 0.5;
-    grid.xAxis = {imgW / ratio, firstRow[0], firstRow[2], pixels, firstSample, shift};
-    grid.yAxis = {imgH / ratio, secondRow[1], secondRow[2], pixels, firstSample, shift};
+    grid.xAxis = {
+        request.imgW / request.ratio, firstRow[0], firstRow[2], pixels, firstSample, shift};
+    grid.yAxis = {
+        request.imgH / request.ratio, secondRow[1], secondRow[2], pixels, firstSample, shift};
     grid.xcorrectMatrix = model.xcorrectMatrix;
     grid.ycorrectMatrix = model.ycorrectMatrix;
 }
@@ -195,10 +203,14 @@ void computeRows(GridEvaluation& g, Wanted wanted, Element* mapX, Element* mapY)
         const int32_t rows = std::min(chunk, g.yAxis.count - row);
         fillSamples(g.yAxis, row, rows, g.normYT->data);
         evaluateSites(g.yBasis, g.normYT->data, rows, g.colMatrixY->data);
-        multiply(g.colMatrixY->data, g.xcorrectMatrix->data, rows, g.colMatrixY->cols, terms,
-                 leftX);
-        multiply(g.colMatrixY->data, g.ycorrectMatrix->data, rows, g.colMatrixY->cols, terms,
-                 leftY);
+        if (wanted != Wanted::onlyY) {
+            multiply(g.colMatrixY->data, g.xcorrectMatrix->data, rows, g.colMatrixY->cols, terms,
+                     leftX);
+        }
+        if (wanted != Wanted::onlyX) {
+            multiply(g.colMatrixY->data, g.ycorrectMatrix->data, rows, g.colMatrixY->cols, terms,
+                     leftY);
+        }
         const MapShape shape = {rows, cols, terms, g.colMatrixXT->data};
         const auto x = mapOf(leftX, g.xAxis, mapX + int64_t{row} * cols);
         const auto y = mapOf(leftY, g.yAxis, mapY + int64_t{row} * cols);
@@ -215,25 +227,23 @@ void computeRows(GridEvaluation& g, Wanted wanted, Element* mapX, Element* mapY)
 }  // namespace
 
 int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                    const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH, int32_t ratio,
-                    GridEvaluation& grid, Mat** undistX, Mat** undistY) {
+                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps) {
     const LiveCounts enter = enterCounts();
-    if (!acceptArguments(*model, imgW, imgH, ratio)) {
+    if (!acceptArguments(*model, request)) {
         return CALIBMAP_STEP_FAILED;
     }
-    takeOver(*cameraMatrix, *model, imgW, imgH, ratio, grid);
+    takeOver(*cameraMatrix, *model, request, grid);
     // Without the sample grid there are no factors, and the first step has nothing to start from.
     Steps steps = {};
-    const bool madeX = (inputPoints != nullptr || createFactors(*model, grid, steps)) &&
-                       createMapX(grid, steps, undistX);
-    const bool made = madeX && createMapY(grid, steps, undistY);
+    const bool madeX = (request.inputPoints != nullptr || createFactors(*model, grid, steps)) &&
+                       createMapX(grid, steps, maps);
+    const bool made = madeX && createMapY(grid, steps, maps);
     releaseSteps(steps);
     if (madeX && !made) {
-        destroyMat(undistX);
+        destroyMat(maps.x);
     }
-    const int32_t status =
-        made ? settleCounts(enter, {0, gridMatrices}, reporter, 358, 366, undistX, undistY)
-             : CALIBMAP_STEP_FAILED;
+    const int32_t status = made ? settleCounts(enter, {0, gridMatrices}, reporter, 358, 366, maps)
+                                : CALIBMAP_STEP_FAILED;
     if (status != CALIBMAP_SUCCESS) {
         releaseGrid(grid);
     }
@@ -271,12 +281,12 @@ void releaseGrid(GridEvaluation& grid) {
 }
 
 int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& builder,
-                     int32_t vectorLine, int32_t matrixLine, Mat** mapX, Mat** mapY) {
-    constexpr int32_t maps = 2;
-    const CountCheck leave = leaveCounts(enter, held.vectors, held.matrices + maps);
+                     int32_t vectorLine, int32_t matrixLine, const MapHandles& maps) {
+    constexpr int32_t heldMaps = 2;
+    const CountCheck leave = leaveCounts(enter, held.vectors, held.matrices + heldMaps);
     if (leave.vectorsMoved || leave.matricesMoved) {
-        destroyMat(mapX);
-        destroyMat(mapY);
+        destroyMat(maps.x);
+        destroyMat(maps.y);
     }
     int32_t status = CALIBMAP_SUCCESS;
     if (leave.vectorsMoved) {
@@ -298,8 +308,8 @@ int32_t undisortionBspline(const Mat* cameraMatrix, const BsplineModel* model,
                            const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH,
                            int32_t ratio, Mat** undistX, Mat** undistY) {
     GridEvaluation grid = {};
-    const int32_t status =
-        prepareGrid(cameraMatrix, model, inputPoints, imgW, imgH, ratio, grid, undistX, undistY);
+    const int32_t status = prepareGrid(cameraMatrix, model, {inputPoints, imgW, imgH, ratio}, grid,
+                                       {.x = undistX, .y = undistY, .withoutElements = false});
     if (status == CALIBMAP_SUCCESS) {
         computeGrid(grid, (*undistX)->data, (*undistY)->data);
         releaseGrid(grid);

@@ -45,6 +45,25 @@ struct GridEvaluation {
 /** Matrices of an evaluation that are still to be released. */
 inline constexpr int32_t gridMatrices = 7;
 
+/** The samples that two maps are asked for. */
+struct SampleRequest {
+    const CamDistortionLUT* inputPoints; /**< null: the grid; of other points there are no maps */
+    int32_t imgW;
+    int32_t imgH;
+    int32_t ratio;
+};
+
+/** Where two maps are handed out, and whether with their elements. */
+struct MapHandles {
+    Mat** x;
+    Mat** y;
+    /**
+     * The maps are computed elsewhere. Each matrix still asks the heap for all its elements, to be
+     * refused where they do not fit, and gives them back untouched.
+     */
+    bool withoutElements;
+};
+
 /**
  * The first half of `undisortionBspline`: its checks, its reports and its status. With status 0 the
  * handles hold two maps whose elements have not been touched, and `grid` holds `gridMatrices`
@@ -52,8 +71,7 @@ inline constexpr int32_t gridMatrices = 7;
  * all null. The knots and the correction matrices of the model must outlive the computation.
  */
 int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                    const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH, int32_t ratio,
-                    GridEvaluation& grid, Mat** undistX, Mat** undistY);
+                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps);
 
 /**
  * The second half, from the sample positions to the maps, as doubles or as floats. The float maps
@@ -76,7 +94,7 @@ struct Held {
  * released, after a report under one of the two numbers (both, when both counts are wrong).
  */
 int32_t settleCounts(const LiveCounts& enter, const Held& held, const Reporter& builder,
-                     int32_t vectorLine, int32_t matrixLine, Mat** mapX, Mat** mapY);
+                     int32_t vectorLine, int32_t matrixLine, const MapHandles& maps);
 
 }  // namespace calibmap
 

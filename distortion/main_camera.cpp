@@ -73,12 +73,11 @@ bool createModel(const MapDirection& direction, const uint8_t* block, MapBuildin
 }
 
 /** The builder of one direction. */
-int32_t buildMaps(const MapDirection& direction, const uint8_t* block,
-                  const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
+int32_t buildMaps(const MapDirection& direction, const uint8_t* block, const SampleRequest& request,
                   Mat** mapX, Mat** mapY) {
     MapBuilding building = {};
-    const int32_t status =
-        prepareMaps(direction, block, inputPoints, ratio, imgW, imgH, building, mapX, mapY);
+    const int32_t status = prepareMaps(direction, block, request, building,
+                                       {.x = mapX, .y = mapY, .withoutElements = false});
     if (status == CALIBMAP_SUCCESS) {
         computeGrid(building.grid, (*mapX)->data, (*mapY)->data);
         releaseBuilding(building);
@@ -89,26 +88,23 @@ int32_t buildMaps(const MapDirection& direction, const uint8_t* block,
 }  // namespace
 
 int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
-                    const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW, int32_t imgH,
-                    MapBuilding& building, Mat** mapX, Mat** mapY) {
+                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps) {
     const LiveCounts enter = enterCounts();
     MapBuilding& b = building;
     if (!createModel(direction, block, b)) {
         releaseBuilding(b);
         return CALIBMAP_STEP_FAILED;
     }
-    const int32_t evaluated =
-        prepareGrid(b.cameraMatrix, &b.model, inputPoints, imgW, imgH, ratio, b.grid, mapX, mapY);
+    const int32_t evaluated = prepareGrid(b.cameraMatrix, &b.model, request, b.grid, maps);
     if (evaluated != CALIBMAP_SUCCESS) {
         releaseBuilding(b);
-        destroyMat(mapX);
-        destroyMat(mapY);
+        destroyMat(maps.x);
+        destroyMat(maps.y);
         report("%s line:%d gridUndisortion fail(%d)", direction.reporter.function,
                233 + direction.reporter.lineOffset, evaluated);
         return evaluated;
     }
-    const int32_t status =
-        settleCounts(enter, heldByBuilding, direction.reporter, 243, 251, mapX, mapY);
+    const int32_t status = settleCounts(enter, heldByBuilding, direction.reporter, 243, 251, maps);
     if (status != CALIBMAP_SUCCESS) {
         releaseBuilding(b);
     }
@@ -134,14 +130,14 @@ using namespace calibmap;
 int32_t calcMainCameraDistortionB(const uint8_t* mainCameraBlock,
                                   const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW,
                                   int32_t imgH, Mat** mapX, Mat** mapY) {
-    return buildMaps(distortionDirection, mainCameraBlock, inputPoints, ratio, imgW, imgH, mapX,
+    return buildMaps(distortionDirection, mainCameraBlock, {inputPoints, imgW, imgH, ratio}, mapX,
                      mapY);
 }
 
 int32_t calcMainCameraUnDistortionB(const uint8_t* mainCameraBlock,
                                     const CamDistortionLUT* inputPoints, int32_t ratio,
                                     int32_t imgW, int32_t imgH, Mat** mapX, Mat** mapY) {
-    return buildMaps(undistortionDirection, mainCameraBlock, inputPoints, ratio, imgW, imgH, mapX,
+    return buildMaps(undistortionDirection, mainCameraBlock, {inputPoints, imgW, imgH, ratio}, mapX,
                      mapY);
 }
 

@@ -29,8 +29,8 @@ struct Outcome {
 /**
  * One map request. Everything is created and every check is made before the first element is
  * computed, straight into the caller's arrays: so they need no copy to be safe, the maps' own
- * matrices stay untouched, and arrays of another shape than the map cost nothing, however large an
- * image the file claims.
+ * matrices need no elements, and arrays of another shape than the map cost nothing, however large
+ * an image the file claims.
  */
 Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
                     const CamDistortionLUT* inputPoints, int32_t ratio,
@@ -41,10 +41,11 @@ Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
     MapBuilding building = {};
     Mat* mapX = nullptr;
     Mat* mapY = nullptr;
-    Outcome outcome = {
-        prepareMaps(direction, block, inputPoints, ratio, loadInt(block + CALIBMAP_IMAGE_WIDTH),
-                    loadInt(block + CALIBMAP_IMAGE_HEIGHT), building, &mapX, &mapY),
-        CALIBMAP_STEP_FAILED};
+    const SampleRequest request = {inputPoints, loadInt(block + CALIBMAP_IMAGE_WIDTH),
+                                   loadInt(block + CALIBMAP_IMAGE_HEIGHT), ratio};
+    const MapHandles maps = {.x = &mapX, .y = &mapY, .withoutElements = true};
+    Outcome outcome = {prepareMaps(direction, block, request, building, maps),
+                       CALIBMAP_STEP_FAILED};
     if (outcome.built == CALIBMAP_SUCCESS) {
         outcome.delivered = acceptDelivery(mapX, mapY, &output);
         if (outcome.delivered == CALIBMAP_SUCCESS) {

@@ -55,10 +55,37 @@ bool acceptExtent(const VectorDouble& knots, double k, double augLeft) {
             refuse(reporter, 52, " leave. SPCOL:multtoohigh"));
 }
 
+/** A vector that stands for a step. */
+VectorDouble* vectorStep(int32_t size) {
+    auto* step = allocateStep<VectorDouble>(size, gTotalVecCnt);
+    if (step != nullptr) {
+        step->size = size;
+    }
+    return step;
+}
+
+/** Matrices that stand for steps. */
+Mat* matStep(int32_t rows, int32_t cols) {
+    return allocateMatrixStep<Mat>(rows, cols);
+}
+
+MatInt* matIntStep(int32_t cols) {
+    return allocateMatrixStep<MatInt>(1, cols);
+}
+
+/** The same, where `repmatInt` makes the step: it reports first that it could not. */
+MatInt* repmatStep(int32_t cols) {
+    auto* step = matIntStep(cols);
+    if (step == nullptr) {
+        refuse({"repmatInt", 0}, 225, " leave. createMatInt fail");
+    }
+    return step;
+}
+
 /**
  * Creates the tables, which stand for the steps of the evaluation: an exhausted heap is reported
  * under the name of the step that it strikes. The rows are computed without them, see
- * `evaluateSites`, and what the tables hold is never read.
+ * `evaluateSites`.
  */
 bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
     const int32_t order = toInt(k);
@@ -67,29 +94,25 @@ bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
     const auto step = [](auto& handle, auto* made, int32_t line, const char* text) {
         return keep(handle, made, reporter, line, text);
     };
-    return step(t.augknot, copyFromVector(&knots, knots.size), 74,
-                ". augknot copyFromVector fail.") &&
-           step(t.augknotfrom1toNaug, createVectorDouble(cols), 82,
+    return step(t.augknot, vectorStep(knots.size), 74, ". augknot copyFromVector fail.") &&
+           step(t.augknotfrom1toNaug, vectorStep(cols), 82,
                 " leave. augknotfrom1toNaug creat fail") &&
-           (t.b = createMat(1, order)) != nullptr &&  // the one step without a report
-           step(t.cc, createMat(width, 1), 195, " leave. create cc fail") &&
-           step(t.mat1, createMatInt(1, 1), 205, " leave. create mat1 fail") &&
-           step(t.repMat1, repmatInt(t.mat1, 1, order), 225, " leave. create repMat1 fail") &&
-           step(t.mat2, createMatInt(1, 1), 237, " leave. create mat2 fail") &&
-           step(t.repMat2, repmatInt(t.mat2, 1, order), 252, " leave. create repMat2 fail") &&
-           step(t.mat3, createMatInt(1, order), 267, " leave. create mat3 fail") &&
-           step(t.repMat3, repmatInt(t.mat3, 1, 1), 289, " leave. create repMat3 fail") &&
-           step(t.repMat1AndMat2, matIntAdd(t.repMat1, t.repMat2), 321,
-                " leave. create repMat1AndMat2 fail") &&
-           step(t.ccColIdx0, matIntAdd(t.repMat1AndMat2, t.repMat3), 338,
-                " leave. create ccColIdx0 fail") &&
-           step(t.ccmat1, createMatInt(1, 1), 382, " leave. create ccmat1 fail") &&
-           step(t.ccrepmat1, repmatInt(t.ccmat1, 1, cols), 410, " leave. create ccrepmat1 fail") &&
-           step(t.ccmat2, createMatInt(1, cols), 431, " leave. create ccmat2 fail") &&
-           step(t.ccrepmat2, repmatInt(t.ccmat2, 1, 1), 461, " leave. create ccrepmat2 fail") &&
-           step(t.ccPartRowIdx, matIntAdd(t.ccrepmat2, t.ccrepmat1), 508,
-                " leave. create ccPartRowIdx fail") &&
-           step(t.ccPart, createMat(cols, 1), 532, " leave. create ccPart fail");
+           (t.b = matStep(1, order)) != nullptr &&  // the one step without a report
+           step(t.cc, matStep(width, 1), 195, " leave. create cc fail") &&
+           step(t.mat1, matIntStep(1), 205, " leave. create mat1 fail") &&
+           step(t.repMat1, repmatStep(order), 225, " leave. create repMat1 fail") &&
+           step(t.mat2, matIntStep(1), 237, " leave. create mat2 fail") &&
+           step(t.repMat2, repmatStep(order), 252, " leave. create repMat2 fail") &&
+           step(t.mat3, matIntStep(order), 267, " leave. create mat3 fail") &&
+           step(t.repMat3, repmatStep(order), 289, " leave. create repMat3 fail") &&
+           step(t.repMat1AndMat2, matIntStep(order), 321, " leave. create repMat1AndMat2 fail") &&
+           step(t.ccColIdx0, matIntStep(order), 338, " leave. create ccColIdx0 fail") &&
+           step(t.ccmat1, matIntStep(1), 382, " leave. create ccmat1 fail") &&
+           step(t.ccrepmat1, repmatStep(cols), 410, " leave. create ccrepmat1 fail") &&
+           step(t.ccmat2, matIntStep(cols), 431, " leave. create ccmat2 fail") &&
+           step(t.ccrepmat2, repmatStep(cols), 461, " leave. create ccrepmat2 fail") &&
+           step(t.ccPartRowIdx, matIntStep(cols), 508, " leave. create ccPartRowIdx fail") &&
+           step(t.ccPart, matStep(cols, 1), 532, " leave. create ccPart fail");
 }
 
 }  // namespace
