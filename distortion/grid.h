@@ -59,7 +59,8 @@ struct MapHandles {
     Mat** y;
     /**
      * The maps are computed elsewhere. Each matrix still asks the heap for all its elements, to be
-     * refused where they do not fit, and gives them back untouched.
+     * refused where they do not fit, and gives them back untouched: at once, because for two large
+     * blocks a heap may fetch memory from the system and return it in every call.
      */
     bool withoutElements;
 };

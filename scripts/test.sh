@@ -67,6 +67,9 @@ if [ "${1:-}" = --all ]; then
     steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package musl
         web)
     [ $# = 1 ] || steps=("${@:2}")
+elif [ $# -gt 0 ]; then
+    echo "usage: test.sh [--all [STEP...]]" >&2
+    exit 2
 fi
 
 need "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${TOOL_PACKAGES[@]}"

@@ -19,6 +19,14 @@ int32_t toInt(double value) {
     return static_cast<int32_t>(value);
 }
 
+/**
+ * Length of the column that the values of a site are scattered into: the values of a row, with room
+ * for k - 1 others on either side.
+ */
+int32_t scatteredWidth(const VectorDouble& knots, double k) {
+    return toInt((k - 1) + ((k - 1) + (knots.size - k)));
+}
+
 /** False after a report where the knots and the order describe no B-splines. */
 bool acceptKnots(const VectorDouble* knots, double k, SiteTables& t, double& augLeft) {
     if (!keep(t.diffKnots, diff(knots), reporter, 16, " leave. create diffKnots fail")) {
@@ -46,12 +54,11 @@ bool acceptKnots(const VectorDouble* knots, double k, SiteTables& t, double& aug
 bool acceptExtent(const VectorDouble& knots, double k, double augLeft) {
     const double m = knots.size;
     const double n = m - k;
-    const int32_t width = toInt((k - 1) + ((k - 1) + n));
     const int32_t lastScattered =
         toInt(std::max(static_cast<double>(toInt(n)), k) + std::max(-augLeft, 0.0));
     const int32_t lastGathered = toInt(std::max(augLeft, 0.0) + 1) + toInt(n) - 1;
     return (m >= 2 * k || refuse(reporter, 30, " leave. SPCOL:noBsplines")) &&
-           (std::max(lastScattered, lastGathered) <= width ||
+           (std::max(lastScattered, lastGathered) <= scatteredWidth(knots, k) ||
             refuse(reporter, 52, " leave. SPCOL:multtoohigh"));
 }
 
@@ -90,7 +97,6 @@ MatInt* repmatStep(int32_t cols) {
 bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
     const int32_t order = toInt(k);
     const int32_t cols = toInt(knots.size - k);
-    const int32_t width = toInt((k - 1) + ((k - 1) + (knots.size - k)));
     const auto step = [](auto& handle, auto* made, int32_t line, const char* text) {
         return keep(handle, made, reporter, line, text);
     };
@@ -98,7 +104,7 @@ bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
            step(t.augknotfrom1toNaug, vectorStep(cols), 82,
                 " leave. augknotfrom1toNaug creat fail") &&
            (t.b = matStep(1, order)) != nullptr &&  // the one step without a report
-           step(t.cc, matStep(width, 1), 195, " leave. create cc fail") &&
+           step(t.cc, matStep(scatteredWidth(knots, k), 1), 195, " leave. create cc fail") &&
            step(t.mat1, matIntStep(1), 205, " leave. create mat1 fail") &&
            step(t.repMat1, repmatStep(order), 225, " leave. create repMat1 fail") &&
            step(t.mat2, matIntStep(1), 237, " leave. create mat2 fail") &&

@@ -9,7 +9,10 @@
 
 namespace calibmap {
 
-/** What `spcol` creates for the sites of one knot sequence and order, in the order of creation. */
+/**
+ * What `spcol` creates for the sites of one knot sequence and order, in the order of creation. Only
+ * the first has elements, the others stand for steps.
+ */
 struct SiteTables {
     VectorDouble* diffKnots;
     VectorDouble* augknot;            /**< a copy of the knots */

@@ -239,8 +239,8 @@ int useServicesInChild(const MapRequest& request) {
 }
 
 TEST(Threads, AForkBesideABusyThreadHarmsNobody) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer has locks of its own that a fork can leave held";
+#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizers' heaps have locks of their own, which a fork leaves held";
 #endif
     const Files files;
     const auto requests = mapRequests(files);
