@@ -1,6 +1,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -49,6 +50,17 @@ std::string format(const char* text, ...) {
     std::string line(result, static_cast<std::size_t>(length));
     std::free(result);
     return line;
+}
+
+std::string decimal(double value, int decimals) {
+    constexpr double largest = 1e9;
+    constexpr double smallest = 1e-6;
+    const double size = std::abs(value);
+    const bool isTiny = size < smallest && size < 0.5 * std::pow(10, -decimals) && size > 0;
+    const bool isPower = std::isfinite(value) && size >= largest;
+    return isTiny    ? format("%.3g", value)
+           : isPower ? format("%.6g", value)
+                     : format("%.*f", decimals, value);
 }
 
 std::string shown(const std::string& text) {

@@ -6,6 +6,12 @@
 [[gnu::format(printf, 1, 2)]] std::string format(const char* text, ...);
 
 /**
+ * A number with so many decimals. As a power of ten if it is so large that nobody counts its
+ * digits, or so small that these decimals would show nothing of it.
+ */
+std::string decimal(double value, int decimals);
+
+/**
  * The text as it can be shown: bytes that are no UTF-8, and control characters, become \xNN, so
  * that no file name disturbs a terminal, a log or a picture.
  */

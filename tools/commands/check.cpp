@@ -42,10 +42,11 @@ void checkRoundTrip(const Image& image, double tolerance, Finding& finding) {
     if (trip.compared == 0) {
         finding.faults.emplace_back("the maps lead out of the image everywhere");
     } else if (!(trip.largest <= tolerance)) {
-        finding.faults.push_back(format(
-            "the maps do not undo each other: (%g, %g) comes back %.3f pixels away, beginning "
-            "with the %s map",
-            trip.place.x, trip.place.y, trip.largest, nameOf(trip.first).c_str()));
+        finding.faults.push_back(
+            format("the maps do not undo each other: (%g, %g) comes back %s pixels away, beginning "
+                   "with the %s map",
+                   trip.place.x, trip.place.y, decimal(trip.largest, 3).c_str(),
+                   nameOf(trip.first).c_str()));
     }
 }
 
@@ -86,8 +87,8 @@ void print(const std::string& file, const Finding& finding) {
         std::printf("%s: accepted but not usable, status 0: %s\n", name.c_str(),
                     joined(finding.faults).c_str());
     } else {
-        std::printf("%s: accepted and usable, status 0, maps undo each other within %.3f pixels\n",
-                    name.c_str(), finding.trip->largest);
+        std::printf("%s: accepted and usable, status 0, maps undo each other within %s pixels\n",
+                    name.c_str(), decimal(finding.trip->largest, 3).c_str());
     }
 }
 

@@ -157,10 +157,10 @@ void print(const char* name, const CameraIntrinsics& camera) {
     const FieldOfView view = fieldOfView(camera);
     std::printf("%s\n", name);
     std::printf("  image            %d x %d pixels\n", camera.imageWidth, camera.imageHeight);
-    std::printf("  focal lengths    fx %.3f, fy %.3f pixels\n", static_cast<double>(camera.fx),
-                static_cast<double>(camera.fy));
-    std::printf("  principal point  cx %.3f, cy %.3f pixels\n", static_cast<double>(camera.cx),
-                static_cast<double>(camera.cy));
+    std::printf("  focal lengths    fx %s, fy %s pixels\n", decimal(camera.fx, 3).c_str(),
+                decimal(camera.fy, 3).c_str());
+    std::printf("  principal point  cx %s, cy %s pixels\n", decimal(camera.cx, 3).c_str(),
+                decimal(camera.cy, 3).c_str());
     std::printf("  field of view    %.1f x %.1f degrees, %.1f across the diagonal\n",
                 view.horizontal, view.vertical, view.diagonal);
     printWords("coeff", coefficientsOf(camera));
@@ -171,7 +171,7 @@ template <class Breaks>
 void printBreaks(const char* axis, const Breaks& breaks) {
     std::printf("    along %s ", axis);
     for (const float value : breaks) {
-        std::printf(" %8.5f", static_cast<double>(value));
+        std::printf(" %8s", decimal(value, 5).c_str());
     }
     std::printf("\n");
 }
@@ -183,8 +183,8 @@ void printCorrection(const char* name, const Floats& values) {
                 CALIBMAP_CORRECTION_ROWS);
     for (std::size_t i = 0; i < values.size(); ++i) {
         const bool isLast = (i + 1) % CALIBMAP_CORRECTION_COLS == 0;
-        std::printf("%s%12.8f%s", i % CALIBMAP_CORRECTION_COLS == 0 ? "    " : " ",
-                    static_cast<double>(values[i]), isLast ? "\n" : "");
+        std::printf("%s%12s%s", i % CALIBMAP_CORRECTION_COLS == 0 ? "    " : " ",
+                    decimal(values[i], 8).c_str(), isLast ? "\n" : "");
     }
 }
 

@@ -111,10 +111,11 @@ int run(const MapOptions& options) {
     const Displacement moved = displacementOf(map);
     const std::string written = writeMap(options.output, map);
     std::fprintf(options.output == "-" ? stderr : stdout,
-                 "%s: %d rows x %d columns, displacement at most %.3f at (%g, %g) and on average "
-                 "%.3f pixels, %zu of %zu samples taken outside the image\n",
-                 shown(written).c_str(), map.rows, map.cols, moved.largest, moved.place.x,
-                 moved.place.y, moved.mean, moved.outside, map.x.size());
+                 "%s: %d rows x %d columns, displacement at most %s at (%g, %g) and on average "
+                 "%s pixels, %zu of %zu samples taken outside the image\n",
+                 shown(written).c_str(), map.rows, map.cols, decimal(moved.largest, 3).c_str(),
+                 moved.place.x, moved.place.y, decimal(moved.mean, 3).c_str(), moved.outside,
+                 map.x.size());
     if (moved.lost > 0) {
         warn(inputName(options.file),
              format("%zu samples are taken to no place at all", moved.lost));

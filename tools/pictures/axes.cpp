@@ -158,8 +158,8 @@ std::vector<std::string> factsOf(const Figure& figure, const std::string& quanti
     const PixelValues& values = figure.values;
     std::vector<std::string> lines = {
         size + (figure.largest > 0
-                    ? format(" \u00b7 largest %s %.3f pixels at (%g, %g)", quantity.c_str(),
-                             values.largest, values.place.x, values.place.y)
+                    ? format(" \u00b7 largest %s %s pixels at (%g, %g)", quantity.c_str(),
+                             decimal(values.largest, 3).c_str(), values.place.x, values.place.y)
                     : format(" \u00b7 %s: none (at most %.1g pixels, by rounding)",
                              quantity.c_str(), values.largest))};
     const bool isHigher = figure.stretch > 1;
