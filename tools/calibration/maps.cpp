@@ -22,13 +22,9 @@ Refusal refusalOf(const Image& image, Direction direction, int32_t ratio, int32_
                 "have the device calibrated again"};
     }
     const Camera camera = mainCameraOf(image);
-    const int64_t samples = int64_t{camera.width / ratio} * (camera.height / ratio);
-    constexpr int64_t matrixLimit = int64_t{1} << 31;
-    if (samples * static_cast<int64_t>(sizeof(double)) >= matrixLimit) {
-        return {format("a map of %d x %d samples is more than the library's matrices of 2 GiB hold "
-                       "(status %d)",
-                       camera.width / ratio, camera.height / ratio, status),
-                "choose a larger --ratio"};
+    if (const std::string fault = sizeFault(camera, ratio); !fault.empty()) {
+        return {format("%s (status %d)", fault.c_str(), status),
+                format("maps can be made of it from --ratio %d on", smallestRatioOf(camera))};
     }
     // What works for one sample and not for all of them lacks memory.
     if (Evaluation(image, direction).at({0, 0})) {
@@ -51,6 +47,10 @@ std::optional<Refusal> buildMap(const Image& image, Direction direction, int32_t
         !numbers.empty()) {
         return Refusal{numbers.front() + ", so that no map can be right",
                        "have the device calibrated again"};
+    }
+    // Every ratio leads to a refusal, so that none can be recommended.
+    if (smallestRatioOf(camera) == 0) {
+        return Refusal{sizeFault(camera, ratio), "have the device calibrated again"};
     }
     if (ratio > camera.width || ratio > camera.height) {
         return Refusal{format("ratio %d is more than the image of %d x %d pixels has", ratio,

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 #include "calibration/fields.h"
 #include "failure.h"
@@ -61,9 +60,10 @@ Texts cameraFaults(const Image& image) {
     if (shape.xOrder != fittingShape.xOrder || shape.yOrder != fittingShape.yOrder) {
         found.push_back(format(
             "the orders are %d and %d, and the %d x %d correction matrices need the orders %d and "
-            "%d",
+            "%d: order + pieces - 1 is %d with the %d pieces along x, %d with the %d along y",
             shape.xOrder, shape.yOrder, CALIBMAP_CORRECTION_ROWS, CALIBMAP_CORRECTION_COLS,
-            fittingShape.xOrder, fittingShape.yOrder));
+            fittingShape.xOrder, fittingShape.yOrder, CALIBMAP_CORRECTION_COLS,
+            fittingShape.xPieces, CALIBMAP_CORRECTION_ROWS, fittingShape.yPieces));
     }
     if (shape.xPieces == 0 || shape.yPieces == 0) {
         found.emplace_back("a piece count is 0");
@@ -88,12 +88,20 @@ int32_t firstNot(int32_t count, const Property& has) {
     return first;
 }
 
+/** Columns or rows in one or two stretches, in words. */
+struct Uncovered {
+    std::string text;
+    int stretches;
+    int64_t count;
+};
+
 /** The pixels along one axis that lie before the first break point or behind the last one. */
 template <class Breaks>
-void appendUncovered(Texts& found, const char* pixels, const Breaks& breaks, int32_t count,
-                     double principal, double focal) {
+Uncovered uncoveredAlong(const std::string& name, const Breaks& breaks, int32_t count,
+                         double principal, double focal) {
+    Uncovered found{};
     if (count < 1 || !(focal > 0) || !std::isfinite(principal) || !isRising(breaks)) {
-        return;  // named as something else
+        return found;  // named as something else
     }
     const auto site = [&](int32_t pixel) { return (pixel - principal) / focal; };
     const int32_t firstInside =
@@ -102,11 +110,22 @@ void appendUncovered(Texts& found, const char* pixels, const Breaks& breaks, int
         firstNot(count, [&](int32_t pixel) { return site(pixel) <= breaks.back(); });
     const auto tell = [&](int32_t first, int32_t end) {
         if (first < end) {
-            found.push_back(format("%s %d to %d", pixels, first, end - 1));
+            found.text +=
+                (found.stretches++ == 0 ? "" : " and ") +
+                (first == end - 1 ? std::to_string(first) : format("%d to %d", first, end - 1));
+            found.count += end - first;
         }
     };
-    tell(0, firstInside);
-    tell(std::max(firstInside, firstBehind), count);
+    if (firstInside >= firstBehind) {
+        tell(0, count);  // no pixel centre lies between the break points
+    } else {
+        tell(0, firstInside);
+        tell(firstBehind, count);
+    }
+    if (found.count > 0) {
+        found.text.insert(0, name + (found.count == 1 ? " " : "s "));
+    }
+    return found;
 }
 
 }  // namespace
@@ -137,23 +156,57 @@ Texts modelFaults(const Image& image, Direction direction) {
 }
 
 std::string uncoveredParts(const Image& image, Direction direction) {
-    Texts parts;
     const Camera camera = mainCameraOf(image);
     const CorrectionModel model = modelOf(image, direction);
-    appendUncovered(parts, "columns", model.xBreaks, camera.width, camera.cx, camera.fx);
-    appendUncovered(parts, "rows", model.yBreaks, camera.height, camera.cy, camera.fy);
-    if (parts.empty()) {
+    const Uncovered columns =
+        uncoveredAlong("column", model.xBreaks, camera.width, camera.cx, camera.fx);
+    const Uncovered rows =
+        uncoveredAlong("row", model.yBreaks, camera.height, camera.cy, camera.fy);
+    if (columns.count + rows.count == 0) {
         return "";
     }
-    const std::string list =
-        std::accumulate(std::next(parts.begin()), parts.end(), parts.front(),
-                        [](const std::string& a, const std::string& b) { return a + ", " + b; });
-    return list + " of the image lie outside the break points of the " + nameOf(direction) +
-           " model";
+    const char* const between = columns.count == 0 || rows.count == 0           ? ""
+                                : columns.stretches == 1 && rows.stretches == 1 ? " and "
+                                                                                : ", and ";
+    return columns.text + between + rows.text + " of the image " +
+           (columns.count + rows.count == 1 ? "lies" : "lie") +
+           " outside the break points of the " + nameOf(direction) + " model";
+}
+
+int32_t smallestRatioOf(const Camera& camera) {
+    constexpr int64_t matrixLimit = int64_t{1} << 31;  // bytes, and too many already
+    const auto fits = [&](int32_t ratio) {
+        const int64_t samples = int64_t{camera.width / ratio} * (camera.height / ratio);
+        return samples < matrixLimit / static_cast<int64_t>(sizeof(double));
+    };
+    if (fits(1)) {
+        return 1;
+    }
+    const int32_t largest = std::min(camera.width, camera.height);
+    int32_t ratio = 2;
+    while (ratio <= largest && !fits(ratio)) {
+        ratio += 2;
+    }
+    return ratio <= largest ? ratio : 0;
+}
+
+std::string sizeFault(const Camera& camera, int32_t ratio) {
+    const int32_t smallest = smallestRatioOf(camera);
+    if (smallest > 0 && smallest <= ratio) {
+        return "";
+    }
+    return format("the image of %d x %d pixels is too large for a map", camera.width,
+                  camera.height) +
+           (smallest > 0 ? format(" of ratio %d", ratio) : "");
 }
 
 Texts faultsOf(const Image& image) {
     Texts found;
+    const Camera camera = mainCameraOf(image);
+    // Of a size below 1, modelFaults tells.
+    if (const std::string fault = sizeFault(camera, 1); camera.height > 0 && !fault.empty()) {
+        found.push_back(fault);
+    }
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         append(found, modelFaults(image, direction));
         if (const std::string parts = uncoveredParts(image, direction); !parts.empty()) {

@@ -20,6 +20,15 @@ std::vector<std::string> modelFaults(const Image& image, Direction direction);
  */
 std::string uncoveredParts(const Image& image, Direction direction);
 
+/**
+ * The smallest ratio whose map the library's matrices hold, less than 2 GiB each; 0 when the image
+ * is too large for a map of any ratio.
+ */
+int32_t smallestRatioOf(const Camera& camera);
+
+/** Says that the image is too large for a map of this ratio, or for any; nothing if it is not. */
+std::string sizeFault(const Camera& camera, int32_t ratio);
+
 /** All of these, for both directions, and the numbers of the sub camera that are not finite. */
 std::vector<std::string> faultsOf(const Image& image);
 
