@@ -151,26 +151,26 @@ bool printFields(const Pair& files) {
     return parametersDiffer;
 }
 
-/** True when the maps of the direction can be computed from both files; it says why they cannot. */
-bool canBeCompared(const Pair& files, Direction direction) {
-    const std::string name = nameOf(direction);
+/** Why the maps of the direction cannot be compared at each pixel, as the report says it. */
+std::string whyNotCompared(const Pair& files, Direction direction) {
     for (std::size_t i = 0; i < files.images.size(); ++i) {
         const std::vector<std::string> faults = modelFaults(files.images[i], direction);
         if (!faults.empty()) {
-            std::fprintf(files.report, "%-9s maps cannot be compared: %s: %s\n", name.c_str(),
-                         shown(files.names[i]).c_str(), faults.front().c_str());
-            return false;
+            return "cannot be compared: " + shown(files.names[i]) + ": " + faults.front();
+        }
+        const Camera camera = mainCameraOf(files.images[i]);
+        if (smallestRatioOf(camera) == 0) {
+            return "cannot be compared: " + shown(files.names[i]) + ": " + sizeFault(camera, 1);
         }
         mentionUncovered(files.names[i], files.images[i], direction);
     }
     const Camera a = mainCameraOf(files.images[0]);
     const Camera b = mainCameraOf(files.images[1]);
     if (a.width != b.width || a.height != b.height) {
-        std::fprintf(files.report, "%-9s maps differ: %d x %d and %d x %d pixels\n", name.c_str(),
-                     a.width, a.height, b.width, b.height);
-        return false;
+        return format("differ in size: %d x %d and %d x %d pixels", a.width, a.height, b.width,
+                      b.height);
     }
-    return true;
+    return "";
 }
 
 /** Collects distances for a picture: every so many columns and rows of large images. */
@@ -221,34 +221,36 @@ void drawDifference(const DiffOptions& options, const Pair& files, PixelValues v
     writePng(options.output, canvas.picture());
 }
 
-/** Compares the maps of one direction; true when they agree within the tolerance. */
-bool compareDirection(const DiffOptions& options, const Pair& files, Direction direction) {
+/**
+ * Compares the maps of one direction; true when they agree within the tolerance. `whyNotDrawn` says
+ * why there is not the picture that was asked for.
+ */
+bool compareDirection(const DiffOptions& options, const Pair& files, Direction direction,
+                      std::string& whyNotDrawn) {
     const bool isDrawn = !options.output.empty() && direction == options.direction;
-    const auto refuseToDraw = [&] {
-        if (isDrawn) {
-            throw Failure(options.output, "there is nothing to draw without two maps of one size",
-                          "leave out -o");
-        }
-    };
-    if (!canBeCompared(files, direction)) {
-        refuseToDraw();
+    const std::string name = nameOf(direction);
+    if (const std::string reason = whyNotCompared(files, direction); !reason.empty()) {
+        std::fprintf(files.report, "%-9s maps %s\n", name.c_str(), reason.c_str());
+        whyNotDrawn = isDrawn ? "the " + name + " maps " + reason : whyNotDrawn;
         return false;
     }
     Thinned thinned(mainCameraOf(files.images[0]));
     const auto difference = compareMaps(
         files.images[0], files.images[1], direction,
         [&](int32_t row, const std::vector<float>& distances) { thinned.add(row, distances); });
-    const std::string name = nameOf(direction);
     if (!difference) {
         throw std::bad_alloc();  // models without a fault are refused for nothing else
     }
+    const auto pixels = [](double value) { return decimal(value, 6); };
     const bool agree = difference->lost == 0 && difference->largest <= options.tolerance;
     std::fprintf(files.report,
-                 "%-9s maps %s: largest difference %.6f at (%g, %g), root mean square %.6f, half "
-                 "of the pixels within %.6f, 95 %% within %.6f, 99 %% within %.6f pixels\n",
-                 name.c_str(), agree ? "agree" : "differ", difference->largest, difference->place.x,
-                 difference->place.y, difference->rootMeanSquare, difference->median,
-                 difference->percentile95, difference->percentile99);
+                 "%-9s maps %s: largest difference %s at (%g, %g), root mean square %s, half "
+                 "of the pixels within %s, 95 %% within %s, 99 %% within %s pixels\n",
+                 name.c_str(), agree ? "agree" : "differ", pixels(difference->largest).c_str(),
+                 difference->place.x, difference->place.y,
+                 pixels(difference->rootMeanSquare).c_str(), pixels(difference->median).c_str(),
+                 pixels(difference->percentile95).c_str(),
+                 pixels(difference->percentile99).c_str());
     if (isDrawn) {
         drawDifference(options, files, std::move(thinned.values), *difference);
     }
@@ -276,11 +278,16 @@ int run(const DiffOptions& options) {
                          shown(files.names[i]).c_str(), verdict.status, verdict.reason.c_str());
         }
     }
+    std::string whyNotDrawn;
     bool agree = files.verdicts[0].status == files.verdicts[1].status;
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
-        agree = compareDirection(options, files, direction) && agree;
+        agree = compareDirection(options, files, direction, whyNotDrawn) && agree;
     }
     const bool parametersDiffer = printFields(files);
+    if (!whyNotDrawn.empty()) {
+        std::fflush(files.report);  // the fields first, where both go to one log
+        throw Failure(options.output, "is not drawn because " + whyNotDrawn, "leave out -o");
+    }
     return agree && !(options.isStrict && parametersDiffer) ? exitGood : exitRefused;
 }
 
