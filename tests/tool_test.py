@@ -257,6 +257,15 @@ class ToolTest(unittest.TestCase):
             self.assertEqual(len(np.unique(plain[56:349, 41:432].reshape(-1, 3), axis=0)) < 600, same)
             self.assertEqual(colours[0] == colours[1], same, colours)
             self.assertEqual(colours[1] == (237, 237, 240), not same, colours)
+        # A single sample in the middle, where nothing moves, is not said to be a lens without distortion: the words are more.
+        self.sample('square.bin', width=100, height=100, k1=-0.1)
+        self.sample('plane.bin', width=100, height=100, k1=0)
+        boxes = []
+        for name, ratio in (('plane.bin', 1), ('square.bin', 100)):
+            self.run_tool('draw', name, '--ratio', str(ratio), '--width', '500', '-o', 'none.png')
+            middle = (56 + read_png('none.png').shape[0] - 51) // 2
+            boxes.append((read_png('none.png')[middle - 10, 45:430] == 255).all(axis=1).sum())
+        self.assertTrue(0 < boxes[0] < boxes[1] - 20, boxes)
 
     def test_check_tells_why(self):
         good = self.sample()
@@ -271,7 +280,10 @@ class ToolTest(unittest.TestCase):
             (dict(undistortX=nan), r'undistortion.xcorrect\[0\] is nan'), (dict(kx=5), 'need the orders 7 and 7'),
             (dict(undistortBreaks=-0.7), 'columns 0 to 21 of the image lie outside'), (dict(distortX=5.0), 'do not undo each other: '),
             (dict(undistortBreaks=nan), r'xbreaks\[0\] is nan'), (size(640, -480), 'image size is 640 x -480'),
-            (dict(size(20000, 20000), undistortBreaks=-9.0), 'lie outside'))]
+            (dict(size(20000, 20000), undistortBreaks=-9.0), 'too large for a map of ratio 1; .*lie outside'),
+            (size(2147483647, 1), '2147483647 x 1 pixels is too large for a map; columns 640 to 2147483646 of'),
+            (size(641, 480), 'column 640 of the image lies outside'),
+            (dict(undistortBreaks=struct.pack('<7f', *(i / 1000 for i in range(-3, 4)))), 'columns 0 to 317 and 320 to 639 of the image'))]
         for content, status, text in cases:
             self.write('case.bin', content)
             usable = text == 'accepted and usable'
@@ -300,6 +312,8 @@ class ToolTest(unittest.TestCase):
         text = self.run_tool('info', '--coefficients', '-', input=bytes(bad)).stdout.decode()
         self.assertRegex(text, r'^standard input: refused, status 9: .*main camera.*\n  cannot be used: main.fx is inf\n')
         self.assertIn(f' {expected[13]:.8f}', text)
+        text = self.run_tool('info', '-', input=sealed(good, mainFx=1e30, subFx=-1e-30)).stdout.decode()
+        self.assertRegex(text, r'(?s) fx 1e\+30, fy 425\.000 pixels\n.* fx -1e-30, fy 1402\.500 pixels\n')
 
     def test_diff(self):
         good = self.sample()
@@ -318,6 +332,13 @@ class ToolTest(unittest.TestCase):
         self.write('bad.bin', good[:6230] + b'!' + good[6231:])
         self.write('nan.bin', sealed(good, undistortX=math.nan))
         self.write('size.bin', sealed(good, width=struct.pack('<i', 641)))
+        self.write('huge.bin', sealed(good, undistortX=1e30))
+        # A picture that cannot be drawn is no reason to say nothing else.
+        for other, wrong in (('size.bin', 'differ in size: 640 x 480 and 641 x 480'), ('nan.bin', 'cannot be compared: nan.bin: ')):
+            told = self.run_tool('diff', 'lens.bin', other, '-o', 'none.png', status=2)
+            self.assertRegex(told.stdout.decode(), r'undistort maps .*\ndistort +maps .*\nfields that differ:\n  (main.imageWidth|undistortion)')
+            self.assertRegex(told.stderr.decode(), rf'\ncalibmap: none.png: is not drawn because the undistort maps {wrong}'[2 if other == 'nan.bin' else 0:])
+            self.assertFalse(os.path.exists('none.png'))
         for arguments, status, text in [
                 (['lens.bin', 'lens.bin', '--strict'], 0, r'agree.*\n.*agree.*\nfields: all equal\n$'),
                 (['lens.bin', 'other.bin', '--tolerance', '18.8'], 0, 'agree'),
@@ -325,7 +346,8 @@ class ToolTest(unittest.TestCase):
                 (['lens.bin', 'touched.bin', '--strict'], 1, 'agree'),
                 (['bad.bin', 'lens.bin'], 1, r'^bad.bin: refused, status 9.*\n.*agree(.*\n)*  extrinsics'),
                 (['lens.bin', 'nan.bin'], 1, r'undistort maps cannot be compared: nan.bin: undistortion.xcorrect\[0\] is nan\ndistort .*agree'),
-                (['lens.bin', 'size.bin'], 1, r'maps differ: 640 x 480 and 641 x 480')]:
+                (['lens.bin', 'size.bin'], 1, r'maps differ in size: 640 x 480 and 641 x 480'),
+                (['lens.bin', 'huge.bin'], 1, r'undistort maps differ: largest difference [\d.]{1,7}e\+\d\d at')]:
             self.assertRegex(self.run_tool('diff', *arguments, status=status).stdout.decode(), text)
         # Maps of 12 million pixels and 400 megabytes, compared in a few.
         self.write('large.bin', sealed(good, width=struct.pack('<i', 4000), height=struct.pack('<i', 3000)))
@@ -372,7 +394,8 @@ class ToolTest(unittest.TestCase):
         self.write('short.bin', good[:-1])
         self.write('text.bin', b'text ' * 2000)
         for name, changes in (('order', dict(kx=5)), ('flipped', dict(height=struct.pack('<i', -480))), ('nan', dict(undistortX=math.nan)),
-                              ('inf', dict(mainFx=math.inf)), ('vast', dict(width=struct.pack('<i', 20000), height=struct.pack('<i', 20000)))):
+                              ('inf', dict(mainFx=math.inf)), ('vast', dict(width=struct.pack('<i', 20000), height=struct.pack('<i', 20000))),
+                              ('line', dict(width=struct.pack('<i', 2147483647), height=struct.pack('<i', 1)))):
             self.write(name + '.bin', sealed(good, **changes))
         os.symlink('lens.bin', 'input.npy')
         write_png('full.png', np.zeros((480, 640)), 8)
@@ -391,7 +414,9 @@ class ToolTest(unittest.TestCase):
                 (['map', 'flipped.bin', '-o', 'out.npy'], 1, 'flipped.bin: .*640 x -480'),
                 (['draw', 'nan.bin', '-o', 'out.png'], 1, r'nan.bin: undistortion.xcorrect.0. is nan'),
                 (['remap', 'inf.bin', 'small.png', '-o', 'out.png'], 1, 'inf.bin: main.fx is inf'),
-                (['map', 'vast.bin', '-o', 'out.npy'], 1, 'vast.bin: .*20000 x 20000'),
+                (['map', 'vast.bin', '-o', 'out.npy'], 1, 'vast.bin: .*20000 x 20000.*status 7(?=.*--ratio 2 on)'),
+                (['map', 'line.bin', '-o', 'out.npy'], 1, 'line.bin: .*2147483647 x 1 pixels is too large for a map'),
+                (['draw', 'line.bin', '--ratio', '2', '-o', 'out.png'], 1, 'line.bin: .* too large for a map'),
                 (['draw', '-', '-o', 'out.png'], 1, 'standard input: has 0 bytes'),
                 (['draw', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['pattern', '-o', 'out.jpg'], 2, 'out.jpg'),
                 (['diff', 'lens.bin', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['diff', 'lens.bin'], 2, 'B is required'),
