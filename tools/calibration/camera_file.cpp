@@ -3,10 +3,12 @@
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <set>
+#include <tuple>
 #include <vector>
 
 #include "failure.h"
@@ -21,12 +23,14 @@ constexpr const char* remedy = "correct the file or calibrate again";
 struct Source {
     std::string path;
     YAML::Node root;
-    std::string camera; /**< which one to read; empty when none was chosen */
+    std::string camera;                   /**< which one to read; empty when none was chosen */
+    std::vector<YAML::Node> further = {}; /**< documents behind the first */
 };
 
-[[noreturn]] void refuse(const Source& source, const YAML::Mark& mark, const std::string& wrong) {
+[[noreturn]] void refuse(const Source& source, const YAML::Mark& mark, const std::string& wrong,
+                         const std::string& advice = remedy) {
     const std::string line = mark.is_null() ? "" : format(", line %d", mark.line + 1);
-    throw Failure(inputName(source.path) + line, wrong, remedy);
+    throw Failure(inputName(source.path) + line, wrong, advice);
 }
 
 /** Refuses keys that a mapping holds twice: which of the two counts depends on the reader. */
@@ -71,7 +75,7 @@ std::string textOf(const std::string& path) {
 }
 
 Source openSource(const std::string& name) {
-    Source source = {name, {}, ""};
+    Source source = {name, YAML::Node(), ""};
     const std::size_t mark = name.rfind('#');
     std::error_code ignored;
     if (mark != std::string::npos && !std::filesystem::exists(name, ignored)) {
@@ -79,7 +83,14 @@ Source openSource(const std::string& name) {
         source.camera = name.substr(mark + 1);
     }
     try {
-        source.root = YAML::Load(textOf(source.path));
+        for (const YAML::Node& document : YAML::LoadAll(textOf(source.path))) {
+            // An empty one stands behind the mark that ends each message of ROS.
+            if (source.root.IsNull()) {
+                source.root.reset(document);
+            } else if (!document.IsNull()) {
+                source.further.push_back(document);
+            }
+        }
     } catch (const YAML::Exception& error) {
         refuse(source, error.mark, "is not YAML (" + error.msg + ")");
     }
@@ -129,30 +140,37 @@ double numberOf(const Source& source, const YAML::Node& node, const std::string&
                                    : " is no number"));
 }
 
+/** Numbers, and where each of them stands. */
+struct Numbers {
+    std::vector<double> values;
+    std::vector<YAML::Mark> marks;
+};
+
 /** The numbers of a sequence, or of the `data` of a matrix with its rows and columns. */
-std::vector<double> numbersOf(const Source& source, const YAML::Node& node,
-                              const std::string& what) {
+Numbers numbersOf(const Source& source, const YAML::Node& node, const std::string& what) {
     const YAML::Node data = node.IsMap() ? require(source, node, {"data"}) : node;
     if (!data.IsSequence()) {
         refuse(source, data.Mark(), what + " is no list of numbers");
     }
-    std::vector<double> numbers;
+    Numbers numbers;
     for (const YAML::Node& item : data) {
         // A matrix may be written row by row.
         if (item.IsSequence()) {
-            const std::vector<double> row = numbersOf(source, item, what);
-            numbers.insert(numbers.end(), row.begin(), row.end());
+            const Numbers row = numbersOf(source, item, what);
+            numbers.values.insert(numbers.values.end(), row.values.begin(), row.values.end());
+            numbers.marks.insert(numbers.marks.end(), row.marks.begin(), row.marks.end());
         } else {
-            numbers.push_back(numberOf(source, item, what));
+            numbers.values.push_back(numberOf(source, item, what));
+            numbers.marks.push_back(item.Mark());
         }
     }
     if (node.IsMap() && node["rows"] && node["cols"]) {
         const double size = numberOf(source, node["rows"], "the number of rows") *
                             numberOf(source, node["cols"], "the number of columns");
-        if (size != static_cast<double>(numbers.size())) {
+        if (size != static_cast<double>(numbers.values.size())) {
             refuse(source, data.Mark(),
                    format("%s holds %zu numbers, but its rows and columns say %.0f", what.c_str(),
-                          numbers.size(), size));
+                          numbers.values.size(), size));
         }
     }
     return numbers;
@@ -167,8 +185,35 @@ int32_t pixelsOf(const Source& source, const YAML::Node& node, const std::string
     return static_cast<int32_t>(value);
 }
 
+/** Takes focal lengths and principal point from these places of a list, if a camera can have them.
+ */
+void takePinhole(const Source& source, const Numbers& numbers, std::array<std::size_t, 4> places,
+                 CameraDescription& camera) {
+    const auto taken = [&](std::size_t place, const char* name, double low, double high,
+                           const char* kind) {
+        const double value = numbers.values[place];
+        if (value < low || value > high) {
+            refuse(
+                source, numbers.marks[place],
+                format("%s is %g, not %s from %.0f to %.0f pixels", name, value, kind, low, high));
+        }
+        return value;
+    };
+    const auto focal = [&](std::size_t place, const char* name) {
+        return taken(place, name, 1, 1e6, "a focal length");
+    };
+    const auto principal = [&](std::size_t place, const char* name) {
+        return taken(place, name, -1e5, 1e5, "a principal point");
+    };
+    camera.fx = focal(places[0], "fx");
+    camera.fy = focal(places[1], "fy");
+    camera.cx = principal(places[2], "cx");
+    camera.cy = principal(places[3], "cy");
+}
+
 void readMatrix(const Source& source, const YAML::Node& node, CameraDescription& camera) {
-    const std::vector<double> k = numbersOf(source, node, "the camera matrix");
+    const Numbers numbers = numbersOf(source, node, "the camera matrix");
+    const std::vector<double>& k = numbers.values;
     if (k.size() != 9) {
         refuse(source, node.Mark(), format("the camera matrix has %zu numbers, not 9", k.size()));
     }
@@ -177,15 +222,12 @@ void readMatrix(const Source& source, const YAML::Node& node, CameraDescription&
                "the camera matrix is not [fx 0 cx; 0 fy cy; 0 0 1], which is all that a device's "
                "file can hold");
     }
-    camera.fx = k[0];
-    camera.fy = k[4];
-    camera.cx = k[2];
-    camera.cy = k[5];
+    takePinhole(source, numbers, {0, 4, 2, 5}, camera);
 }
 
 void readLens(const Source& source, const YAML::Node& node, LensKind kind,
               const std::vector<std::size_t>& lengths, CameraDescription& camera) {
-    const std::vector<double> terms = numbersOf(source, node, "the distortion");
+    const std::vector<double> terms = numbersOf(source, node, "the distortion").values;
     if (std::find(lengths.begin(), lengths.end(), terms.size()) == lengths.end()) {
         std::string allowed;
         for (const std::size_t length : lengths) {
@@ -294,18 +336,17 @@ CameraDescription readKalibr(const Source& source) {
     }
     const YAML::Node resolution = require(source, chosen, {"resolution"});
     const YAML::Node intrinsics = require(source, chosen, {"intrinsics"});
-    const std::vector<double> numbers = numbersOf(source, intrinsics, "the intrinsics");
-    if (!resolution.IsSequence() || resolution.size() != 2 || numbers.size() != 4) {
-        refuse(source, (numbers.size() != 4 ? intrinsics : resolution).Mark(),
-               numbers.size() != 4 ? format("intrinsics has %zu numbers, not 4", numbers.size())
-                                   : "resolution is not a width and a height");
+    const Numbers numbers = numbersOf(source, intrinsics, "the intrinsics");
+    if (numbers.values.size() != 4) {
+        refuse(source, intrinsics.Mark(),
+               format("intrinsics has %zu numbers, not 4", numbers.values.size()));
+    }
+    if (!resolution.IsSequence() || resolution.size() != 2) {
+        refuse(source, resolution.Mark(), "resolution is not a width and a height");
     }
     camera.width = pixelsOf(source, resolution[0], "the image width");
     camera.height = pixelsOf(source, resolution[1], "the image height");
-    camera.fx = numbers[0];
-    camera.fy = numbers[1];
-    camera.cx = numbers[2];
-    camera.cy = numbers[3];
+    takePinhole(source, numbers, {0, 1, 2, 3}, camera);
     readNamedLens(source, require(source, chosen, {"distortion_model"}),
                   require(source, chosen, {"distortion_coeffs"}), camera);
     return camera;
@@ -339,6 +380,33 @@ CameraDescription readFileStorage(const Source& source, bool isFisheye) {
     return camera;
 }
 
+/** True when two cameras have the same size, matrix and lens. */
+bool areAlike(const CameraDescription& a, const CameraDescription& b) {
+    const auto numbersOfCamera = [](const CameraDescription& camera) {
+        return std::tuple(camera.width, camera.height, camera.fx, camera.fy, camera.cx, camera.cy,
+                          camera.lens.kind, camera.lens.terms, camera.termCount);
+    };
+    return numbersOfCamera(a) == numbersOfCamera(b);
+}
+
+/**
+ * Refuses documents behind the first one, of which nobody could tell which one counts. Only what
+ * ROS prints, a message again and again, may say the same several times.
+ */
+void refuseFurther(const Source& source, const CameraDescription& camera) {
+    for (const YAML::Node& document : source.further) {
+        if (!document.IsMap() || !hasAny(source.root, {"K", "k"}) ||
+            !hasAny(document, {"K", "k"})) {
+            refuse(source, document.Mark(), "a second document begins", "keep one of them");
+        }
+        refuseDoubled(source, document);
+        if (!areAlike(camera, readRos({source.path, document, source.camera}))) {
+            refuse(source, document.Mark(), "a message begins that describes another camera",
+                   "keep one of them");
+        }
+    }
+}
+
 }  // namespace
 
 CameraDescription readCameraFile(const std::string& name, bool isFisheye) {
@@ -351,14 +419,6 @@ CameraDescription readCameraFile(const std::string& name, bool isFisheye) {
                                : isRos                  ? readRos(source)
                                                         : readFileStorage(source, isFisheye);
     camera.source = name;
-    const bool good = camera.fx >= 1 && camera.fx <= 1e6 && camera.fy >= 1 && camera.fy <= 1e6 &&
-                      std::abs(camera.cx) <= 1e5 && std::abs(camera.cy) <= 1e5;
-    if (!good) {
-        throw Failure(inputName(name),
-                      format("focal lengths of %g and %g and a principal point at (%g, %g) pixels "
-                             "are not a camera's",
-                             camera.fx, camera.fy, camera.cx, camera.cy),
-                      remedy);
-    }
+    refuseFurther(source, camera);
     return camera;
 }

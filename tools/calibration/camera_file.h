@@ -27,6 +27,6 @@ struct CameraDescription {
  * coefficients that the file does not name are an equidistant lens.
  *
  * Throws a `Failure` that names the line of what is missing, doubled, of the wrong length, not
- * finite or not known.
+ * finite, out of range or not known, and of a second document.
  */
 CameraDescription readCameraFile(const std::string& name, bool isFisheye);
