@@ -17,6 +17,7 @@ PROGRAM = os.path.abspath(sys.argv.pop(1))
 CHAIN = CALIBRATIONS['camchain.yaml']
 OPENCV = CALIBRATIONS['opencv.yml']['text']
 ROS = CALIBRATIONS['ros.yaml']['text']
+ECHO = CALIBRATIONS['ros-rational.yaml']['text']
 
 
 def recorded(x, y, case):
@@ -71,6 +72,8 @@ class MakeTest(unittest.TestCase):
             return file.read()
 
     def test_lenses_of_other_programs(self):
+        # A message of ROS is printed again and again, and says the same each time.
+        self.assertEqual(*(self.make('--main', self.write('echo', ECHO * times)) for times in (1, 3)))
         for name in ('camchain.yaml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
             with self.subTest(name):
                 case = CALIBRATIONS[name]
@@ -184,6 +187,9 @@ class MakeTest(unittest.TestCase):
                 (OPENCV, OPENCV.replace('data: [ 535', 'data: [ [535'), 'line .* is not YAML'),
                 (OPENCV, OPENCV + 'image_Width: 320\n', r"line \d+: 'image_Width' says again"),
                 (OPENCV, '<?xml version="1.0"?>\n', 'is XML'), (OPENCV, '', 'no calibration'),
+                (OPENCV, OPENCV + '...\n---\nmore: 1\n', r'line 25: a second document'),
+                (ROS, f'{ROS}---\n{ROS}', 'line 18: a second document'), (ECHO, ECHO + ECHO.replace('605.6', '606'), 'line 10: .* another camera'),
+                (ROS, ROS.replace('437.3', '-437.3'), 'line 7: fy is -437.303'), (kalibr, kalibr[:kalibr.index('cam1')].replace('458.654', '0'), 'line 6: fx is 0'),
                 (ROS, ROS.replace('plumb_bob', 'thin_prism'), "'thin_prism' is none of"),
                 (ROS, ROS.replace('plumb_bob', 'equidistant'), '5 coefficients, not 4'),
                 (ROS, ROS.replace('distortion_model: plumb_bob\n', ''), "'distortion_model' is missing"),
@@ -245,7 +251,12 @@ class MakeTest(unittest.TestCase):
                 ('pixels off at', *camera, '--tolerance', '0.05'), ('says 640, but --width says 320', *camera, '--width', '320'),
                 ('nothing to make',), ('--extrinsics: ', *camera, '--extrinsics', '1,2,3'),
                 ('--main-coeff: ', *camera, '--main-coeff', '1,2,3,4,5,inf'), ('choose one|holds two', '--main', 'stereo.yml'),
-                ('status 7', *camera, '--y-order', '5'), ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
+                (r'--y-order: .* 5 \+ 4 - 1 = 8 .* 10 rows.* --y-order 7', *camera, '--y-order', '5'),
+                (r'--x-order: .* 12 columns; --x-pieces', *camera, '--x-order', '5', '--x-pieces', '8'), ('--x-pieces: .*0', *camera, '--x-pieces', '0'),
+                ('--max-angle: .*--points', *camera, '--points', 'none.csv', '--max-angle', '60'), ('--max-angle: .*--from', '--from', 'old.bin', '--max-angle', '90'),
+                ('--fisheye: .*--points', *camera, '--points', 'none.csv', '--fisheye'), ('--fisheye: ros.yaml', *camera, '--fisheye'),
+                ('--fisheye: .*--from', '--from', 'old.bin', '--fisheye'),
+                ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
                 ('none was recorded', *camera, '--points', 'none.csv'), ('no pairs', *camera, '--points', 'words.csv'),
                 ('nan.csv, line 1: ', *camera, '--points', 'nan.csv'), ('blank.csv, line 1: ', *camera, '--points', 'blank.csv'),
                 ('--extrinsics: ', *camera, '--extrinsics', '1 2,0,0,0,0,0'), ('none called', '--main', 'ros.yaml#1'),

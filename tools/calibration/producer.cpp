@@ -1,5 +1,6 @@
 #include "calibration/producer.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace {
@@ -19,6 +20,26 @@ void storeFloats(Image& image, std::size_t offset, const Floats& values) {
 }
 
 }  // namespace
+
+CameraIntrinsics intrinsicsFrom(const Camera& camera, const Words& coeff) {
+    CameraIntrinsics stored = {camera.width,
+                               camera.height,
+                               static_cast<float>(camera.cx),
+                               static_cast<float>(camera.cy),
+                               static_cast<float>(camera.fx),
+                               static_cast<float>(camera.fy),
+                               {}};
+    std::copy(coeff.begin(), coeff.end(), stored.coeff);
+    return stored;
+}
+
+Words coefficientsFrom(const Lens& lens) {
+    Words words{};
+    for (std::size_t i = 0; i < 5; ++i) {
+        words[i] = std::bit_cast<uint32_t>(static_cast<float>(lens.terms[i]));
+    }
+    return words;
+}
 
 void storeCamera(Image& image, std::size_t block, const CameraIntrinsics& camera) {
     storeWord(image, block + CALIBMAP_IMAGE_HEIGHT, static_cast<uint32_t>(camera.imageHeight));

@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr double wholeViewAngle = 90;
+
 /** Writes the file and has the library read it again. */
 void writeImage(const Image& image, const std::string& path) {
     OutputFile file(path);
@@ -46,13 +48,21 @@ void make(const MakeOptions& options, MakeReport& report) {
     if (!options.residuals.empty() && options.residuals == options.output) {
         throw Failure(options.output, "is to be the file and the picture", "choose another name");
     }
+    if (options.maxAngle && (options.main.empty() || !options.points.empty())) {
+        throw Failure("--max-angle",
+                      options.points.empty() ? "there is no lens to fit, the models are those of "
+                                               "--from"
+                                             : "there is no lens to fit, the models are fitted to "
+                                               "--points",
+                      "leave it out");
+    }
     Image image = startingImage(options);
     const std::optional<Lens> lens = storeFields(options, image, report);
     FitSource source;
     if (!options.points.empty()) {
         source.pairs = readPointPairs(options.points);
     } else if (lens) {
-        source.view = View{*lens, options.maxAngle * std::numbers::pi / 180};
+        source.view = View{*lens, report.maxAngle * std::numbers::pi / 180};
     }
     const bool hasNewModels = source.view || !source.pairs.empty();
     if (hasNewModels) {
@@ -78,7 +88,7 @@ void make(const MakeOptions& options, MakeReport& report) {
 int run(const MakeOptions& options) {
     MakeReport report{};
     report.file = options.output;
-    report.maxAngle = options.maxAngle;
+    report.maxAngle = options.maxAngle.value_or(wholeViewAngle);
     report.tolerance = options.tolerance;
     std::FILE* const told = options.output == "-" || options.residuals == "-" ? stderr : stdout;
     try {
@@ -93,7 +103,7 @@ int run(const MakeOptions& options) {
     return exitGood;
 }
 
-void addCameraOptions(Command& command, MakeOptions& options) {
+void addSources(Command& command, MakeOptions& options) {
     command.text("--main", options.main, "FILE[#CAMERA]",
                  "The main camera, as a calibration program wrote it");
     command.text("--sub", options.sub, "FILE[#CAMERA]", "The sub camera, likewise");
@@ -102,12 +112,7 @@ void addCameraOptions(Command& command, MakeOptions& options) {
     command.text("--points", options.points, "FILE.csv",
                  "Fit measured points instead of the lens of --main");
     command.text("--from", options.from, "OLD.bin", "Start from a file and change what is given");
-    command.number("--width", options.width, 1, 16384, "Image width in pixels, where no file says");
-    command.number("--height", options.height, 1, 16384, "Image height in pixels");
-    command.number("--fx", options.fx, 1.0, 1e6, "Focal length along x in pixels");
-    command.number("--fy", options.fy, 1.0, 1e6, "Focal length along y in pixels");
-    command.number("--cx", options.cx, -1e5, 1e5, "Principal point, x in pixels");
-    command.number("--cy", options.cy, -1e5, 1e5, "Principal point, y in pixels");
+    addCameraOptions(command, options.camera, 1);
     command.number("--sub-width", options.subWidth, 1, 16384, "The sub camera's image width");
     command.number("--sub-height", options.subHeight, 1, 16384, "The sub camera's image height");
 }
@@ -131,10 +136,10 @@ void addMake(Program& program) {
     auto [command, options] =
         program.add("make", run, "Write a device's file from what calibration programs write");
     command.output(options->output, "The file to write, or - for standard output");
-    addCameraOptions(command, *options);
+    addSources(command, *options);
     addFileOptions(command, *options);
     command.number("--max-angle", options->maxAngle, 1.0, 90.0,
-                   "Fit only what the lens sees within so many degrees of its axis");
+                   "Fit only what the lens sees within so many degrees of its axis (all: 90)");
     command.number("--tolerance", options->tolerance, 0.0, 1e6,
                    "Largest error of the maps in pixels; for points, the root mean square");
     command.flag("--unproved", options->isUnproved,
@@ -145,6 +150,8 @@ void addMake(Program& program) {
     command.explain(
         "Reads YAML of OpenCV's FileStorage (of its calibration sample, and of its stereo sample\n"
         "with FILE#1 or FILE#2), ROS camera_info, and Kalibr camera chains with FILE#cam0.\n"
+        "--width, --height, --fx, --fy, --cx and --cy say what no calibration says, or change the\n"
+        "camera of --from.\n"
         "A line of FILE.csv holds straight column, straight row, recorded column, recorded row in\n"
         "pixels. Both models are fitted, the library computes their maps, and these are compared\n"
         "with the lens at every pixel before anything is written.\n\n"

@@ -115,11 +115,7 @@ std::optional<Words> coefficientsOf(const CameraDescription& camera) {
     if (camera.lens.kind != LensKind::radialTangential || camera.termCount > 5) {
         return std::nullopt;
     }
-    Words words{};
-    for (std::size_t i = 0; i < 5; ++i) {
-        words[i] = std::bit_cast<uint32_t>(static_cast<float>(camera.lens.terms[i]));
-    }
-    return words;
+    return coefficientsFrom(camera.lens);
 }
 
 Words wordsAt(const Image& image, std::size_t offset) {
@@ -130,45 +126,30 @@ Words wordsAt(const Image& image, std::size_t offset) {
     return words;
 }
 
-void storeNumbers(Image& image, std::size_t block, const Camera& camera, const Words& coeff) {
-    CameraIntrinsics stored = {camera.width,
-                               camera.height,
-                               static_cast<float>(camera.cx),
-                               static_cast<float>(camera.cy),
-                               static_cast<float>(camera.fx),
-                               static_cast<float>(camera.fy),
-                               {}};
-    std::copy(coeff.begin(), coeff.end(), stored.coeff);
-    storeCamera(image, block, stored);
-}
-
 /** Size, focal lengths and principal point, from the calibration, the options or the old file. */
 Camera mainCameraFrom(const MakeOptions& options, const std::optional<CameraDescription>& described,
                       const Camera& old) {
-    const bool keepsOld = !options.from.empty() && !described;
-    const auto number = [&](const char* option, auto given, auto inFile, auto before) {
-        using Value = decltype(before);
-        if (keepsOld) {
-            return given.value_or(before);
-        }
-        return agreed<Value>(described ? inputName(options.main) : "the main camera", option,
-                             inFile, given);
-    };
-    const auto known = [&](double CameraDescription::*member) {
-        return described ? std::optional((*described).*member) : std::nullopt;
-    };
-    using Pixels = std::optional<int32_t>;
-    return {
-        number("--width", options.width, described ? described->width : Pixels(), old.width),
-        number("--height", options.height, described ? described->height : Pixels(), old.height),
-        number("--fx", options.fx, known(&CameraDescription::fx), old.fx),
-        number("--fy", options.fy, known(&CameraDescription::fy), old.fy),
-        number("--cx", options.cx, known(&CameraDescription::cx), old.cx),
-        number("--cy", options.cy, known(&CameraDescription::cy), old.cy)};
+    if (!options.from.empty() && !described) {
+        return withGiven(old, options.camera);
+    }
+    const std::string source = described ? inputName(options.main) : "the main camera";
+    const CameraOptions& given = options.camera;
+    CameraOptions inFile;
+    if (described) {
+        inFile = {described->width, described->height, described->fx,
+                  described->fy,    described->cx,     described->cy};
+    }
+    return {agreed(source, "--width", inFile.width, given.width),
+            agreed(source, "--height", inFile.height, given.height),
+            agreed(source, "--fx", inFile.fx, given.fx),
+            agreed(source, "--fy", inFile.fy, given.fy),
+            agreed(source, "--cx", inFile.cx, given.cx),
+            agreed(source, "--cy", inFile.cy, given.cy)};
 }
 
-/** Fills in the main camera and returns its lens, if a calibration describes one. */
-std::optional<Lens> storeMain(const MakeOptions& options, Image& image, MakeReport& report) {
+/** Fills in the main camera and returns what a calibration says of it, if there is one. */
+std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& image,
+                                           MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_MAIN_BLOCK;
     std::optional<CameraDescription> described;
     if (!options.main.empty()) {
@@ -186,26 +167,31 @@ std::optional<Lens> storeMain(const MakeOptions& options, Image& image, MakeRepo
         report.coefficients =
             own ? "k1, k2, p1, p2, k3, 0 of the lens" : "zero, six words cannot hold this lens";
     }
-    storeNumbers(image, block, mainCameraFrom(options, described, mainCameraOf(image)), coeff);
+    storeCamera(image, block,
+                intrinsicsFrom(mainCameraFrom(options, described, mainCameraOf(image)), coeff));
     report.mainCamera = described ? inputName(options.main) : origin;
     report.camera = mainCameraOf(image);
-    return described ? std::optional(described->lens) : std::nullopt;
+    return described;
 }
 
-void storeSub(const MakeOptions& options, Image& image, MakeReport& report) {
+/** Fills in the sub camera and returns what a calibration says of it, if there is one. */
+std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& image,
+                                          MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_SUB_BLOCK;
+    std::optional<CameraDescription> described;
     report.subCamera =
         options.from.empty() ? "none given, all zero" : "as in " + inputName(options.from);
     if (!options.sub.empty()) {
         const std::string name = inputName(options.sub);
-        const CameraDescription sub = readCameraFile(options.sub, options.isFisheye);
+        described = readCameraFile(options.sub, options.isFisheye);
+        const CameraDescription& sub = *described;
         const Camera camera = {agreed(name, "--sub-width", sub.width, options.subWidth),
                                agreed(name, "--sub-height", sub.height, options.subHeight),
                                sub.fx,
                                sub.fy,
                                sub.cx,
                                sub.cy};
-        storeNumbers(image, block, camera, coefficientsOf(sub).value_or(Words{}));
+        storeCamera(image, block, intrinsicsFrom(camera, coefficientsOf(sub).value_or(Words{})));
         report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name;
     } else if (options.subWidth || options.subHeight) {
         throw Failure("the sub camera", "has a size, but nothing else", "add --sub");
@@ -219,13 +205,81 @@ void storeSub(const MakeOptions& options, Image& image, MakeReport& report) {
         storeWords(image, CALIBMAP_EXTRINSIC_BLOCK, wordsFrom("--extrinsics", options.extrinsics));
         report.extrinsics = "as given";
     }
+    return described;
+}
+
+/** Refuses --fisheye when no lens that is made use of has been read as one. */
+void refuseIdleFisheye(const MakeOptions& options, const std::optional<CameraDescription>& main,
+                       const std::optional<CameraDescription>& sub) {
+    const auto isFisheye = [](const std::optional<CameraDescription>& camera) {
+        return camera && camera->lens.kind == LensKind::equidistant;
+    };
+    const bool isMainUsed = main && options.points.empty();
+    if (!options.isFisheye || (isMainUsed && isFisheye(main)) || isFisheye(sub)) {
+        return;
+    }
+    if (isMainUsed || sub) {
+        throw Failure("--fisheye",
+                      inputName(isMainUsed ? options.main : options.sub) +
+                          " names the model of its lens, and that is no fisheye lens",
+                      "leave it out");
+    }
+    const char* const origin = options.points.empty() ? "the models are those of --from"
+                                                      : "the models are fitted to --points";
+    throw Failure("--fisheye", std::string("there is no lens to read, ") + origin, "leave it out");
+}
+
+/** The shape of the models along one axis, and how its parts are called. */
+struct AxisShape {
+    char axis;
+    const char* matrixSide;
+    int order;
+    int pieces;
+    int fittingOrder;
+    int fittingPieces;
+    bool isOrderGiven;
+    bool isPiecesGiven;
+};
+
+/** Refuses an order or a number of pieces of which the library makes no map; says what fits. */
+void refuseMisfit(const std::string& from, const AxisShape& shape) {
+    const std::string orderOption = format("--%c-order", shape.axis);
+    const std::string piecesOption = format("--%c-pieces", shape.axis);
+    const std::string unproved = ", or --unproved to make a file that ought to be refused";
+    if (shape.order != shape.fittingOrder) {
+        std::string wrong = format(
+            "order %d with the %d pieces between %d break points makes %d + %d - 1 = %d B-splines, "
+            "and the correction matrices have %d %s",
+            shape.order, shape.fittingPieces, shape.fittingPieces + 1, shape.order,
+            shape.fittingPieces, shape.order + shape.fittingPieces - 1,
+            shape.fittingOrder + shape.fittingPieces - 1, shape.matrixSide);
+        if (shape.isPiecesGiven && shape.pieces != shape.fittingPieces) {
+            wrong += "; " + piecesOption + " does not change the break points";
+        }
+        throw Failure(shape.isOrderGiven ? orderOption : inputName(from), wrong,
+                      format("give %s %d", orderOption.c_str(), shape.fittingOrder) + unproved);
+    }
+    if (shape.pieces == 0) {
+        throw Failure(shape.isPiecesGiven ? piecesOption : inputName(from),
+                      "with 0 pieces the library makes no map",
+                      format("give %s %d", piecesOption.c_str(), shape.fittingPieces) + unproved);
+    }
 }
 
 void storeFlags(const MakeOptions& options, Image& image, MakeReport& report) {
     const ModelShape old = modelShapeOf(image);
-    storeShape(image,
-               {options.xOrder.value_or(old.xOrder), options.yOrder.value_or(old.yOrder),
-                options.xPieces.value_or(old.xPieces), options.yPieces.value_or(old.yPieces)});
+    const ModelShape shape = {
+        options.xOrder.value_or(old.xOrder), options.yOrder.value_or(old.yOrder),
+        options.xPieces.value_or(old.xPieces), options.yPieces.value_or(old.yPieces)};
+    if (!options.isUnproved) {
+        refuseMisfit(options.from, {'x', "columns", shape.xOrder, shape.xPieces,
+                                    fittingShape.xOrder, fittingShape.xPieces,
+                                    options.xOrder.has_value(), options.xPieces.has_value()});
+        refuseMisfit(options.from, {'y', "rows", shape.yOrder, shape.yPieces, fittingShape.yOrder,
+                                    fittingShape.yPieces, options.yOrder.has_value(),
+                                    options.yPieces.has_value()});
+    }
+    storeShape(image, shape);
     image[CALIBMAP_PASS_FLAG] =
         static_cast<uint8_t>(options.pass.value_or(image[CALIBMAP_PASS_FLAG]));
     report.passFlag = image[CALIBMAP_PASS_FLAG];
@@ -238,8 +292,9 @@ Image startingImage(const MakeOptions& options) {
 }
 
 std::optional<Lens> storeFields(const MakeOptions& options, Image& image, MakeReport& report) {
-    const std::optional<Lens> lens = storeMain(options, image, report);
-    storeSub(options, image, report);
+    const std::optional<CameraDescription> main = storeMain(options, image, report);
+    const std::optional<CameraDescription> sub = storeSub(options, image, report);
+    refuseIdleFisheye(options, main, sub);
     storeFlags(options, image, report);
-    return lens;
+    return main ? std::optional(main->lens) : std::nullopt;
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "commands/camera_options.h"
 #include "lens/proof.h"
 
 /** What the command line of `make` asks for; a text that was not given is empty. */
@@ -13,12 +14,7 @@ struct MakeOptions {
     std::string sub;
     std::string points;
     std::string from;
-    std::optional<int32_t> width;
-    std::optional<int32_t> height;
-    std::optional<double> fx;
-    std::optional<double> fy;
-    std::optional<double> cx;
-    std::optional<double> cy;
+    CameraOptions camera;
     std::optional<int32_t> subWidth;
     std::optional<int32_t> subHeight;
     bool isFisheye = false;
@@ -30,7 +26,7 @@ struct MakeOptions {
     std::optional<int32_t> xPieces;
     std::optional<int32_t> yPieces;
     std::optional<int32_t> pass;
-    double maxAngle = 90;
+    std::optional<double> maxAngle; /**< degrees; 90, the whole view, unless given */
     double tolerance = usualTolerance;
     std::string residuals;
     bool isJson = false;

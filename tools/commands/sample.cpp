@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <optional>
 
 #include "calibration/image.h"
 #include "calibration/maps.h"
 #include "calibration/producer.h"
+#include "commands/camera_options.h"
 #include "commands/commands.h"
 #include "failure.h"
 #include "lens/model.h"
@@ -18,12 +18,7 @@ namespace {
 
 struct SampleOptions {
     std::string output;
-    std::optional<int32_t> width;
-    std::optional<int32_t> height;
-    std::optional<double> fx;
-    std::optional<double> fy;
-    std::optional<double> cx;
-    std::optional<double> cy;
+    CameraOptions camera;
     std::optional<double> k1;
     std::optional<double> k2;
     std::optional<double> p1;
@@ -37,18 +32,12 @@ constexpr Camera demonstrationCamera = {640, 480, 425, 425, 318.7, 242.3};
 constexpr std::array demonstrationLens = {-0.28, 0.09, 0.0004, -0.0003, -0.012};
 
 Camera cameraOf(const SampleOptions& options) {
-    Camera camera = demonstrationCamera;
-    camera.width = options.width.value_or(camera.width);
-    camera.height = options.height.value_or(camera.height);
-    if (options.width || options.height) {
+    Camera camera = withGiven(demonstrationCamera, options.camera);
+    if (options.camera.width || options.camera.height) {
         camera.cx = (camera.width - 1) / 2.0;
         camera.cy = (camera.height - 1) / 2.0;
     }
-    camera.fx = options.fx.value_or(camera.fx);
-    camera.fy = options.fy.value_or(camera.fy);
-    camera.cx = options.cx.value_or(camera.cx);
-    camera.cy = options.cy.value_or(camera.cy);
-    return camera;
+    return withGiven(camera, options.camera);
 }
 
 Lens lensOf(const SampleOptions& options) {
@@ -62,26 +51,12 @@ Lens lensOf(const SampleOptions& options) {
     return lens;
 }
 
-CameraIntrinsics intrinsicsOf(const Camera& camera, const Lens& lens) {
-    CameraIntrinsics result = {camera.width,
-                               camera.height,
-                               static_cast<float>(camera.cx),
-                               static_cast<float>(camera.cy),
-                               static_cast<float>(camera.fx),
-                               static_cast<float>(camera.fy),
-                               {}};
-    for (std::size_t i = 0; i < demonstrationLens.size(); ++i) {
-        result.coeff[i] = std::bit_cast<uint32_t>(static_cast<float>(lens.terms[i]));
-    }
-    return result;
-}
-
 int run(const SampleOptions& options) {
     const View view = wholeView(lensOf(options));
     // A sub camera and an arrangement of the two as they may be found in a telephone: colour, full
     // HD, 25 mm beside the main camera and parallel to it.
     CalibrationContent content = {
-        .mainCamera = intrinsicsOf(cameraOf(options), view.lens),
+        .mainCamera = intrinsicsFrom(cameraOf(options), coefficientsFrom(view.lens)),
         .subCamera = {1920, 1080, 961.2F, 538.4F, 1402.5F, 1402.5F, {}},
         .extrinsics = {0, 0, 0, 1, 25, 0},
         .shape = fittingShape,
@@ -121,12 +96,7 @@ void addSample(Program& program) {
     auto [command, options] =
         program.add("sample", run, "Write a valid calibration file for a made-up device");
     command.output(options->output, "The file to write, or - for standard output");
-    command.number("--width", options->width, 16, 16384, "Image width in pixels");
-    command.number("--height", options->height, 16, 16384, "Image height in pixels");
-    command.number("--fx", options->fx, 1.0, 1e6, "Focal length along x in pixels");
-    command.number("--fy", options->fy, 1.0, 1e6, "Focal length along y in pixels");
-    command.number("--cx", options->cx, -1e5, 1e5, "Principal point, x in pixels");
-    command.number("--cy", options->cy, -1e5, 1e5, "Principal point, y in pixels");
+    addCameraOptions(command, options->camera, 16);
     command.number("--k1", options->k1, -1e3, 1e3, "Brown-Conrady radial coefficient of r^2");
     command.number("--k2", options->k2, -1e3, 1e3, "Radial coefficient of r^4");
     command.number("--p1", options->p1, -1e3, 1e3, "First tangential coefficient");
