@@ -175,7 +175,7 @@ class PageTest(unittest.TestCase):
         self.expect_verdict(orders)
         self.expect_answer(orders)
         # A page has less memory than a device, and says so.
-        path = self.write('size.bin', sized(self.image, 16000, 16000))
+        path = self.write('size.bin', sized(self.image, 16383, 16383))
         self.expect_verdict(path)
         self.assertRegex(self.browser.text('#map .refusal'), r'No map( \(status 7\))?: .*memory')
         self.browser.set_ratio(16)
