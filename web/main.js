@@ -113,7 +113,7 @@ function showResults() {
   const isAsked = file && Number.isInteger(ratio) && Math.abs(ratio) < 2 ** 31;
   mapView.show(isAsked ? { file, direction, ratio } : null);
   comparisonView.show(isAsked && accepted.length === mostFiles ? { files: accepted, direction, ratio } : null);
-  photoView.show(file ? { file, direction } : null, state.photo);
+  photoView.show(file && state.photo ? { file, direction, photo: state.photo } : null);
 }
 
 find('#chooser').addEventListener('change', ({ target }) => {

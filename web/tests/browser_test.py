@@ -258,6 +258,14 @@ class PageTest(unittest.TestCase):
         self.assertLess(gap, 1000)
         self.expect_map_as_native(large, 'undistort')
 
+    def test_forgets_a_file_that_is_removed_while_it_is_drawn(self):
+        self.browser.find('#chooser').send_keys(self.write('removed.bin', sized(self.image, 6000, 4000)))
+        self.browser.wait("document.querySelector('#map').ariaBusy === 'true'")
+        self.browser.wait("!document.querySelector('#progress').hidden")
+        self.browser.find('.card button').click()
+        self.browser.wait("document.querySelector('#progress').hidden")
+        self.assertEqual(self.browser.text('#notice'), 'removed.bin has been removed.')
+
     # ---- Photos and pairs --------------------------------------------------------------------------------------
 
     def test_straightens_and_bends_a_photo(self):

@@ -1,28 +1,19 @@
 /** Two files beside each other: how far their maps are apart. */
 import { find, offerPicture } from './elements.js';
 import { makeFigure } from './figure.js';
-import { latestOnly } from './latest.js';
+import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 
 /** `show(request)` shows {files, direction, ratio}, or nothing for null. */
 export function buildComparisonView(bridge, onError) {
   const section = find('#comparison');
   const element = find('.figure', section);
-  const figure = makeFigure(element, () => show(request));
+  const figure = makeFigure(element, () => view.show(view.request));
   const numbers = find('.numbers', section);
   const save = find('.save-picture', section);
-  let request = null;
-  const latest = latestOnly(section, onError);
+  const view = latestIn(section, draw, onError);
 
-  function show(next) {
-    request = next;
-    section.hidden = request === null;
-    if (request !== null) {
-      latest(draw);
-    }
-  }
-
-  async function draw(signal) {
+  async function draw(request, signal) {
     const { files, direction } = request;
     element.hidden = save.hidden = false;
     const layout = figure.layoutFor(files[0].camera);
@@ -44,8 +35,8 @@ export function buildComparisonView(bridge, onError) {
     }
   }
 
-  save.addEventListener('click', () => offerPicture(figure.canvas, `difference-${request.direction}.png`));
-  return { show };
+  save.addEventListener('click', () => offerPicture(figure.canvas, `difference-${view.request.direction}.png`));
+  return view;
 }
 
 function describe(drift, files) {

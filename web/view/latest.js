@@ -1,16 +1,24 @@
 /**
- * For a section whose content is asked for faster than it can be made: the function that is returned runs
- * `work(signal)` for the latest wish and ends the one before. Meanwhile the section is marked as busy.
+ * For a section whose content is asked for faster than it can be made. `show(request)` has `draw(request, signal)` make
+ * the content for the latest request, which `request` holds, and ends the work on the one before; null hides the
+ * section. Meanwhile it is marked as busy.
  */
-export function latestOnly(section, onError) {
+export function latestIn(section, draw, onError) {
   let canceller = new AbortController();
-  return async (work) => {
+  const view = { request: null, show };
+
+  async function show(request) {
     canceller.abort();
     canceller = new AbortController();
     const { signal } = canceller;
-    section.setAttribute('aria-busy', 'true');
+    view.request = request;
+    section.hidden = request === null;
+    section.setAttribute('aria-busy', !section.hidden);
+    if (section.hidden) {
+      return;
+    }
     try {
-      await work(signal);
+      await draw(request, signal);
     } catch (error) {
       if (!signal.aborted) {
         onError(error);
@@ -19,5 +27,6 @@ export function latestOnly(section, onError) {
     if (!signal.aborted) {
       section.setAttribute('aria-busy', 'false');
     }
-  };
+  }
+  return view;
 }

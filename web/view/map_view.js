@@ -3,7 +3,7 @@ import { onPlot, pixelAt } from '../pictures/geometry.js';
 import { whyNoMap } from '../library/verdict.js';
 import { find, make, offer, offerPicture, stemOf } from './elements.js';
 import { makeFigure } from './figure.js';
-import { latestOnly } from './latest.js';
+import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 
 const texts = {
@@ -26,23 +26,14 @@ const texts = {
 /** `bridge` computes; `onError` is told what went wrong. `show(request)` shows what a task is asked for. */
 export function buildMapView(bridge, onError) {
   const section = find('#map');
-  const figure = makeFigure(find('.figure', section), () => show(request));
+  const figure = makeFigure(find('.figure', section), () => view.show(view.request));
   const marker = find('.marker', section);
   const output = find('output', section);
   const [column, row] = [find('#column'), find('#row')];
-  let request = null;
   let place = null;
-  const latest = latestOnly(section, onError);
+  const view = latestIn(section, draw, onError);
 
-  function show(next) {
-    request = next;
-    section.hidden = request === null;
-    if (request !== null) {
-      latest(draw);
-    }
-  }
-
-  async function draw(signal) {
+  async function draw(request, signal) {
     const { file, direction } = request;
     const words = texts[direction];
     const title = `${words.title} of ${file.name}`;
@@ -53,7 +44,7 @@ export function buildMapView(bridge, onError) {
     const answer = await withProgress(`Drawing the map of ${file.name}`, (onProgress) =>
       bridge.run('drawMap', { request, layout }, { onProgress, signal }),
     );
-    showRefusal(answer);
+    showRefusal(request, answer);
     heading.classList.toggle('is-in-picture', Boolean(answer.shapes) && !layout.isCompact);
     if (answer.shapes) {
       const { rows, cols } = answer.numbers;
@@ -66,7 +57,7 @@ export function buildMapView(bridge, onError) {
     }
   }
 
-  function showRefusal({ status, words, shapes }) {
+  function showRefusal(request, { status, words, shapes }) {
     find('.result', section).hidden = !shapes;
     const refusal = find('.refusal', section);
     refusal.replaceChildren();
@@ -86,12 +77,13 @@ export function buildMapView(bridge, onError) {
 
   /** Shows where the map takes a pixel of its image. */
   async function moveTo(pixel, isSpoken = true) {
+    const { request } = view;
     const { file, direction } = request;
     const inside = (value, size) => Math.min(Math.max(value, 0), size - 1);
     place = { x: inside(pixel.x, file.camera.width), y: inside(pixel.y, file.camera.height) };
     const asked = { request, pixel: place };
     const target = await bridge.run('lookUp', asked);
-    if (asked.request !== request || asked.pixel !== place) {
+    if (request !== view.request || asked.pixel !== place) {
       return;
     }
     for (const [input, value] of [
@@ -170,13 +162,16 @@ export function buildMapView(bridge, onError) {
     });
   }
 
-  const savedName = () => `${stemOf(request.file.name)}-${request.direction}`;
-  find('.save-picture', section).addEventListener('click', () => offerPicture(figure.canvas, `${savedName()}.png`));
+  const savedName = ({ file, direction }) => `${stemOf(file.name)}-${direction}`;
+  find('.save-picture', section).addEventListener('click', () =>
+    offerPicture(figure.canvas, `${savedName(view.request)}.png`),
+  );
   find('.save-map', section).addEventListener('click', () => {
-    const name = `${savedName()}-${request.ratio}.npy`;
+    const { request } = view;
+    const name = `${savedName(request)}-${request.ratio}.npy`;
     withProgress('Writing the map', () => bridge.run('saveMap', { request }))
       .then((blob) => offer(blob, name))
       .catch(onError);
   });
-  return { show };
+  return view;
 }

@@ -1,7 +1,7 @@
 /** A photo of the main camera before and after, with a slider between the two. */
 import { whyNoMap } from '../library/verdict.js';
 import { find, make, offerPicture, stemOf } from './elements.js';
-import { latestOnly } from './latest.js';
+import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 
 /** Reads a picture file: {name, bitmap}. */
@@ -9,7 +9,7 @@ export async function readPhoto(file) {
   return { name: file.name, bitmap: await createImageBitmap(file, { colorSpaceConversion: 'none' }) };
 }
 
-/** `show(request, photo)` shows a photo through {file, direction}, or nothing where either is null. */
+/** `show(request)` shows {file, direction, photo}: the photo as the map of the file sees it, or nothing for null. */
 export function buildPhotoView(bridge, onError) {
   const section = find('#photo');
   const [before, after] = [find('.before', section), find('.after', section)];
@@ -17,16 +17,9 @@ export function buildPhotoView(bridge, onError) {
   const help = find('.help', section);
   const result = find('.result', section);
   let saved = null;
-  const latest = latestOnly(section, onError);
+  const view = latestIn(section, draw, onError);
 
-  function show(request, photo) {
-    section.hidden = !request || !photo;
-    if (!section.hidden) {
-      latest((signal) => draw(request, photo, signal));
-    }
-  }
-
-  async function draw({ file, direction }, photo, signal) {
+  async function draw({ file, direction, photo }, signal) {
     const verb = direction === 'undistort' ? 'straightened' : 'bent';
     find('h2', section).textContent = `${photo.name}, ${verb} by ${file.name}`;
     after.setAttribute('aria-label', `The photo, ${verb}`);
@@ -76,7 +69,7 @@ export function buildPhotoView(bridge, onError) {
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
   find('.save-picture', section).addEventListener('click', () => offerPicture(after, saved));
-  return { show };
+  return view;
 }
 
 /** How the photo differs from what the camera records: {isFatal, words}, or null. */
