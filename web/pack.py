@@ -49,7 +49,7 @@ def main():
     page = inserted(page, 'POLICY', policy(page))
     with open(parts.output, 'w', encoding='utf-8') as file:
         file.write(page)
-    limit = 400_000
+    limit = 230_000
     size = os.path.getsize(parts.output)
     if size > limit:
         raise SystemExit(f'{parts.output} has {size} bytes, more than {limit}')

@@ -6,21 +6,23 @@
  * A `file` is {key, bytes, size, camera}: a name for its content, its first bytes, or null when they cannot be
  * read, how many it has, and once it has been examined its main camera. A `request` is {file, direction, ratio}.
  */
-import { checkFile, computeMap, examineRanges, readParameters, startLibrary } from './library/calibmap.js';
+import { checkFile, computeMap, examineRanges, examineUse, readParameters, startLibrary } from './library/calibmap.js';
 import { codes, layout as fields } from './library/layout.js';
 import { countOutside, displacementsOf, driftBetween, mapped, summaryOf } from './maps/coordinate_map.js';
 import { npyFile } from './maps/npy.js';
 import { remapped } from './maps/remap.js';
 import { makeShapes } from './pictures/shapes.js';
 
-/** Whether a device accepts a file and why not; its parameters, if it does. */
+/** Whether a device accepts a file and why not; if it does, whether it can be used, and its parameters. */
 async function examine(module, { file }) {
   const library = await startLibrary(module, file.bytes);
   const result = { size: file.size, isReadable: file.bytes !== null, ...checkFile(library) };
   const isComplete = result.isReadable && file.bytes.length >= fields.CALIBMAP_FILE_SIZE;
   result.ranges = isComplete ? examineRanges(library, file.bytes) : [];
   result.passFlag = isComplete ? file.bytes[fields.CALIBMAP_PASS_FLAG] : null;
-  result.parameters = result.status === codes.CALIBMAP_SUCCESS ? readParameters(library, file.bytes) : null;
+  const isAccepted = result.status === codes.CALIBMAP_SUCCESS;
+  result.parameters = isAccepted ? readParameters(library, file.bytes) : null;
+  result.use = isAccepted ? examineUse(library, file.bytes) : null;
   return result;
 }
 

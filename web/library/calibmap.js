@@ -100,6 +100,19 @@ export function readParameters(library, image) {
   };
 }
 
+/**
+ * Whether the image of an accepted file can be used, {isUsable, findings}: what keeps it from that or, in one sentence,
+ * how well its maps agree.
+ */
+export function examineUse(library, image) {
+  const isUsable = allocate(library, 4);
+  const text = library.exports.examineUse(putImage(library, image), isUsable);
+  const memory = library.exports.memory.buffer;
+  const bytes = new Uint8Array(memory, text);
+  const lines = new TextDecoder().decode(bytes.subarray(0, bytes.indexOf(0))).split('\n');
+  return { isUsable: new DataView(memory).getInt32(isUsable, true) === 1, findings: lines.slice(0, -1) };
+}
+
 function request(library, direction, ratio, record) {
   return library.exports.DistortionProcess(flags[direction], ratio, 0, record);
 }

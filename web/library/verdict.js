@@ -1,23 +1,38 @@
 /** What the library's answer means, in the words of the command line program. */
 import { codes, layout } from './layout.js';
 
-/** {headline, reason, remedy} for what `examine` found; without reason and remedy when a device accepts the file. */
+const copyAgain = 'copy it from the device again';
+const calibrateAgain = 'have the device calibrated again';
+
+/**
+ * {isGood, headline, agreement, reasons, remedy} for what `examine` found: how well the maps of a file agree that can
+ * be used; what is wrong with any other, and what to do about it.
+ */
 export function verdictOf(examination) {
-  const { status } = examination;
-  if (status === codes.CALIBMAP_SUCCESS) {
-    return { headline: 'Accepted: a device takes this file', reason: '', remedy: '' };
+  const { status, use } = examination;
+  if (status !== codes.CALIBMAP_SUCCESS) {
+    const { reason, remedy } = reasonOf(examination);
+    return { isGood: false, headline: 'Refused: a device does not take this file', reasons: [reason], remedy };
   }
-  return { headline: 'Refused: a device does not take this file', ...reasonOf(examination) };
+  return use.isUsable
+    ? { isGood: true, headline: 'Accepted and usable: a device takes this file', agreement: `The ${use.findings[0]}.` }
+    : {
+        isGood: false,
+        headline: 'Accepted but not usable: a device takes this file, but cannot use it',
+        reasons: use.findings,
+        remedy: calibrateAgain,
+      };
 }
 
 function reasonOf({ status, size, isReadable, ranges, passFlag }) {
-  const copyAgain = 'copy it from the device again';
-  const calibrateAgain = 'have the device calibrated again';
   if (!isReadable) {
     return { reason: 'the browser cannot read it', remedy: 'check that it is a file and that you may read it' };
   }
   if (status === codes.CALIBMAP_FILE_UNREADABLE) {
-    return { reason: `it holds ${size} of the ${layout.CALIBMAP_FILE_SIZE} bytes`, remedy: copyAgain };
+    return {
+      reason: `it has ${size} bytes, and a calibration file ${layout.CALIBMAP_FILE_SIZE}`,
+      remedy: `check its size and permissions, or ${copyAgain}`,
+    };
   }
   if (status === codes.CALIBMAP_CHECKSUM_WRONG) {
     const wrong = damagedRanges(ranges).map((range) => range.name);

@@ -92,7 +92,7 @@ class PageTest(unittest.TestCase):
 
     def test_says_first_whether_a_device_accepts_a_file(self):
         self.browser.add(self.lens)
-        self.assertIn('Accepted: a device takes this file (status 0)', self.browser.text('.verdict'))
+        self.assertEqual('✓ Accepted and usable: a device takes this file (status 0)', self.browser.text('.verdict'))
         self.assertEqual(self.browser.text('samp'), '')
         self.assertEqual(self.browser.lines('.ranges'), ['✓ ' + name for name in RANGES])
         info = json.loads(self.native.run('info', self.lens, '--json'))
@@ -107,17 +107,71 @@ class PageTest(unittest.TestCase):
         self.assertIn(info['extrinsics'], shown.replace(' ', ''))
 
     def expect_verdict(self, path, damaged=()):
-        """The page gives the native library's status and words, and marks the damaged ranges."""
+        """The page gives the native library's status and words, the program's verdict, and marks the damaged ranges."""
         status, words = self.native.ask(path, 3)
         self.browser.open()
         self.browser.add(path)
         self.assertIn(f'(status {status})', self.browser.text('.verdict'))
-        self.assertIn('Refused' if status else 'Accepted', self.browser.text('.verdict'))
+        self.expect_words_of_program(path)
         self.assertEqual(self.browser.lines('.card samp'), words)
         marked = [line[2:].split(':')[0] for line in self.browser.lines('.ranges .damaged') if line.startswith('✗')]
         self.assertEqual(marked, list(damaged))
         self.assertEqual(self.browser.run("return document.querySelector('#map').hidden"), status != 0)
         return status
+
+    def expect_words_of_program(self, path):
+        """Refused, accepted or usable, and why, as `calibmap check` has it."""
+        said = self.native.check(path)
+        grade = {(True, True): 'Accepted and usable', (True, False): 'Accepted but not usable',
+                 (False, False): 'Refused'}[said['accepted'], said['usable']]
+        self.assertIn(f' {grade}: ', self.browser.text('.verdict'))
+        card = self.browser.text('.card')
+        if said['usable']:
+            self.assertIn(f"The {said['line']}.", card)
+        elif said['accepted']:
+            [only] = re.findall(r'Why: (.*)\. What to do', card) or ['']
+            self.assertEqual(self.browser.lines('.reasons li') or [only], said['faults'])
+        else:
+            remedy = said['line'].removeprefix(said['reason'] + ', ')
+            self.assertIn(f"{said['reason']}. What to do: {remedy}.", card)
+        return said
+
+    def test_says_what_keeps_an_accepted_file_from_use(self):
+        undistortion, distortion = 13 + 2100, 13 + 88
+        x_breaks, x_correction, y_correction = 16, 108, 1060
+        size, focal_lengths, principal_point = 17, 25, 33
+
+        def floats(*values):
+            return struct.pack(f'<{len(values)}f', *values)
+
+        cases = {
+            'numbers': {undistortion + x_correction: floats(*[math.nan] * 3), distortion + x_breaks: b'\xff' * 4,
+                        distortion + y_correction + 40: floats(-math.inf)},
+            'sub camera': {4126 + 12: floats(math.nan)},
+            'orders': {97: b'\x06\x07'},
+            'pieces': {99: b'\0'},
+            'focal lengths': {focal_lengths: floats(-425.5, 0)},
+            'size': {size: struct.pack('<ii', 0, -640)},
+            'break points': {undistortion + x_breaks + 8: floats(3)},
+            'uncovered': {principal_point: floats(0, -20)},
+            'uncovered twice': {focal_lengths: floats(1e-40, 1e38)},
+            'large': {size: struct.pack('<ii', 16384, 16384), focal_lengths: floats(1e9, 1e9, 0, 0)},
+            'apart': {undistortion + x_correction + 120: floats(0.05)},
+            'out': {model + x_correction: floats(*[9] * 120) for model in (undistortion, distortion)},
+            'overflow': {**{undistortion + grid: bytes(480) for grid in (x_correction, y_correction)},
+                         distortion + x_correction: floats(*[3e38, -3e38] * 60)},
+        }
+        phrases = set()
+        for name, changes in cases.items():
+            with self.subTest(name):
+                path = self.write('unusable.bin', sealed(self.image, changes))
+                self.browser.open()
+                self.browser.add(path)
+                said = self.expect_words_of_program(path)
+                self.assertTrue(said['accepted'] and not said['usable'])
+                phrases.update(re.sub(r'[-\d.]+', '', fault) for fault in said['faults'])
+        # A case that only trips the rule of another one would go unseen.
+        self.assertGreater(len(phrases), 15)
 
     def test_says_why_a_file_is_refused(self):
         for name, (first, size) in RANGES.items():

@@ -1,4 +1,6 @@
 """The same questions put to the native library and its program, each in a process of its own."""
+import json
+import re
 import subprocess
 import sys
 
@@ -29,6 +31,14 @@ class Native:
         lines = done.stdout.split('\n')[:-1]
         status = [line for line in lines if line.startswith('STATUS ')]
         return int(status[0].split()[1]), sorted(set(lines) - set(status), key=lines.index)
+
+    def check(self, path):
+        """What `calibmap check` finds, as programs get it; and as 'line' what people read behind name and status."""
+        def output(*options):
+            return subprocess.run([self.program, 'check', *options, path], stdout=subprocess.PIPE, text=True,
+                                  check=False).stdout
+        line = output().removeprefix(path + ': ').strip()
+        return {**json.loads(output('--json')), 'line': re.sub(r'^.*?, status \d+[:,] ', '', line)}
 
     def run(self, *arguments, status=0):
         """Standard output of the program."""

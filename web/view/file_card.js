@@ -7,8 +7,7 @@ import { parameterRows } from './parameters.js';
 /** `other` is the second file, if there is one to compare with; `onRemove` is called by the button. */
 export function fileCard(file, other, onRemove) {
   const { examination } = file;
-  const { headline, reason, remedy } = verdictOf(examination);
-  const isAccepted = reason === '';
+  const verdict = verdictOf(examination);
   const remove = make('button', { className: 'quiet', type: 'button', textContent: 'Remove' });
   remove.setAttribute('aria-label', `Remove ${file.name}`);
   remove.addEventListener('click', onRemove);
@@ -17,13 +16,11 @@ export function fileCard(file, other, onRemove) {
     { className: 'card' },
     make('header', {}, make('h2', { textContent: file.name }), remove),
     make('p', {
-      className: `verdict ${isAccepted ? 'accepted' : 'refused'}`,
-      textContent: `${isAccepted ? '✓' : '✗'} ${headline} (status ${examination.status})`,
+      className: `verdict ${verdict.isGood ? 'good' : 'bad'}`,
+      textContent: `${verdict.isGood ? '✓' : '✗'} ${verdict.headline} (status ${examination.status})`,
     }),
+    ...explanation(verdict),
   );
-  if (!isAccepted) {
-    card.append(make('p', { textContent: `Why: ${reason}. What to do: ${remedy}.` }));
-  }
   if (examination.words.length > 0) {
     card.append(make('h3', { textContent: 'The library says' }));
     card.append(...examination.words.map((line) => make('samp', { textContent: line })));
@@ -37,6 +34,21 @@ export function fileCard(file, other, onRemove) {
     card.append(parameterTable(examination.parameters, other?.examination.parameters));
   }
   return card;
+}
+
+/** What stands below the headline. */
+function explanation({ isGood, agreement, reasons, remedy }) {
+  if (isGood) {
+    return [make('p', { textContent: agreement })];
+  }
+  if (reasons.length === 1) {
+    return [make('p', { textContent: `Why: ${reasons[0]}. What to do: ${remedy}.` })];
+  }
+  return [
+    make('p', { textContent: 'Why:' }),
+    make('ul', { className: 'reasons' }, ...reasons.map((reason) => make('li', { textContent: reason }))),
+    make('p', { textContent: `What to do: ${remedy}.` }),
+  ];
 }
 
 function bar(words, size, className) {
@@ -107,7 +119,7 @@ function checksumTable(ranges) {
   const damaged = damagedRanges(ranges);
   const rows = ranges.map((range) => ({
     texts: [range.name, `${range.first}..${range.first + range.size - 1}`, hex(range.stored), hex(range.computed)],
-    className: damaged.includes(range) ? 'refused' : '',
+    className: damaged.includes(range) ? 'bad' : '',
   }));
   const table = tableOf(['range', 'bytes', 'stored', 'computed'], rows);
   return details('Checksums', damaged.length > 0, table);
