@@ -48,7 +48,7 @@ async function mapOf(module, request) {
   return (await requestMap(module, request)).map;
 }
 
-/** The map of a request as a figure and in numbers, or why there is none. */
+/** The map of a request as a figure and in numbers, or why there is none: no map, or one that leads nowhere. */
 async function drawMap(module, { request, layout }, step) {
   const { status, words, map } = await requestMap(module, request);
   if (!map) {
@@ -56,6 +56,9 @@ async function drawMap(module, { request, layout }, step) {
   }
   const displacements = await displacementsOf(map, step);
   const summary = await summaryOf(displacements, step);
+  if (summary.isLost) {
+    return { status, words, isLost: true };
+  }
   const numbers = { rows: map.rows, cols: map.cols, outside: await countOutside(map, step), ...summary };
   return { status, words, numbers, shapes: await makeShapes(layout, displacements, summary, map, step) };
 }
@@ -90,7 +93,7 @@ async function compare(module, { files, direction, ratio, layout }, step) {
     const drift = await driftBetween(a, b, step);
     const summary = await summaryOf(drift, step);
     result.drift[either] = summary;
-    if (either === direction) {
+    if (either === direction && !summary.isLost) {
       result.shapes = await makeShapes(layout, drift, summary, null, step);
     }
   }

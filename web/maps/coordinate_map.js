@@ -85,7 +85,10 @@ async function fieldOf(map, lengthAt, step) {
   return { rows, cols, values, first: firstPixel(map), step: ratio };
 }
 
-/** A field in numbers: the largest value and its pixel, mean and root mean square; those not finite are `lost`. */
+/**
+ * A field in numbers: the largest value and its pixel, mean and root mean square; those not finite are `lost`, and
+ * with all of them the field is.
+ */
 export async function summaryOf({ rows, cols, values, first, step: pixels }, step) {
   let [largest, at, sum, squares, lost] = [0, 0, 0, 0, 0];
   for (let row = 0, i = 0; row < rows; ++row) {
@@ -106,7 +109,14 @@ export async function summaryOf({ rows, cols, values, first, step: pixels }, ste
   }
   const count = Math.max(values.length - lost, 1);
   const place = { x: first + pixels * (at % cols), y: first + pixels * Math.trunc(at / cols) };
-  return { largest, place, mean: sum / count, rootMeanSquare: Math.sqrt(squares / count), lost };
+  return {
+    largest,
+    place,
+    mean: sum / count,
+    rootMeanSquare: Math.sqrt(squares / count),
+    lost,
+    isLost: lost === values.length,
+  };
 }
 
 /** How many samples are taken to a place outside the image. */

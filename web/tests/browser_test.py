@@ -173,6 +173,19 @@ class PageTest(unittest.TestCase):
         # A case that only trips the rule of another one would go unseen.
         self.assertGreater(len(phrases), 15)
 
+    def test_takes_numbers_that_are_none_for_no_map(self):
+        """A map that leads nowhere is neither one without distortion nor equal to another."""
+        nowhere = self.write('nowhere.bin', sealed(self.image, {13 + 2100 + 108: struct.pack('<f', math.nan)}))
+        self.browser.add(nowhere, self.lens)
+        self.assertIn('No map can be right', self.browser.text('#map .refusal'))
+        self.assertFalse(self.browser.find('#map .result').is_displayed())
+        self.assertRegex(self.browser.text('#comparison .numbers'),
+                         r'^undistort: the maps cannot be compared, .* distort: the maps are equal\.$')
+        self.assertFalse(self.browser.find('#comparison canvas').is_displayed())
+        self.browser.choose('direction', 'distort')
+        self.assertEqual(self.browser.text('#map .refusal'), '')
+        self.assertTrue(self.browser.find('#comparison canvas').is_displayed())
+
     def test_says_why_a_file_is_refused(self):
         for name, (first, size) in RANGES.items():
             # Behind the last block there are bytes that only the whole file's checksum covers.

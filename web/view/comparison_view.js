@@ -40,12 +40,7 @@ export function buildComparisonView(bridge, onError) {
 }
 
 function describe(drift, files) {
-  const sentences = Object.entries(drift).map(([direction, { largest, place, rootMeanSquare }]) =>
-    largest === 0
-      ? `${direction}: the maps are equal.`
-      : `${direction}: largest difference ${largest.toFixed(6)} at (${place.x}, ${place.y}), root mean square ` +
-        `${rootMeanSquare.toFixed(6)} pixels.`,
-  );
+  const sentences = Object.entries(drift).map(([direction, summary]) => `${direction}: ${describeOne(summary)}.`);
   const sizes = files.map(({ camera }) => `${camera.width} x ${camera.height}`);
   if (sizes[0] !== sizes[1]) {
     sentences.push(`The images have different sizes, ${sizes.join(' and ')} pixels.`);
@@ -53,4 +48,17 @@ function describe(drift, files) {
     sentences.push('The library gives no maps to compare.');
   }
   return sentences.join(' ');
+}
+
+function describeOne({ largest, place, rootMeanSquare, lost, isLost }) {
+  if (isLost) {
+    return 'the maps cannot be compared, because one of them takes every sample to no place at all';
+  }
+  if (largest === 0 && lost === 0) {
+    return 'the maps are equal';
+  }
+  const numbers =
+    `largest difference ${largest.toFixed(6)} at (${place.x}, ${place.y}), root mean square ` +
+    `${rootMeanSquare.toFixed(6)} pixels`;
+  return lost > 0 ? `${numbers}, ${lost} samples taken to no place at all` : numbers;
 }

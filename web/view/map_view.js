@@ -57,11 +57,13 @@ export function buildMapView(bridge, onError) {
     }
   }
 
-  function showRefusal(request, { status, words, shapes }) {
+  function showRefusal(request, { status, words, shapes, isLost }) {
     find('.result', section).hidden = !shapes;
     const refusal = find('.refusal', section);
     refusal.replaceChildren();
-    if (!shapes) {
+    if (isLost) {
+      refusal.append('No map can be right: the library gives one that takes every sample to no place at all.');
+    } else if (!shapes) {
       const why = whyNoMap(status, request.file.camera, request.ratio);
       const statusText = status === null ? '' : ` (status ${status})`;
       refusal.append(`No map${statusText}: ${why}.`, ...words.map((line) => make('samp', { textContent: line })));
