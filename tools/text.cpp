@@ -5,8 +5,6 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <new>
 
 namespace {
 
@@ -40,27 +38,26 @@ std::size_t characterSize(const std::string& text, std::size_t at) {
 
 std::string format(const char* text, ...) {
     std::va_list arguments;
+    std::va_list again;
     va_start(arguments, text);
-    char* result = nullptr;
-    const int length = vasprintf(&result, text, arguments);
+    va_copy(again, arguments);
+    std::string line(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, text, arguments)), ' ');
     va_end(arguments);
-    if (length < 0) {
-        throw std::bad_alloc();
-    }
-    std::string line(result, static_cast<std::size_t>(length));
-    std::free(result);
+    std::vsnprintf(line.data(), line.size() + 1, text, again);
+    va_end(again);
     return line;
 }
 
 std::string decimal(double value, int decimals) {
     constexpr double largest = 1e9;
     constexpr double smallest = 1e-6;
-    const double size = std::abs(value);
-    const bool isTiny = size < smallest && size < 0.5 * std::pow(10, -decimals) && size > 0;
-    const bool isPower = std::isfinite(value) && size >= largest;
-    return isTiny    ? format("%.3g", value)
-           : isPower ? format("%.6g", value)
-                     : format("%.*f", decimals, value);
+    if (std::isfinite(value) && std::abs(value) >= largest) {
+        return format("%.6g", value);
+    }
+    const std::string text = format("%.*f", decimals, value);
+    const bool isTiny = value != 0 && std::abs(value) < smallest;
+    const bool showsNothing = text.find_first_of("123456789") == std::string::npos;
+    return isTiny && showsNothing ? format("%.3g", value) : text;
 }
 
 std::string shown(const std::string& text) {

@@ -1,13 +1,11 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "calibration/library_call.h"
 #include "calibration/maps.h"
-#include "calibration/round_trip.h"
-#include "calibration/soundness.h"
+#include "calibration/use.h"
 #include "calibration/verdict.h"
 #include "commands/commands.h"
 #include "failure.h"
@@ -27,44 +25,20 @@ struct CheckOptions {
 /** What can be said of one file. */
 struct Finding {
     Verdict verdict;
-    std::vector<std::string> faults; /**< what keeps an accepted file from being used */
-    std::optional<RoundTrip> trip;   /**< of a file whose maps can be made */
+    Use use; /**< of an accepted file */
 };
 
 bool isUsable(const Finding& finding) {
-    return finding.verdict.status == CALIBMAP_SUCCESS && finding.faults.empty();
-}
-
-/** Compares the two models with each other, once both maps could be made. */
-void checkRoundTrip(const Image& image, double tolerance, Finding& finding) {
-    finding.trip = roundTripOf(image);
-    const RoundTrip& trip = *finding.trip;
-    if (trip.compared == 0) {
-        finding.faults.emplace_back("the maps lead out of the image everywhere");
-    } else if (!(trip.largest <= tolerance)) {
-        finding.faults.push_back(
-            format("the maps do not undo each other: (%g, %g) comes back %s pixels away, beginning "
-                   "with the %s map",
-                   trip.place.x, trip.place.y, decimal(trip.largest, 3).c_str(),
-                   nameOf(trip.first).c_str()));
-    }
+    return finding.verdict.status == CALIBMAP_SUCCESS && finding.use.faults.empty();
 }
 
 Finding examineUse(const std::string& file, double tolerance, Image& image) {
-    Finding finding = {examine(file, image), {}, {}};
-    if (finding.verdict.status != CALIBMAP_SUCCESS) {
-        return finding;
-    }
-    finding.faults = faultsOf(image);
-    for (const Direction direction : {Direction::undistort, Direction::distort}) {
-        if (finding.faults.empty()) {
-            if (const auto refusal = refusalOfMap(image, direction)) {
-                finding.faults.push_back("no " + nameOf(direction) + " map: " + refusal->reason);
-            }
-        }
-    }
-    if (finding.faults.empty()) {
-        checkRoundTrip(image, tolerance, finding);
+    Finding finding = {examine(file, image), {}};
+    if (finding.verdict.status == CALIBMAP_SUCCESS) {
+        finding.use = useOf(image, tolerance, [](const Image& accepted, Direction direction) {
+            const auto refusal = refusalOfMap(accepted, direction);
+            return refusal ? refusal->reason : std::string();
+        });
     }
     return finding;
 }
@@ -83,12 +57,12 @@ void print(const std::string& file, const Finding& finding) {
     if (verdict.status != CALIBMAP_SUCCESS) {
         std::printf("%s: refused, status %d: %s, %s\n", name.c_str(), verdict.status,
                     verdict.reason.c_str(), verdict.remedy.c_str());
-    } else if (!finding.faults.empty()) {
+    } else if (!finding.use.faults.empty()) {
         std::printf("%s: accepted but not usable, status 0: %s\n", name.c_str(),
-                    joined(finding.faults).c_str());
+                    joined(finding.use.faults).c_str());
     } else {
-        std::printf("%s: accepted and usable, status 0, maps undo each other within %s pixels\n",
-                    name.c_str(), decimal(finding.trip->largest, 3).c_str());
+        std::printf("%s: accepted and usable, status 0, %s\n", name.c_str(),
+                    agreementOf(*finding.use.trip).c_str());
     }
 }
 
@@ -107,9 +81,9 @@ void printJson(const std::string& file, const Finding& finding, const Image& ima
                  {"accepted", verdict.status == CALIBMAP_SUCCESS},
                  {"usable", isUsable(finding)},
                  {"reason", verdict.reason},
-                 {"faults", finding.faults}};
-    if (finding.trip && finding.trip->compared > 0) {
-        const RoundTrip& trip = *finding.trip;
+                 {"faults", finding.use.faults}};
+    if (finding.use.trip && finding.use.trip->compared > 0) {
+        const RoundTrip& trip = *finding.use.trip;
         line["roundTrip"] = {{"largest", trip.largest},
                              {"at", {trip.place.x, trip.place.y}},
                              {"first", nameOf(trip.first)}};
