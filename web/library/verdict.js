@@ -64,6 +64,13 @@ export function whyNoMap(status, { width, height }, ratio) {
     return `the ratio is more than the image of ${width} x ${height} pixels has`;
   }
   const isLarge = (width / ratio) * (height / ratio) > 1e8;
-  const orMemory = isLarge ? ', or the memory of a page does not hold so large a map: try a larger ratio' : '';
-  return `the library refuses its models or its image size${orMemory}`;
+  if (!isLarge) {
+    return 'the library refuses its models';
+  }
+  const nextRatio = ratio === 1 ? 2 : ratio + 2;
+  const canBeCoarser = nextRatio <= Math.min(width, height);
+  return (
+    `a map of ${width} x ${height} pixels with ratio ${ratio} is too large for the library or the memory of a page` +
+    (canBeCoarser ? ': try a larger ratio' : '')
+  );
 }

@@ -238,6 +238,8 @@ class PageTest(unittest.TestCase):
                 path = self.write('size.bin', sized(self.image, width, height))
                 self.assertEqual(self.expect_verdict(path), 0)
                 self.expect_answer(path)
+                if min(width, height) == 1:
+                    self.assertNotIn('larger ratio', self.browser.text('#map .refusal'))
         orders = self.write('orders.bin', sealed(self.image, {97: b'\x06\x07'}))
         self.expect_verdict(orders)
         self.expect_answer(orders)
