@@ -94,5 +94,8 @@ int32_t getCameraIntrinsicAndExtrinsic(const char* path, CameraIntrinsics* mainC
 
 int32_t GetCameraIntrinsicAndExtrinsic(CameraIntrinsics* mainCamera, CameraIntrinsics* subCamera,
                                        CameraExtrinsics* extrinsics) {
+    if (isFileExists(calibin) != 0) {
+        return -1;
+    }
     return getCameraIntrinsicAndExtrinsic(calibin, mainCamera, subCamera, extrinsics);
 }

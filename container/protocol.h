@@ -1,6 +1,7 @@
 /**
  * The protocol that all five containers share: a record and a buffer in two heap blocks, counted as
- * live from the moment both exist until they are released through the address of the handle.
+ * live from the moment both exist until they are released through the address of the handle. A step
+ * of a computation that nobody else sees may be a record alone.
  */
 #ifndef CALIBMAP_CONTAINER_PROTOCOL_H
 #define CALIBMAP_CONTAINER_PROTOCOL_H
@@ -24,14 +25,6 @@ constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
     return elements >= 0 && elements < bufferLimit / elementSize;
 }
 
-/** Allocates a record for `elements` elements, with nothing in it. */
-template <typename Record>
-Record* allocateRecord(int64_t elements) {
-    return withinLimit(elements, sizeof(*Record::data))
-               ? static_cast<Record*>(malloc(sizeof(Record)))
-               : nullptr;
-}
-
 /**
  * Allocates a record for `elements` elements, whose content and counts are the caller's to set, and
  * a buffer that holds `held` of them, and adds one to `liveCount`. Null, with the count unchanged,
@@ -39,9 +32,13 @@ Record* allocateRecord(int64_t elements) {
  */
 template <typename Record>
 Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
+    constexpr auto elementSize = static_cast<int64_t>(sizeof(*Record::data));
+    if (!withinLimit(elements, elementSize)) {
+        return nullptr;
+    }
     // An empty container is live too, also where malloc(0) gives null.
-    const int64_t wanted = held > 0 ? held * int64_t{sizeof(*Record::data)} : 1;
-    auto* record = wanted > PTRDIFF_MAX ? nullptr : allocateRecord<Record>(elements);
+    const int64_t wanted = held > 0 ? held * elementSize : 1;
+    auto* record = wanted > PTRDIFF_MAX ? nullptr : static_cast<Record*>(malloc(sizeof(Record)));
     if (record == nullptr) {
         return nullptr;
     }
@@ -62,7 +59,9 @@ Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
  */
 template <typename Record>
 Record* allocateStep(int64_t elements, int32_t& liveCount) {
-    auto* record = allocateRecord<Record>(elements);
+    auto* record = withinLimit(elements, sizeof(*Record::data))
+                       ? static_cast<Record*>(malloc(sizeof(Record)))
+                       : nullptr;
     if (record != nullptr) {
         record->data = nullptr;
         moveCount(liveCount, 1);
@@ -71,8 +70,9 @@ Record* allocateStep(int64_t elements, int32_t& liveCount) {
 }
 
 /**
- * Gives the buffer of a container back that stays live. To compilers it is in use until then: they
- * may leave out a request whose memory nobody touches, and with it the refusal.
+ * Gives the buffer of a container back. The container stays live with its shape, and can still be
+ * released, but has no elements any more. To compilers the buffer is in use until then: they may
+ * leave out a request for memory that nobody touches, and with it the refusal.
  */
 template <typename Record>
 void releaseElements(Record& record) {
@@ -137,12 +137,10 @@ Matrix* allocatePart(int32_t rows, int32_t cols, int64_t held) {
                : shaped(allocateContainer<Matrix>(int64_t{rows} * cols, held, gMatCnt), rows, cols);
 }
 
-/** New matrix of the given shape that stands for a step. Null as `allocateStep`. */
+/** New matrix that stands for a step, of counts that are not negative. Null as `allocateStep`. */
 template <typename Matrix>
 Matrix* allocateMatrixStep(int32_t rows, int32_t cols) {
-    return rows < 0 || cols < 0
-               ? nullptr
-               : shaped(allocateStep<Matrix>(int64_t{rows} * cols, gMatCnt), rows, cols);
+    return shaped(allocateStep<Matrix>(int64_t{rows} * cols, gMatCnt), rows, cols);
 }
 
 /** New matrix whose elements the caller overwrites; null as `allocateContainer`. */

@@ -65,10 +65,10 @@ Mat* createLeft(const Mat* a, const Mat* b) {
 }
 
 /** A map, made by the last step from `operand`; null where that is missing. */
-Mat* createMap(const Mat* operand, const GridEvaluation& grid, const MapHandles& maps) {
+Mat* createMap(const Mat* operand, const GridEvaluation& grid, MapElements elements) {
     Mat* map =
         operand == nullptr ? nullptr : allocateMatrix<Mat>(grid.yAxis.count, grid.xAxis.count);
-    if (map != nullptr && maps.withoutElements) {
+    if (map != nullptr && elements == MapElements::givenBack) {
         releaseElements(*map);
     }
     return map;
@@ -120,24 +120,24 @@ bool createFactors(const BsplineModel& model, GridEvaluation& g, Steps& s) {
 
 /** Creates the steps of one map and the map, which is kept in its handle even where it is missing.
  */
-bool createMapX(const GridEvaluation& g, Steps& s, const MapHandles& maps) {
+bool createMapX(const GridEvaluation& g, Steps& s, MapElements elements, Mat** undistX) {
     return keep(s.outputXmulFx, createStep(s.outputX), reporter, 197,
                 " leave. create outputXmulFx fail") &&
            keep(s.outputXmulFxaddCx, createStep(s.outputXmulFx), reporter, 209,
                 " leave. create outputXmulFxaddCx fail") &&
            keep(s.imgXRatio, createStep(s.outputXmulFxaddCx), reporter, 222,
                 " leave. create imgXRatio fail") &&
-           keep(*maps.x, createMap(s.imgXRatio, g, maps), reporter, 236,
+           keep(*undistX, createMap(s.imgXRatio, g, elements), reporter, 236,
                 " leave. create undistX fail");
 }
 
-bool createMapY(const GridEvaluation& g, Steps& s, const MapHandles& maps) {
+bool createMapY(const GridEvaluation& g, Steps& s, MapElements elements, Mat** undistY) {
     return keep(s.outputYmulFy, createStep(s.outputY), reporter, 257,
                 " leave. create outputYmulFy fail") &&
            keep(s.outputYmulFyaddCy, createStep(s.outputYmulFy), reporter, 273,
                 " leave. create outputYmulFyaddCy fail") &&
            keepUntested(s.imgYRatio, createStep(s.outputYmulFyaddCy)) &&
-           keep(*maps.y, createMap(s.imgYRatio, g, maps), reporter, 308,
+           keep(*undistY, createMap(s.imgYRatio, g, elements), reporter, 308,
                 " leave. create imgYRatio fail");
 }
 
@@ -227,7 +227,8 @@ void computeRows(GridEvaluation& g, Wanted wanted, Element* mapX, Element* mapY)
 }  // namespace
 
 int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps) {
+                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps,
+                    MapElements elements) {
     const LiveCounts enter = enterCounts();
     if (!acceptArguments(*model, request)) {
         return CALIBMAP_STEP_FAILED;
@@ -236,8 +237,8 @@ int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
     // Without the sample grid there are no factors, and the first step has nothing to start from.
     Steps steps = {};
     const bool madeX = (request.inputPoints != nullptr || createFactors(*model, grid, steps)) &&
-                       createMapX(grid, steps, maps);
-    const bool made = madeX && createMapY(grid, steps, maps);
+                       createMapX(grid, steps, elements, maps.x);
+    const bool made = madeX && createMapY(grid, steps, elements, maps.y);
     releaseSteps(steps);
     if (madeX && !made) {
         destroyMat(maps.x);
@@ -308,8 +309,10 @@ int32_t undisortionBspline(const Mat* cameraMatrix, const BsplineModel* model,
                            const CamDistortionLUT* inputPoints, int32_t imgW, int32_t imgH,
                            int32_t ratio, Mat** undistX, Mat** undistY) {
     GridEvaluation grid = {};
-    const int32_t status = prepareGrid(cameraMatrix, model, {inputPoints, imgW, imgH, ratio}, grid,
-                                       {.x = undistX, .y = undistY, .withoutElements = false});
+    const SampleRequest request = {
+        .inputPoints = inputPoints, .imgW = imgW, .imgH = imgH, .ratio = ratio};
+    const int32_t status =
+        prepareGrid(cameraMatrix, model, request, grid, {undistX, undistY}, MapElements::kept);
     if (status == CALIBMAP_SUCCESS) {
         computeGrid(grid, (*undistX)->data, (*undistY)->data);
         releaseGrid(grid);

@@ -53,26 +53,30 @@ struct SampleRequest {
     int32_t ratio;
 };
 
-/** Where two maps are handed out, and whether with their elements. */
+/** Where two maps are handed out. */
 struct MapHandles {
     Mat** x;
     Mat** y;
-    /**
-     * The maps are computed elsewhere. Each matrix still asks the heap for all its elements, to be
-     * refused where they do not fit, and gives them back untouched: at once, because for two large
-     * blocks a heap may fetch memory from the system and return it in every call.
-     */
-    bool withoutElements;
 };
 
 /**
+ * What becomes of the maps' elements, which each matrix asks the heap for, to be refused where they
+ * do not fit. Where the maps are computed elsewhere nobody needs them, and they are given back at
+ * once: a heap that had to hold both would fetch memory from the system and return it in every
+ * call.
+ */
+enum class MapElements { kept, givenBack };
+
+/**
  * The first half of `undisortionBspline`: its checks, its reports and its status. With status 0 the
- * handles hold two maps whose elements have not been touched, and `grid` holds `gridMatrices`
- * matrices, for `computeGrid` and then `releaseGrid`; otherwise nothing is left. `grid` starts as
- * all null. The knots and the correction matrices of the model must outlive the computation.
+ * handles hold two maps, with elements that have not been touched or without, and `grid` holds
+ * `gridMatrices` matrices, for `computeGrid` and then `releaseGrid`; otherwise nothing is left.
+ * `grid` starts as all null. The knots and the correction matrices of the model must outlive the
+ * computation.
  */
 int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps);
+                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps,
+                    MapElements elements);
 
 /**
  * The second half, from the sample positions to the maps, as doubles or as floats. The float maps

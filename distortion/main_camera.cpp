@@ -76,8 +76,8 @@ bool createModel(const MapDirection& direction, const uint8_t* block, MapBuildin
 int32_t buildMaps(const MapDirection& direction, const uint8_t* block, const SampleRequest& request,
                   Mat** mapX, Mat** mapY) {
     MapBuilding building = {};
-    const int32_t status = prepareMaps(direction, block, request, building,
-                                       {.x = mapX, .y = mapY, .withoutElements = false});
+    const int32_t status =
+        prepareMaps(direction, block, request, building, {mapX, mapY}, MapElements::kept);
     if (status == CALIBMAP_SUCCESS) {
         computeGrid(building.grid, (*mapX)->data, (*mapY)->data);
         releaseBuilding(building);
@@ -88,14 +88,16 @@ int32_t buildMaps(const MapDirection& direction, const uint8_t* block, const Sam
 }  // namespace
 
 int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
-                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps) {
+                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps,
+                    MapElements elements) {
     const LiveCounts enter = enterCounts();
     MapBuilding& b = building;
     if (!createModel(direction, block, b)) {
         releaseBuilding(b);
         return CALIBMAP_STEP_FAILED;
     }
-    const int32_t evaluated = prepareGrid(b.cameraMatrix, &b.model, request, b.grid, maps);
+    const int32_t evaluated =
+        prepareGrid(b.cameraMatrix, &b.model, request, b.grid, maps, elements);
     if (evaluated != CALIBMAP_SUCCESS) {
         releaseBuilding(b);
         destroyMat(maps.x);
@@ -130,15 +132,17 @@ using namespace calibmap;
 int32_t calcMainCameraDistortionB(const uint8_t* mainCameraBlock,
                                   const CamDistortionLUT* inputPoints, int32_t ratio, int32_t imgW,
                                   int32_t imgH, Mat** mapX, Mat** mapY) {
-    return buildMaps(distortionDirection, mainCameraBlock, {inputPoints, imgW, imgH, ratio}, mapX,
-                     mapY);
+    const SampleRequest request = {
+        .inputPoints = inputPoints, .imgW = imgW, .imgH = imgH, .ratio = ratio};
+    return buildMaps(distortionDirection, mainCameraBlock, request, mapX, mapY);
 }
 
 int32_t calcMainCameraUnDistortionB(const uint8_t* mainCameraBlock,
                                     const CamDistortionLUT* inputPoints, int32_t ratio,
                                     int32_t imgW, int32_t imgH, Mat** mapX, Mat** mapY) {
-    return buildMaps(undistortionDirection, mainCameraBlock, {inputPoints, imgW, imgH, ratio}, mapX,
-                     mapY);
+    const SampleRequest request = {
+        .inputPoints = inputPoints, .imgW = imgW, .imgH = imgH, .ratio = ratio};
+    return buildMaps(undistortionDirection, mainCameraBlock, request, mapX, mapY);
 }
 
 int32_t calcSubCameraDistortionB() {

@@ -32,11 +32,12 @@ struct MapBuilding {
 
 /**
  * The first half of a builder: its checks, its reports and its status. With status 0 the handles
- * hold two maps whose elements have not been touched, and `building.grid` can be computed, before
+ * hold two maps as `prepareGrid` leaves them, and `building.grid` can be computed, before
  * `releaseBuilding`; otherwise nothing is left. `building` starts as all null.
  */
 int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
-                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps);
+                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps,
+                    MapElements elements);
 
 void releaseBuilding(MapBuilding& building);
 

@@ -15,7 +15,6 @@ namespace calibmap {
 namespace {
 
 constexpr Reporter reporter = {"doDistortionProcess", 0};
-constexpr Reporter entryReporter = {"DistortionProcess", 0};
 
 bool hasNoSamples(const CamDistortionLUT& points) {
     return points.rows < 1 || points.cols < 1;
@@ -42,11 +41,13 @@ Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
     MapBuilding building = {};
     Mat* mapX = nullptr;
     Mat* mapY = nullptr;
-    const SampleRequest request = {inputPoints, loadInt(block + CALIBMAP_IMAGE_WIDTH),
-                                   loadInt(block + CALIBMAP_IMAGE_HEIGHT), ratio};
-    const MapHandles maps = {.x = &mapX, .y = &mapY, .withoutElements = true};
-    Outcome outcome = {prepareMaps(direction, block, request, building, maps),
-                       CALIBMAP_STEP_FAILED};
+    const SampleRequest request = {.inputPoints = inputPoints,
+                                   .imgW = loadInt(block + CALIBMAP_IMAGE_WIDTH),
+                                   .imgH = loadInt(block + CALIBMAP_IMAGE_HEIGHT),
+                                   .ratio = ratio};
+    Outcome outcome = {
+        prepareMaps(direction, block, request, building, {&mapX, &mapY}, MapElements::givenBack),
+        CALIBMAP_STEP_FAILED};
     if (outcome.built == CALIBMAP_SUCCESS) {
         outcome.delivered = acceptDelivery(mapX, mapY, &output);
         if (outcome.delivered == CALIBMAP_SUCCESS) {
@@ -99,24 +100,12 @@ int32_t processRgb(const CamDistortionLUT* outputPoints) {
     return CALIBMAP_STEP_FAILED;
 }
 
-/** Who asks for maps: the service with a path of the caller's or the one with that in `calibin`. */
-enum class Service { byPath, byDefaultPath };
-
-/** The file could not be read: the service with the path in `calibin` says where there is none. */
-int32_t refuseUnread(Service service, const char* path, int32_t read) {
-    if (service == Service::byDefaultPath && isFileExists(path) != 0) {
-        refuse(entryReporter, 153, " leave. calib bin file not exist");
-        return CALIBMAP_FILE_MISSING;
-    }
-    report("%s line:%d leave. readCalibrationDataC fail(%d)", reporter.function, 595, read);
-    return CALIBMAP_FILE_UNREADABLE;
-}
-
 /** Reads and verifies the file; a status other than 0 after a report. */
-int32_t readVerified(Service service, const char* path, uint8_t* image) {
+int32_t readVerified(const char* path, uint8_t* image) {
     const int32_t read = readCalibrationDataC(path, image);
     if (read != 0) {
-        return refuseUnread(service, path, read);
+        report("%s line:%d leave. readCalibrationDataC fail(%d)", reporter.function, 595, read);
+        return CALIBMAP_FILE_UNREADABLE;
     }
     if (checksumTest(image) != CALIBMAP_SUCCESS) {
         refuse(reporter, 602, " leave. calibration file checksum fail");
@@ -130,11 +119,11 @@ int32_t readVerified(Service service, const char* path, uint8_t* image) {
 }
 
 /** The request on the file, apart because of its large frame. */
-[[gnu::noinline]] int32_t processFile(Service service, const char* path, int32_t flag,
-                                      int32_t ratio, const CamDistortionLUT* inputPoints,
+[[gnu::noinline]] int32_t processFile(const char* path, int32_t flag, int32_t ratio,
+                                      const CamDistortionLUT* inputPoints,
                                       const CamDistortionLUT* outputPoints) {
     CalibrationFile image;
-    const int32_t verified = readVerified(service, path, image);
+    const int32_t verified = readVerified(path, image);
     if (verified != CALIBMAP_SUCCESS) {
         return verified;
     }
@@ -168,12 +157,12 @@ int32_t doDistortionProcess(const char* path, int32_t flag, int32_t ratio,
         return CALIBMAP_STEP_FAILED;
     }
     touchStackForImage();
-    return processFile(Service::byPath, path, flag, ratio, inputPoints, outputPoints);
+    return processFile(path, flag, ratio, inputPoints, outputPoints);
 }
 
 int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* inputPoints,
                           const CamDistortionLUT* outputPoints) {
-    constexpr const char* name = entryReporter.function;
+    constexpr const char* name = "DistortionProcess";
     if (flag < CALIBMAP_RGB_DISTORTION || flag > CALIBMAP_FILE_CHECK) {
         report("%s line:%d leave. input flag(%d) dose't not support.", name, 116, flag);
         return CALIBMAP_UNSUPPORTED;
@@ -204,6 +193,9 @@ int32_t DistortionProcess(int32_t flag, int32_t ratio, const CamDistortionLUT* i
         report("%s line:%d leave. input ratio(%d) invalid", name, 147, ratio);
         return CALIBMAP_BAD_ARGUMENT;
     }
-    touchStackForImage();
-    return processFile(Service::byDefaultPath, calibin, flag, ratio, inputPoints, &output);
+    if (isFileExists(calibin) != 0) {
+        report("%s line:%d leave. calib bin file not exist", name, 153);
+        return CALIBMAP_FILE_MISSING;
+    }
+    return doDistortionProcess(calibin, flag, ratio, inputPoints, &output);
 }

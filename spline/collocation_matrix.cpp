@@ -41,8 +41,8 @@ int32_t acceptArguments(const VectorDouble* knots, int32_t k, const Mat* sampleP
 }
 
 /**
- * Creates what the rows are evaluated on, and one row, as long as a row of the matrix: it serves
- * all sites, so one that is refused is always reported as the first. Everything is released again.
+ * Makes every check of `spcol` and asks for everything that it creates once for all sites, the row
+ * included: so one that is refused is always reported as the first. Nothing of it is kept.
  */
 bool proveRows(const VectorDouble* knots, int32_t k, SplineBasis& basis) {
     SiteTables tables = {};

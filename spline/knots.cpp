@@ -1,6 +1,7 @@
+#include "spline/knots.h"
+
 #include <algorithm>
 
-#include "calibmap.h"
 #include "container/diagnostics.h"
 #include "container/protocol.h"
 
@@ -18,6 +19,13 @@ bool isCount(int64_t count) {
 }
 
 }  // namespace
+
+MatInt* reportTiled(MatInt* tiled) {
+    if (tiled == nullptr) {
+        report("%s line:%d leave. createMatInt fail", "repmatInt", 225);
+    }
+    return tiled;
+}
 
 }  // namespace calibmap
 
@@ -131,11 +139,10 @@ MatInt* repmatInt(const MatInt* src, int32_t rowReps, int32_t colReps) {
     const int64_t rows = int64_t{src->rows} * rowReps;
     const int64_t cols = int64_t{src->cols} * colReps;
     const bool countable = isCount(rows) && isCount(cols);
-    auto* tiled =
+    auto* tiled = reportTiled(
         countable ? allocateMatrix<MatInt>(static_cast<int32_t>(rows), static_cast<int32_t>(cols))
-                  : nullptr;
+                  : nullptr);
     if (tiled == nullptr) {
-        report("%s line:%d leave. createMatInt fail", "repmatInt", 225);
         return nullptr;
     }
     int32_t* next = tiled->data;

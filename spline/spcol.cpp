@@ -7,6 +7,7 @@
 #include "container/diagnostics.h"
 #include "container/live_counts.h"
 #include "container/protocol.h"
+#include "spline/knots.h"
 
 namespace calibmap {
 
@@ -63,30 +64,23 @@ bool acceptExtent(const VectorDouble& knots, double k, double augLeft) {
 }
 
 /** A vector that stands for a step. */
-VectorDouble* vectorStep(int32_t size) {
-    auto* step = allocateStep<VectorDouble>(size, gTotalVecCnt);
-    if (step != nullptr) {
-        step->size = size;
+VectorDouble* standIn(int32_t size) {
+    auto* vector = allocateStep<VectorDouble>(size, gTotalVecCnt);
+    if (vector != nullptr) {
+        vector->size = size;
     }
-    return step;
+    return vector;
 }
 
-/** Matrices that stand for steps. */
-Mat* matStep(int32_t rows, int32_t cols) {
-    return allocateMatrixStep<Mat>(rows, cols);
+/** A matrix that stands for a step. */
+template <typename Matrix>
+Matrix* standIn(int32_t rows, int32_t cols) {
+    return allocateMatrixStep<Matrix>(rows, cols);
 }
 
-MatInt* matIntStep(int32_t cols) {
-    return allocateMatrixStep<MatInt>(1, cols);
-}
-
-/** The same, where `repmatInt` makes the step: it reports first that it could not. */
-MatInt* repmatStep(int32_t cols) {
-    auto* step = matIntStep(cols);
-    if (step == nullptr) {
-        refuse({"repmatInt", 0}, 225, " leave. createMatInt fail");
-    }
-    return step;
+/** A row that stands for what `repmatInt` makes. */
+MatInt* repeated(int32_t cols) {
+    return reportTiled(standIn<MatInt>(1, cols));
 }
 
 /**
@@ -97,28 +91,29 @@ MatInt* repmatStep(int32_t cols) {
 bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
     const int32_t order = toInt(k);
     const int32_t cols = toInt(knots.size - k);
-    const auto step = [](auto& handle, auto* made, int32_t line, const char* text) {
-        return keep(handle, made, reporter, line, text);
+    const auto made = [](auto& handle, auto* part, int32_t line, const char* text) {
+        return keep(handle, part, reporter, line, text);
     };
-    return step(t.augknot, vectorStep(knots.size), 74, ". augknot copyFromVector fail.") &&
-           step(t.augknotfrom1toNaug, vectorStep(cols), 82,
-                " leave. augknotfrom1toNaug creat fail") &&
-           (t.b = matStep(1, order)) != nullptr &&  // the one step without a report
-           step(t.cc, matStep(scatteredWidth(knots, k), 1), 195, " leave. create cc fail") &&
-           step(t.mat1, matIntStep(1), 205, " leave. create mat1 fail") &&
-           step(t.repMat1, repmatStep(order), 225, " leave. create repMat1 fail") &&
-           step(t.mat2, matIntStep(1), 237, " leave. create mat2 fail") &&
-           step(t.repMat2, repmatStep(order), 252, " leave. create repMat2 fail") &&
-           step(t.mat3, matIntStep(order), 267, " leave. create mat3 fail") &&
-           step(t.repMat3, repmatStep(order), 289, " leave. create repMat3 fail") &&
-           step(t.repMat1AndMat2, matIntStep(order), 321, " leave. create repMat1AndMat2 fail") &&
-           step(t.ccColIdx0, matIntStep(order), 338, " leave. create ccColIdx0 fail") &&
-           step(t.ccmat1, matIntStep(1), 382, " leave. create ccmat1 fail") &&
-           step(t.ccrepmat1, repmatStep(cols), 410, " leave. create ccrepmat1 fail") &&
-           step(t.ccmat2, matIntStep(cols), 431, " leave. create ccmat2 fail") &&
-           step(t.ccrepmat2, repmatStep(cols), 461, " leave. create ccrepmat2 fail") &&
-           step(t.ccPartRowIdx, matIntStep(cols), 508, " leave. create ccPartRowIdx fail") &&
-           step(t.ccPart, matStep(cols, 1), 532, " leave. create ccPart fail");
+    return made(t.augknot, standIn(knots.size), 74, ". augknot copyFromVector fail.") &&
+           made(t.augknotfrom1toNaug, standIn(cols), 82, " leave. augknotfrom1toNaug creat fail") &&
+           (t.b = standIn<Mat>(1, order)) != nullptr &&  // the one step without a report
+           made(t.cc, standIn<Mat>(scatteredWidth(knots, k), 1), 195, " leave. create cc fail") &&
+           made(t.mat1, standIn<MatInt>(1, 1), 205, " leave. create mat1 fail") &&
+           made(t.repMat1, repeated(order), 225, " leave. create repMat1 fail") &&
+           made(t.mat2, standIn<MatInt>(1, 1), 237, " leave. create mat2 fail") &&
+           made(t.repMat2, repeated(order), 252, " leave. create repMat2 fail") &&
+           made(t.mat3, standIn<MatInt>(1, order), 267, " leave. create mat3 fail") &&
+           made(t.repMat3, repeated(order), 289, " leave. create repMat3 fail") &&
+           made(t.repMat1AndMat2, standIn<MatInt>(1, order), 321,
+                " leave. create repMat1AndMat2 fail") &&
+           made(t.ccColIdx0, standIn<MatInt>(1, order), 338, " leave. create ccColIdx0 fail") &&
+           made(t.ccmat1, standIn<MatInt>(1, 1), 382, " leave. create ccmat1 fail") &&
+           made(t.ccrepmat1, repeated(cols), 410, " leave. create ccrepmat1 fail") &&
+           made(t.ccmat2, standIn<MatInt>(1, cols), 431, " leave. create ccmat2 fail") &&
+           made(t.ccrepmat2, repeated(cols), 461, " leave. create ccrepmat2 fail") &&
+           made(t.ccPartRowIdx, standIn<MatInt>(1, cols), 508,
+                " leave. create ccPartRowIdx fail") &&
+           made(t.ccPart, standIn<Mat>(cols, 1), 532, " leave. create ccPart fail");
 }
 
 }  // namespace

@@ -10,8 +10,8 @@
 namespace calibmap {
 
 /**
- * What `spcol` creates for the sites of one knot sequence and order, in the order of creation. Only
- * the first has elements, the others stand for steps.
+ * What `spcol` creates for the sites of one knot sequence and order, in the order of creation. Most
+ * of it only stands for a step and has no elements; what they would be is noted beside it.
  */
 struct SiteTables {
     VectorDouble* diffKnots;
@@ -36,9 +36,9 @@ struct SiteTables {
 };
 
 /**
- * Makes every check and creates everything that a site needs but its row. Returns false after a
- * report, with everything released, where `spcol` refuses the knots or the order or the heap is
- * exhausted. `tables` starts as all null.
+ * Makes every check and creates what stands for the steps of a site, but for its row. Returns false
+ * after a report, with everything released, where `spcol` refuses the knots or the order or the
+ * heap is exhausted. `tables` starts as all null.
  */
 bool createTables(const VectorDouble* knots, double k, SiteTables& tables, SplineBasis& basis);
 

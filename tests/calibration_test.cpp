@@ -1,10 +1,5 @@
 // The calibration file: sums, checksums, reading, and the query of the cameras' parameters.
-#include <sys/ioctl.h>
-
-#include <chrono>
-#include <csignal>
 #include <filesystem>
-#include <thread>
 
 #include "support.h"
 
@@ -152,38 +147,6 @@ TEST(Query, EveryFailureIsSilentAndLeavesTheOutputs) {
     EXPECT_EQ(printed, "");
     EXPECT_EQ(openFiles(), openBefore);
     EXPECT_EQ(wordsIn(out), wordsIn(Outputs()));
-}
-
-TEST(Reading, GoesOnAfterPiecesAndSignals) {
-    struct sigaction interrupt = {};
-    struct sigaction before = {};
-    interrupt.sa_handler = [](int /*signal*/) {};  // without SA_RESTART
-    sigaction(SIGUSR1, &interrupt, &before);
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const Image image = calibrationImage();
-    Image read;
-    int32_t status = 1;
-    std::thread reader([&] {
-        const std::string path = "/proc/self/fd/" + std::to_string(ends[0]);
-        status = readCalibrationDataC(path.c_str(), read.data());
-    });
-    const size_t half = image.size() / 2;
-    EXPECT_EQ(write(ends[1], image.data(), half), static_cast<ssize_t>(half));
-    for (int waiting = 1; waiting > 0;) {
-        ioctl(ends[1], FIONREAD, &waiting);
-    }
-    for (int i = 0; i < 20; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        pthread_kill(reader.native_handle(), SIGUSR1);
-    }
-    EXPECT_EQ(write(ends[1], &image[half], half), static_cast<ssize_t>(half));
-    close(ends[1]);
-    reader.join();
-    close(ends[0]);
-    sigaction(SIGUSR1, &before, nullptr);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(read, image);
 }
 
 TEST(Layout, NeitherOtherBytesNorTheChoiceBetweenEqualModelsMatter) {

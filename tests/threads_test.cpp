@@ -249,6 +249,7 @@ TEST(Threads, AForkBesideABusyThreadHarmsNobody) {
     int hung = 0;
     int wrong = 0;
     const int nowhere = open("/dev/null", O_WRONLY);
+    ASSERT_GE(nowhere, 0);
     callWithOutputTo(nowhere, [&] {
         std::atomic done = false;
         std::vector<std::jthread> busy;
