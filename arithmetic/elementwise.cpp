@@ -114,8 +114,7 @@ void transpose(const double* a, int32_t rows, int32_t cols, double* result) {
 bool allFinite(const double* a, int64_t count) {
     uint64_t bits = 0;
     run([&](auto /*lanes*/) CALIBMAP_KERNEL {
-        // The difference of a finite number and itself is +0.0; of an infinity or a NaN it is a
-        // NaN.
+        // The difference of a finite number and itself is +0.0, of another and itself a NaN.
         uint64_t differences = 0;
         for (int64_t i = 0; i < count; ++i) {
             differences |= std::bit_cast<uint64_t>(a[i] - a[i]);
