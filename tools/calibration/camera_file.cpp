@@ -11,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "calibration/image.h"
 #include "failure.h"
 #include "input.h"
 #include "text.h"
@@ -178,9 +179,10 @@ Numbers numbersOf(const Source& source, const YAML::Node& node, const std::strin
 
 int32_t pixelsOf(const Source& source, const YAML::Node& node, const std::string& what) {
     const double value = numberOf(source, node, what);
-    if (value < 1 || value > 16384 || value != std::floor(value)) {
+    if (value < 1 || value > largestSide || value != std::floor(value)) {
         refuse(source, node.Mark(),
-               format("%s is %g, not a number of pixels from 1 to 16384", what.c_str(), value));
+               format("%s is %g, not a number of pixels from 1 to %d", what.c_str(), value,
+                      largestSide));
     }
     return static_cast<int32_t>(value);
 }
@@ -200,10 +202,11 @@ void takePinhole(const Source& source, const Numbers& numbers, std::array<std::s
         return value;
     };
     const auto focal = [&](std::size_t place, const char* name) {
-        return taken(place, name, 1, 1e6, "a focal length");
+        return taken(place, name, smallestFocalLength, largestFocalLength, "a focal length");
     };
     const auto principal = [&](std::size_t place, const char* name) {
-        return taken(place, name, -1e5, 1e5, "a principal point");
+        return taken(place, name, -farthestPrincipalPoint, farthestPrincipalPoint,
+                     "a principal point");
     };
     camera.fx = focal(places[0], "fx");
     camera.fy = focal(places[1], "fy");

@@ -29,6 +29,12 @@ struct Camera {
     double cy;
 };
 
+/** What we take from calibrations and command lines for a camera, in pixels. */
+inline constexpr int32_t largestSide = 16384;
+inline constexpr double smallestFocalLength = 1;
+inline constexpr double largestFocalLength = 1e6;
+inline constexpr double farthestPrincipalPoint = 1e5;
+
 /** Spline orders and piece counts, shared by both models. */
 struct ModelShape {
     int xOrder;

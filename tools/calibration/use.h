@@ -13,6 +13,9 @@ struct Use {
     std::optional<RoundTrip> trip;   /**< of a file whose maps can be made */
 };
 
+/** How far, in pixels, the maps of a usable file may be from undoing each other, unless told. */
+inline constexpr double usualTolerance = 1;
+
 /** Why there is no map of ratio 1 in one direction; nothing where there is one. */
 using MapRefusal = std::string (*)(const Image& image, Direction direction);
 

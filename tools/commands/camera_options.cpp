@@ -1,12 +1,16 @@
 #include "commands/camera_options.h"
 
 void addCameraOptions(Command& command, CameraOptions& options, int32_t leastSize) {
-    command.number("--width", options.width, leastSize, 16384, "Image width in pixels");
-    command.number("--height", options.height, leastSize, 16384, "Image height in pixels");
-    command.number("--fx", options.fx, 1.0, 1e6, "Focal length along x in pixels");
-    command.number("--fy", options.fy, 1.0, 1e6, "Focal length along y in pixels");
-    command.number("--cx", options.cx, -1e5, 1e5, "Principal point, x in pixels");
-    command.number("--cy", options.cy, -1e5, 1e5, "Principal point, y in pixels");
+    command.number("--width", options.width, leastSize, largestSide, "Image width in pixels");
+    command.number("--height", options.height, leastSize, largestSide, "Image height in pixels");
+    command.number("--fx", options.fx, smallestFocalLength, largestFocalLength,
+                   "Focal length along x in pixels");
+    command.number("--fy", options.fy, smallestFocalLength, largestFocalLength,
+                   "Focal length along y in pixels");
+    command.number("--cx", options.cx, -farthestPrincipalPoint, farthestPrincipalPoint,
+                   "Principal point, x in pixels");
+    command.number("--cy", options.cy, -farthestPrincipalPoint, farthestPrincipalPoint,
+                   "Principal point, y in pixels");
 }
 
 Camera withGiven(const Camera& camera, const CameraOptions& options) {

@@ -18,7 +18,7 @@ using Json = nlohmann::ordered_json;
 
 struct CheckOptions {
     std::vector<std::string> files;
-    double tolerance = 1;
+    double tolerance = usualTolerance;
     bool json = false;
 };
 

@@ -113,8 +113,9 @@ void addSources(Command& command, MakeOptions& options) {
                  "Fit measured points instead of the lens of --main");
     command.text("--from", options.from, "OLD.bin", "Start from a file and change what is given");
     addCameraOptions(command, options.camera, 1);
-    command.number("--sub-width", options.subWidth, 1, 16384, "The sub camera's image width");
-    command.number("--sub-height", options.subHeight, 1, 16384, "The sub camera's image height");
+    command.number("--sub-width", options.subWidth, 1, largestSide, "The sub camera's image width");
+    command.number("--sub-height", options.subHeight, 1, largestSide,
+                   "The sub camera's image height");
 }
 
 void addFileOptions(Command& command, MakeOptions& options) {

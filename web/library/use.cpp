@@ -11,9 +11,6 @@
 
 namespace {
 
-/** In pixels, as for `calibmap check` without --tolerance. */
-constexpr double tolerance = 1;
-
 /** The map is not made to find out: a page has less memory than a device. */
 std::string refusalOfMap(const Image& image, Direction direction) {
     return Evaluation(image, direction).at({0, 0})
@@ -31,7 +28,7 @@ extern "C" const char* examineUse(const uint8_t* bytes, int32_t* isUsable) {
     static std::string findings;
     Image image{};
     std::copy_n(bytes, image.size(), image.begin());
-    const Use use = useOf(image, tolerance, refusalOfMap);
+    const Use use = useOf(image, usualTolerance, refusalOfMap);
     *isUsable = use.faults.empty() ? 1 : 0;
     findings = use.faults.empty() ? agreementOf(*use.trip) + '\n' : "";
     for (const std::string& fault : use.faults) {
