@@ -414,7 +414,7 @@ class ToolTest(unittest.TestCase):
                 (['map', 'flipped.bin', '-o', 'out.npy'], 1, 'flipped.bin: .*640 x -480'),
                 (['draw', 'nan.bin', '-o', 'out.png'], 1, r'nan.bin: undistortion.xcorrect.0. is nan'),
                 (['remap', 'inf.bin', 'small.png', '-o', 'out.png'], 1, 'inf.bin: main.fx is inf'),
-                (['map', 'vast.bin', '-o', 'out.npy'], 1, 'vast.bin: .*20000 x 20000.*status 7(?=.*--ratio 2 on)'),
+                (['map', 'vast.bin', '-o', 'out.npy'], 1, 'vast.bin: .*20000 x 20000.*status 7(?=.*from ratio 2 on)'),
                 (['map', 'line.bin', '-o', 'out.npy'], 1, 'line.bin: .*2147483647 x 1 pixels is too large for a map'),
                 (['draw', 'line.bin', '--ratio', '2', '-o', 'out.png'], 1, 'line.bin: .* too large for a map'),
                 (['draw', '-', '-o', 'out.png'], 1, 'standard input: has 0 bytes'),

@@ -10,11 +10,11 @@
 #include <new>
 #include <sstream>
 
-#include "calibration/library_call.h"
 #include "commands/commands.h"
+#include "diagnostics.h"
 #include "failure.h"
+#include "inspection/text.h"
 #include "output.h"
-#include "text.h"
 
 namespace {
 

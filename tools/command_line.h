@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "calibration/image.h"
 #include "failure.h"
+#include "inspection/image.h"
 
 namespace CLI {
 class App;

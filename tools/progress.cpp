@@ -11,7 +11,7 @@
 #include <optional>
 #include <thread>
 
-#include "text.h"
+#include "inspection/text.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "calibration/image.h"
 #include "command_line.h"
+#include "inspection/image.h"
 
 /** What a command line may say of the main camera. */
 struct CameraOptions {

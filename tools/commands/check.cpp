@@ -3,14 +3,13 @@
 #include <string>
 #include <vector>
 
-#include "calibration/library_call.h"
-#include "calibration/maps.h"
-#include "calibration/use.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
+#include "diagnostics.h"
 #include "failure.h"
 #include "input.h"
-#include "text.h"
+#include "inspection/text.h"
+#include "inspection/usability.h"
 
 namespace {
 
@@ -18,14 +17,14 @@ using Json = nlohmann::ordered_json;
 
 struct CheckOptions {
     std::vector<std::string> files;
-    double tolerance = usualTolerance;
+    double tolerance = usualAgreement;
     bool json = false;
 };
 
 /** What can be said of one file. */
 struct Finding {
     Verdict verdict;
-    Use use; /**< of an accepted file */
+    Usability use; /**< of an accepted file */
 };
 
 bool isUsable(const Finding& finding) {
@@ -33,12 +32,10 @@ bool isUsable(const Finding& finding) {
 }
 
 Finding examineUse(const std::string& file, double tolerance, Image& image) {
+    const DiagnosticCapture capture;
     Finding finding = {examine(file, image), {}};
     if (finding.verdict.status == CALIBMAP_SUCCESS) {
-        finding.use = useOf(image, tolerance, [](const Image& accepted, Direction direction) {
-            const auto refusal = refusalOfMap(accepted, direction);
-            return refusal ? refusal->reason : std::string();
-        });
+        finding.use = usabilityOf(image, tolerance);
     }
     return finding;
 }
@@ -62,7 +59,7 @@ void print(const std::string& file, const Finding& finding) {
                     joined(finding.use.faults).c_str());
     } else {
         std::printf("%s: accepted and usable, status 0, %s\n", name.c_str(),
-                    agreementOf(*finding.use.trip).c_str());
+                    agreementOf(*finding.use.roundTrip).c_str());
     }
 }
 
@@ -82,8 +79,8 @@ void printJson(const std::string& file, const Finding& finding, const Image& ima
                  {"usable", isUsable(finding)},
                  {"reason", verdict.reason},
                  {"faults", finding.use.faults}};
-    if (finding.use.trip && finding.use.trip->compared > 0) {
-        const RoundTrip& trip = *finding.use.trip;
+    if (finding.use.roundTrip && finding.use.roundTrip->compared > 0) {
+        const RoundTrip& trip = *finding.use.roundTrip;
         line["roundTrip"] = {{"largest", trip.largest},
                              {"at", {trip.place.x, trip.place.y}},
                              {"first", nameOf(trip.first)}};

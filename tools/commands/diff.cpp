@@ -8,17 +8,20 @@
 #include <string>
 #include <vector>
 
-#include "calibration/difference.h"
-#include "calibration/fields.h"
-#include "calibration/soundness.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
+#include "diagnostics.h"
+#include "drawing/axes.h"
+#include "drawing/displacement.h"
+#include "drawing/picture.h"
 #include "failure.h"
 #include "input.h"
-#include "pictures/axes.h"
-#include "pictures/displacement.h"
-#include "pictures/picture.h"
-#include "text.h"
+#include "inspection/fields.h"
+#include "inspection/map_difference.h"
+#include "inspection/soundness.h"
+#include "inspection/text.h"
+#include "maps.h"
+#include "progress.h"
 
 namespace {
 
@@ -194,7 +197,7 @@ struct Thinned {
 };
 
 void drawDifference(const DiffOptions& options, const Pair& files, PixelValues values,
-                    const MapDifference& difference) {
+                    const Statistics& difference) {
     const Camera camera = mainCameraOf(files.images[0]);
     constexpr int32_t width = 900;
     values.largest = difference.largest;
@@ -235,9 +238,15 @@ bool compareDirection(const DiffOptions& options, const Pair& files, Direction d
         return false;
     }
     Thinned thinned(mainCameraOf(files.images[0]));
-    const auto difference = compareMaps(
-        files.images[0], files.images[1], direction,
-        [&](int32_t row, const std::vector<float>& distances) { thinned.add(row, distances); });
+    std::optional<Statistics> difference;
+    {
+        const Progress progress("comparing the " + name + " maps");
+        const DiagnosticCapture capture;
+        difference = mapDifferenceOf(
+            files.images[0], files.images[1], direction,
+            [&](int32_t row, const std::vector<float>& distances) { thinned.add(row, distances); },
+            [&](double part) { progress.reached(part); });
+    }
     if (!difference) {
         throw std::bad_alloc();  // models without a fault are refused for nothing else
     }

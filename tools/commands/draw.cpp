@@ -1,18 +1,18 @@
 #include <filesystem>
 #include <string>
 
-#include "calibration/maps.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
+#include "drawing/axes.h"
+#include "drawing/canvas.h"
+#include "drawing/displacement.h"
+#include "drawing/picture.h"
 #include "failure.h"
 #include "input.h"
-#include "pictures/axes.h"
-#include "pictures/canvas.h"
-#include "pictures/displacement.h"
-#include "pictures/geometry.h"
-#include "pictures/picture.h"
+#include "inspection/geometry.h"
+#include "inspection/text.h"
+#include "maps.h"
 #include "progress.h"
-#include "text.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "calibration/image.h"
-#include "calibration/soundness.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
 #include "failure.h"
 #include "input.h"
-#include "text.h"
+#include "inspection/image.h"
+#include "inspection/soundness.h"
+#include "inspection/text.h"
 
 namespace {
 

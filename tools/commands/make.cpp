@@ -4,19 +4,19 @@
 #include <string>
 #include <vector>
 
-#include "calibration/image.h"
-#include "calibration/maps.h"
-#include "calibration/point_pairs.h"
-#include "calibration/producer.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
-#include "commands/make_fields.h"
-#include "commands/make_models.h"
-#include "commands/make_options.h"
-#include "commands/make_report.h"
+#include "drawing/residuals.h"
 #include "failure.h"
+#include "inspection/image.h"
+#include "making/make_fields.h"
+#include "making/make_models.h"
+#include "making/make_options.h"
+#include "making/make_report.h"
+#include "making/point_pairs.h"
+#include "making/producer.h"
+#include "maps.h"
 #include "output.h"
-#include "pictures/residuals.h"
 
 namespace {
 

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "calibration/maps.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
 #include "failure.h"
 #include "input.h"
+#include "inspection/text.h"
+#include "maps.h"
 #include "output.h"
 #include "progress.h"
-#include "text.h"
 
 namespace {
 
@@ -108,13 +108,14 @@ std::string misfitOf(const std::string& name) {
 int run(const MapOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
-    const Displacement moved = displacementOf(map);
+    const Displacement displacement = displacementOf(map);
+    const Statistics& moved = displacement.moved;
     const std::string written = writeMap(options.output, map);
     std::fprintf(options.output == "-" ? stderr : stdout,
                  "%s: %d rows x %d columns, displacement at most %s at (%g, %g) and on average "
                  "%s pixels, %zu of %zu samples taken outside the image\n",
                  shown(written).c_str(), map.rows, map.cols, decimal(moved.largest, 3).c_str(),
-                 moved.place.x, moved.place.y, decimal(moved.mean, 3).c_str(), moved.outside,
+                 moved.place.x, moved.place.y, decimal(moved.mean, 3).c_str(), displacement.outside,
                  map.x.size());
     if (moved.lost > 0) {
         warn(inputName(options.file),

@@ -4,10 +4,10 @@
 #include <string>
 
 #include "commands/commands.h"
+#include "drawing/canvas.h"
 #include "failure.h"
-#include "pictures/canvas.h"
+#include "inspection/text.h"
 #include "progress.h"
-#include "text.h"
 
 namespace {
 

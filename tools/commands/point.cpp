@@ -5,13 +5,15 @@
 #include <sstream>
 #include <string>
 
-#include "calibration/evaluation.h"
-#include "calibration/soundness.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
+#include "diagnostics.h"
 #include "failure.h"
 #include "input.h"
-#include "text.h"
+#include "inspection/evaluation.h"
+#include "inspection/soundness.h"
+#include "inspection/text.h"
+#include "maps.h"
 
 namespace {
 
@@ -30,7 +32,10 @@ void printPlace(const Evaluation& evaluation, const std::string& subject, Point 
             format("(%g, %g) lies outside the break points of the model", pixel.x, pixel.y),
             "give a position in the image");
     }
-    const std::optional<Point> place = evaluation.at(pixel);
+    const std::optional<Point> place = [&] {
+        const DiagnosticCapture capture;
+        return evaluation.at(pixel);
+    }();
     if (!place || !std::isfinite(place->x) || !std::isfinite(place->y)) {
         throw Failure(subject, format("the model takes (%g, %g) to no place", pixel.x, pixel.y),
                       "see the reason with `calibmap check`");

@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "calibration/maps.h"
-#include "calibration/verdict.h"
+#include "calibration_file.h"
 #include "commands/commands.h"
+#include "drawing/picture.h"
 #include "failure.h"
-#include "pictures/interpolation.h"
-#include "pictures/picture.h"
+#include "inspection/interpolation.h"
+#include "maps.h"
 #include "progress.h"
 
 namespace {

@@ -2,17 +2,17 @@
 #include <array>
 #include <optional>
 
-#include "calibration/image.h"
-#include "calibration/maps.h"
-#include "calibration/producer.h"
 #include "commands/camera_options.h"
 #include "commands/commands.h"
 #include "failure.h"
-#include "lens/model.h"
-#include "lens/proof.h"
-#include "lens/spline.h"
+#include "inspection/image.h"
+#include "inspection/text.h"
+#include "making/model.h"
+#include "making/producer.h"
+#include "making/proof.h"
+#include "making/spline.h"
+#include "maps.h"
 #include "output.h"
-#include "text.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // What the program's sources ask of a system, where there is none but the page.
-#include "calibration/library_call.h"
+#include "library_call.h"
 
 // No descriptor needs to be kept: what the library prints stays in its instance, and mixes with no
 // results.

@@ -1,13 +1,13 @@
 // Whether an accepted file can be used: the rules of `calibmap check`, over the library of the
 // page.
-#include "calibration/use.h"
+#include "inspection/use.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <string>
 
-#include "calibration/evaluation.h"
-#include "text.h"
+#include "inspection/evaluation.h"
+#include "inspection/text.h"
 
 namespace {
 

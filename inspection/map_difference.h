@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "inspection/image.h"
+#include "inspection/map.h"
+#include "inspection/statistics.h"
+
+/** One row of distances, in pixels; one that no number counts is not a number. */
+using VisitRow = std::function<void(int32_t row, const std::vector<float>& distances)>;
+
+/**
+ * How far apart the maps of one direction of two files with the same image size take each pixel,
+ * some rows at a time, so that maps of any size take little memory. Nothing when the library
+ * refuses a model.
+ */
+std::optional<Statistics> mapDifferenceOf(const Image& first, const Image& second,
+                                          Direction direction, const VisitRow& visit,
+                                          const Reached& reached = nullptr);

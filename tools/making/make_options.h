@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "commands/camera_options.h"
+#include "making/proof.h"
+
+/** What the command line of `make` asks for; a text that was not given is empty. */
+struct MakeOptions {
+    std::string output;
+    std::string main;
+    std::string sub;
+    std::string points;
+    std::string from;
+    CameraOptions camera;
+    std::optional<int32_t> subWidth;
+    std::optional<int32_t> subHeight;
+    bool isFisheye = false;
+    std::string extrinsics;
+    std::string mainCoeff;
+    std::string subCoeff;
+    std::optional<int32_t> xOrder;
+    std::optional<int32_t> yOrder;
+    std::optional<int32_t> xPieces;
+    std::optional<int32_t> yPieces;
+    std::optional<int32_t> pass;
+    std::optional<double> maxAngle; /**< degrees; 90, the whole view, unless given */
+    double tolerance = usualTolerance;
+    std::string residuals;
+    bool isJson = false;
+    bool isUnproved = false;
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "inspection/image.h"
+#include "making/fit_points.h"
+#include "making/proof.h"
+
+/** What `make` tells about the file that it has written, or refuses to write. */
+struct MakeReport {
+    struct Fit {
+        Direction direction;
+        Deviation deviation;
+    };
+
+    std::string file;
+    Camera camera;
+    std::string mainCamera; /**< where it comes from */
+    std::string subCamera;
+    std::string extrinsics;
+    std::string coefficients; /**< the main camera's further parameters */
+    int passFlag;
+    double maxAngle;       /**< degrees */
+    double tolerance;      /**< pixels */
+    std::vector<Fit> fits; /**< none when the models come from another file */
+    std::optional<PointFit> points;
+};
+
+/** The report for people, several lines. */
+std::string textOf(const MakeReport& report);
+
+/** The report for programs, one object. With a reason, the file has not been written. */
+std::string jsonOf(const MakeReport& report, const std::string& reason);
