@@ -23,6 +23,13 @@ Colour fromOklab(double lightness, double a, double b) {
 
 }  // namespace
 
+Dot dotOf(const Colour& colour) {
+    const auto byte = [](double component) {
+        return static_cast<uint8_t>(std::lround(component * 255));
+    };
+    return {byte(colour.red), byte(colour.green), byte(colour.blue), 255};
+}
+
 double heatLightness(double t) {
     return std::lerp(0.30, 0.93, t);
 }

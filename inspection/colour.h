@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+
 /** A colour in sRGB, its components from 0 to 1. */
 struct Colour {
     double red;
@@ -7,7 +10,13 @@ struct Colour {
     double blue;
 };
 
-constexpr Colour ink = {0.13, 0.13, 0.15};
+/** A dot of a picture: red, green, blue and its opacity. */
+using Dot = std::array<uint8_t, 4>;
+
+/** The opaque dot of a colour. */
+Dot dotOf(const Colour& colour);
+
+constexpr Colour darkInk = {0.13, 0.13, 0.15};
 constexpr Colour faintInk = {0.42, 0.42, 0.45};
 constexpr Colour white = {1, 1, 1};
 constexpr Colour paper = {0.93, 0.93, 0.94};

@@ -37,7 +37,7 @@ struct AreaMark {
     Ink ink;
 };
 
-/** Lines of one kind; joins are round. */
+/** Lines of one kind, stroked as one path; joins are round, also where a line ends as it begins. */
 struct LineMark {
     std::vector<Polyline> lines;
     double width;
@@ -47,9 +47,10 @@ struct LineMark {
 };
 
 /**
- * A text. `anchor` says where in the text `place` lies: 0 left or top, 1 right or bottom, the height
- * that counts being that of digits. It is turned about that place by `angle` (radians, clockwise).
- * A text that is wider than `room` is written smaller, so that it has it; 0 is any width.
+ * A text. `anchor` says where in the text `place` lies: 0 left or top, 1 right or bottom, the
+ * height that counts being that of digits. It is turned about that place by `angle` (radians,
+ * clockwise). A text that is wider than `room` is written smaller, so that it has it; 0 is any
+ * width.
  */
 struct TextMark {
     std::string text;
@@ -72,5 +73,5 @@ struct Drawing {
     std::vector<Mark> marks;
 };
 
-/** The strokes of a figure. */
-Drawing drawingOf(const Figure& figure);
+/** The strokes of a figure; one that is not needed any more is moved here. */
+Drawing drawingOf(Figure figure);

@@ -6,17 +6,19 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
 #include "diagnostics.h"
-#include "drawing/axes.h"
-#include "drawing/displacement.h"
 #include "drawing/picture.h"
+#include "drawing/strokes.h"
 #include "failure.h"
 #include "input.h"
+#include "inspection/drawing.h"
 #include "inspection/fields.h"
+#include "inspection/figure.h"
 #include "inspection/map_difference.h"
 #include "inspection/soundness.h"
 #include "inspection/text.h"
@@ -176,52 +178,17 @@ std::string whyNotCompared(const Pair& files, Direction direction) {
     return "";
 }
 
-/** Collects distances for a picture: every so many columns and rows of large images. */
-struct Thinned {
-    explicit Thinned(const Camera& camera)
-        : step(std::max(1, std::max(camera.width, camera.height) / 1024)) {
-        values.nodes = {(camera.height + step - 1) / step, (camera.width + step - 1) / step, {}};
-        values.step = step;
-        values.covered = {static_cast<double>(camera.width), static_cast<double>(camera.height)};
-    }
-    void add(int32_t row, const std::vector<float>& distances) {
-        if (row % step == 0) {
-            for (std::size_t col = 0; col < distances.size();
-                 col += static_cast<std::size_t>(step)) {
-                values.nodes.values.push_back(static_cast<double>(distances[col]));
-            }
-        }
-    }
-    int32_t step;
-    PixelValues values{};
-};
+constexpr int32_t pictureWidth = 900;
 
-void drawDifference(const DiffOptions& options, const Pair& files, PixelValues values,
-                    const Statistics& difference) {
+void drawDifference(const DiffOptions& options, const Pair& files, const PixelValues& values) {
     const Camera camera = mainCameraOf(files.images[0]);
-    constexpr int32_t width = 900;
-    values.largest = difference.largest;
-    values.place = difference.place;
-    const Figure figure = layOut(std::move(values), camera, width);
-    Canvas canvas(figure.width, figure.height);
-    drawField(figure, canvas);
-    drawAxes(figure, canvas);
-    drawLegend(figure, canvas, "difference");
-    const bool undistorts = options.direction == Direction::undistort;
     const auto nameOfFile = [&](std::size_t i) {
-        return shortened(shown(std::filesystem::path(files.names[i]).filename().string()), 36);
+        return std::filesystem::path(files.names[i]).filename().string();
     };
-    drawTitle(
-        figure, canvas,
-        fittedTitle(figure, canvas, undistorts ? "Undistortion maps of " : "Distortion maps of ",
-                    nameOfFile(0) + " and " + nameOfFile(1)),
-        std::string("Colour at a pixel of the ") + (undistorts ? "straight" : "recorded") +
-            " image: how far apart the two maps take it",
-        factsOf(figure, "difference", format("%d \u00d7 %d pixels", camera.width, camera.height)));
-    if (figure.largest <= 0) {
-        writeNone(figure, canvas, "no difference");
-    }
-    writePng(options.output, canvas.picture());
+    Figure figure =
+        figureOf(layOut(camera, pictureWidth, 0), camera, values, nullptr,
+                 wordingOfDifference(camera, options.direction, nameOfFile(0), nameOfFile(1)));
+    writePng(options.output, stroked(drawingOf(std::move(figure))));
 }
 
 /**
@@ -237,14 +204,16 @@ bool compareDirection(const DiffOptions& options, const Pair& files, Direction d
         whyNotDrawn = isDrawn ? "the " + name + " maps " + reason : whyNotDrawn;
         return false;
     }
-    Thinned thinned(mainCameraOf(files.images[0]));
+    PixelValues values = valuesForDifference(mainCameraOf(files.images[0]), pictureWidth);
     std::optional<Statistics> difference;
     {
         const Progress progress("comparing the " + name + " maps");
         const DiagnosticCapture capture;
         difference = mapDifferenceOf(
             files.images[0], files.images[1], direction,
-            [&](int32_t row, const std::vector<float>& distances) { thinned.add(row, distances); },
+            [&](int32_t row, const std::vector<float>& distances) {
+                addRow(values, row, distances);
+            },
             [&](double part) { progress.reached(part); });
     }
     if (!difference) {
@@ -261,7 +230,9 @@ bool compareDirection(const DiffOptions& options, const Pair& files, Direction d
                  pixels(difference->percentile95).c_str(),
                  pixels(difference->percentile99).c_str());
     if (isDrawn) {
-        drawDifference(options, files, std::move(thinned.values), *difference);
+        values.largest = difference->largest;
+        values.place = difference->place;
+        drawDifference(options, files, values);
     }
     return agree;
 }

@@ -1,16 +1,15 @@
 #include <filesystem>
 #include <string>
+#include <utility>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
-#include "drawing/axes.h"
-#include "drawing/canvas.h"
-#include "drawing/displacement.h"
 #include "drawing/picture.h"
+#include "drawing/strokes.h"
 #include "failure.h"
 #include "input.h"
-#include "inspection/geometry.h"
-#include "inspection/text.h"
+#include "inspection/drawing.h"
+#include "inspection/figure.h"
 #include "maps.h"
 #include "progress.h"
 
@@ -24,51 +23,17 @@ struct DrawOptions {
     int32_t width = 900;
 };
 
-/** The texts that say of which image and of which way the picture speaks. */
-struct Wording {
-    const char* title;
-    const char* colours;
-    const char* regularGrid;
-    const char* mappedGrid;
-};
-
-Wording wordingOf(Direction direction) {
-    return direction == Direction::undistort
-               ? Wording{"Undistortion map of ",
-                         "Colour at a pixel of the straight image: how far from it the camera "
-                         "records what belongs there",
-                         "a regular grid of the straight image", "as the camera records it"}
-               : Wording{"Distortion map of ",
-                         "Colour at a pixel of the recorded image: how far from it that place lies "
-                         "in the straight image",
-                         "a regular grid of the recorded image", "where it lies when straightened"};
-}
-
 int run(const DrawOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
     const Camera camera = mainCameraOf(image);
     const Progress progress("drawing");
-    const Figure figure = layOut(displacementsOf(map), camera, options.width);
-    const Wording wording = wordingOf(options.direction);
-
-    Canvas canvas(figure.width, figure.height);
-    drawField(figure, canvas, &map);
-    drawAxes(figure, canvas);
-    drawLegend(figure, canvas, "displacement");
-    drawKey(figure, canvas, wording.regularGrid, wording.mappedGrid);
+    const PixelValues values = displacementsOf(map, displacementOf(map).moved, options.width);
     const std::string name = std::filesystem::path(inputName(options.file)).filename().string();
-    drawTitle(figure, canvas, fittedTitle(figure, canvas, wording.title, shown(name)),
-              wording.colours,
-              factsOf(figure, "displacement",
-                      format("%d \u00d7 %d pixels \u00b7 ratio %d: %d \u00d7 %d samples",
-                             camera.width, camera.height, map.ratio, map.cols, map.rows)));
-    if (figure.largest <= 0) {
-        // One sample, often the middle of the image, says nothing of the lens around it.
-        const bool isOne = map.x.size() == 1;
-        writeNone(figure, canvas, isOne ? "the one sample does not move" : "no distortion");
-    }
-    writePng(options.output, canvas.picture());
+    Figure figure = figureOf(layOut(camera, options.width, 0), camera, values, &map,
+                             wordingOf(map, camera, options.direction, name),
+                             [&](double part) { progress.reached(part); });
+    writePng(options.output, stroked(drawingOf(std::move(figure))));
     return exitGood;
 }
 

@@ -40,7 +40,7 @@ double Canvas::widthOf(const std::string& text) const {
     return extents.x_advance;
 }
 
-void Canvas::write(const std::string& text, Point place, Anchor anchor, double angle) const {
+void Canvas::write(const std::string& text, Point place, Point anchor, double angle) const {
     cairo_text_extents_t digit;
     cairo_text_extents(context(), "0", &digit);
     cairo_save(context());

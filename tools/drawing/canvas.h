@@ -10,12 +10,6 @@
 #include "inspection/colour.h"
 #include "inspection/point.h"
 
-/** Where the point that is given for a text lies in it: 0 left or top, 1 right or bottom. */
-struct Anchor {
-    double x;
-    double y;
-};
-
 /** A white picture to draw on, with the origin at the top left. */
 class Canvas {
   public:
@@ -34,8 +28,11 @@ class Canvas {
     /** Width of a text in the chosen type. */
     [[nodiscard]] double widthOf(const std::string& text) const;
 
-    /** Writes a text, turned about the given point; the height that counts is that of digits. */
-    void write(const std::string& text, Point place, Anchor anchor, double angle = 0) const;
+    /**
+     * Writes a text, turned about the given point. `anchor` says where in the text that lies: 0
+     * left or top, 1 right or bottom; the height that counts is that of digits.
+     */
+    void write(const std::string& text, Point place, Point anchor, double angle = 0) const;
 
     /** Overwrites all pixels of an area. */
     void paint(int left, int top, int width, int height,

@@ -5,7 +5,7 @@
 
 #include "drawing/canvas.h"
 #include "inspection/colour.h"
-#include "inspection/geometry.h"
+#include "inspection/layout.h"
 #include "inspection/text.h"
 
 namespace {
@@ -16,7 +16,6 @@ constexpr double margin = 28;
 constexpr double titleHeight = 46;
 constexpr double footHeight = 52;
 
-constexpr Colour dark = {0.13, 0.13, 0.15};
 constexpr Colour pale = {0.75, 0.75, 0.78};
 constexpr Colour arrowColour = {0.13, 0.35, 0.60};
 constexpr Colour crossColour = {0.80, 0.20, 0.15};
@@ -77,7 +76,7 @@ void drawPanel(const Canvas& canvas, const Camera& camera, const ResidualPanel& 
                const Rectangle& plot, double magnification) {
     cairo_t* const cr = canvas.context();
     canvas.setType(14, true);
-    canvas.setColour(dark);
+    canvas.setColour(darkInk);
     canvas.write(panel.title, {plot.left, plot.top - 14}, {0, 1});
     canvas.setColour(pale);
     cairo_set_line_width(cr, 1);
@@ -132,7 +131,7 @@ Picture drawResiduals(const Camera& camera, const std::vector<ResidualPanel>& pa
     cairo_set_line_width(canvas.context(), 1.1);
     drawArrow(canvas.context(), {margin, foot}, {step * magnification, 0});
     canvas.setType(12.5);
-    canvas.setColour(dark);
+    canvas.setColour(darkInk);
     canvas.write(format("%g pixels, from the truth to the map", step) +
                      (hasCrosses ? "; crosses are points that were left out" : ""),
                  {margin + step * magnification + 12, foot}, {0, 0.5});

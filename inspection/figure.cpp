@@ -1,0 +1,344 @@
+#include "inspection/figure.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <numbers>
+#include <utility>
+
+#include "inspection/colour.h"
+#include "inspection/text.h"
+
+namespace {
+
+/** How much of the work the heat map is. */
+constexpr double shareOfHeatMap = 0.6;
+
+/** How far computing in single precision may move a pixel that no lens moves. */
+double roundingOf(const Camera& camera) {
+    const double reach =
+        std::max({static_cast<double>(camera.width), static_cast<double>(camera.height),
+                  std::abs(camera.cx), std::abs(camera.cy)});
+    return std::ldexp(reach, -21);
+}
+
+std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, double largest,
+                               const Reached& reached) {
+    // The colours are many; a table of them is as good as any number of them.
+    constexpr int count = 1024;
+    std::vector<Dot> colours;
+    colours.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        colours.push_back(dotOf(heat(i / (count - 1.0))));
+    }
+    const Dot uncovered = dotOf(paper);
+    const Dot lost = dotOf(faintInk);
+    const auto dotAt = [&](Point pixel) {
+        if (pixel.x > values.covered.x - 0.5 || pixel.y > values.covered.y - 0.5) {
+            return uncovered;
+        }
+        const double value = valueAt(values, pixel);
+        const double t = largest > 0 ? std::min(value / largest, 1.0) : 0;
+        return std::isfinite(value) ? colours[static_cast<std::size_t>(t * (count - 1))] : lost;
+    };
+    const Rectangle& plot = layout.plot;
+    std::vector<uint8_t> dots;
+    dots.reserve(static_cast<std::size_t>(plot.width * plot.height) * std::tuple_size_v<Dot>);
+    for (int row = 0; row < plot.height; ++row) {
+        for (int col = 0; col < plot.width; ++col) {
+            const Dot dot = dotAt(pixelAt(layout, {plot.left + col + 0.5, plot.top + row + 0.5}));
+            dots.insert(dots.end(), dot.begin(), dot.end());
+        }
+        if (reached) {
+            reached(shareOfHeatMap * row / plot.height);
+        }
+    }
+    return dots;
+}
+
+/**
+ * The lines of a regular grid over what is covered, each at `steps` places and one more, where
+ * `taken` takes them: 17 lines along the longer side, from the first pixel to the last, and as many
+ * along the other as keep the cells about square, at least five.
+ */
+template <class Take>
+std::vector<Polyline> gridOf(const Layout& layout, Point covered, int steps, const Take& taken) {
+    constexpr int cellsAlongLonger = 16;
+    const auto cells = [](double side, double other) {
+        return std::max(
+            4, static_cast<int>(std::lround(cellsAlongLonger * std::min(1.0, side / other))));
+    };
+    std::vector<Polyline> lines;
+    const auto addLine = [&](Point from, Point to) {
+        Polyline line;
+        for (int i = 0; i <= steps; ++i) {
+            const double t = static_cast<double>(i) / steps;
+            const Point p = taken(Point{std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)});
+            if (std::isfinite(p.x) && std::isfinite(p.y)) {
+                line.push_back(onPaper(layout, p));
+            } else if (!line.empty()) {
+                lines.push_back(std::exchange(line, {}));
+            }
+        }
+        lines.push_back(std::move(line));
+    };
+    const Point last = {covered.x - 1, covered.y - 1};
+    const int columns = cells(layout.plot.width, layout.plot.height);
+    for (int i = 0; i <= columns; ++i) {
+        const double x = last.x * i / columns;
+        addLine({x, 0}, {x, last.y});
+    }
+    const int rows = cells(layout.plot.height, layout.plot.width);
+    for (int i = 0; i <= rows; ++i) {
+        const double y = last.y * i / rows;
+        addLine({0, y}, {last.x, y});
+    }
+    return lines;
+}
+
+double extentOf(const Polyline& line) {
+    double length = 0;
+    for (std::size_t i = 1; i < line.size(); ++i) {
+        length += std::hypot(line[i].x - line[i - 1].x, line[i].y - line[i - 1].y);
+    }
+    return length;
+}
+
+/** Finds a place for a label that reads well, away from the frame and from other labels. */
+std::optional<ContourLabel> labelFor(const Layout& layout, const Polyline& line,
+                                     const std::vector<ContourLine>& others) {
+    const Rectangle& plot = layout.plot;
+    const double margin = 24 * layout.scale;
+    const double apart = 60 * layout.scale;
+    constexpr std::size_t reach = 6;
+    std::optional<ContourLabel> best;
+    double least = std::numeric_limits<double>::infinity();
+    for (std::size_t i = reach; i + reach < line.size(); ++i) {
+        const Point p = line[i];
+        const bool nearFrame = p.x < plot.left + margin || p.y < plot.top + margin ||
+                               p.x > plot.left + plot.width - margin ||
+                               p.y > plot.top + plot.height - margin;
+        const bool nearLabel =
+            std::any_of(others.begin(), others.end(), [&](const ContourLine& other) {
+                return other.label &&
+                       std::hypot(other.label->centre.x - p.x, other.label->centre.y - p.y) < apart;
+            });
+        if (nearFrame || nearLabel) {
+            continue;
+        }
+        double angle = std::atan2(line[i + reach].y - line[i - reach].y,
+                                  line[i + reach].x - line[i - reach].x);
+        if (std::abs(angle) > std::numbers::pi / 2) {
+            angle -= std::copysign(std::numbers::pi, angle);
+        }
+        // At a slant, and to the upper right where there is a choice, labels line up.
+        const double cost = std::abs(std::abs(angle) - 0.45) +
+                            (p.x < plot.left + plot.width / 2 ? 0.3 : 0) +
+                            (p.y > plot.top + plot.height / 2 ? 0.3 : 0);
+        if (cost < least) {
+            least = cost;
+            best = ContourLabel{"", p, angle};
+        }
+    }
+    return best;
+}
+
+/** Puts a label on a line and interrupts the line for it, if there is room for one. */
+void addLabel(const Layout& layout, const std::vector<ContourLine>& others, ContourLine& contour) {
+    const std::string text = format("%.6g", contour.level);
+    const double gap = widthOf(text, labelSize * layout.scale, true) / 2 + 4 * layout.scale;
+    const Polyline whole = contour.pieces.front();
+    if (extentOf(whole) > 8 * gap) {
+        contour.label = labelFor(layout, whole, others);
+    }
+    if (!contour.label) {
+        return;
+    }
+    contour.label->text = text;
+    contour.pieces = {{}};
+    const Point centre = contour.label->centre;
+    for (const Point& point : whole) {
+        if (std::hypot(point.x - centre.x, point.y - centre.y) > gap) {
+            contour.pieces.back().push_back(point);
+        } else if (!contour.pieces.back().empty()) {
+            contour.pieces.emplace_back();
+        }
+    }
+}
+
+std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& values, double largest,
+                                    const Reached& reached) {
+    // Nodes a few hairlines apart, over the area that the values speak for.
+    const Point covered = values.covered;
+    const auto count = [&](double length) {
+        return std::max(2, static_cast<int>(std::lround(length / (2.2 * layout.scale))) + 1);
+    };
+    NodeValues nodes = {count(layout.plot.height * covered.y / layout.imageHeight),
+                        count(layout.plot.width * covered.x / layout.imageWidth),
+                        {}};
+    const auto pixelOf = [&](double col, double row) {
+        return Point{covered.x * col / (nodes.cols - 1) - 0.5,
+                     covered.y * row / (nodes.rows - 1) - 0.5};
+    };
+    nodes.values.reserve(static_cast<std::size_t>(nodes.rows) *
+                         static_cast<std::size_t>(nodes.cols));
+    for (int row = 0; row < nodes.rows; ++row) {
+        for (int col = 0; col < nodes.cols; ++col) {
+            nodes.values.push_back(valueAt(values, pixelOf(col, row)));
+        }
+    }
+    // Displacement grows steeply towards the corners; two more levels tell of the middle.
+    const double step = roundStep(largest, 10);
+    std::vector<double> levels = {step / 10, step / 2};
+    for (int i = 1; i * step < largest; ++i) {
+        levels.push_back(i * step);
+    }
+    std::vector<ContourLine> contours;
+    double done = shareOfHeatMap;
+    for (const double level : levels) {
+        for (Polyline& line : contourLines(nodes, level)) {
+            for (Point& point : line) {
+                point = onPaper(layout, pixelOf(point.x, point.y));
+            }
+            ContourLine contour = {level, heatLightness(level / largest) > 0.6, {}, std::nullopt};
+            contour.pieces.push_back(std::move(line));
+            addLabel(layout, contours, contour);
+            contours.push_back(std::move(contour));
+        }
+        done += (1 - shareOfHeatMap) / static_cast<double>(levels.size());
+        if (reached) {
+            reached(std::min(done, 1.0));
+        }
+    }
+    return contours;
+}
+
+/** The numbers along an axis of so many pixels, drawn this long: about one every `apart`. */
+template <class Place>
+std::vector<Tick> ticksOf(int32_t pixels, double length, double apart, const Place& place) {
+    const double step = std::max(1.0, roundStep(pixels, std::max(2.0, length / apart)));
+    std::vector<Tick> ticks;
+    for (int i = 0; i * step < pixels; ++i) {
+        ticks.push_back({i * step, place(i * step), numberText(i * step, step)});
+    }
+    return ticks;
+}
+
+/** The steps of the contour lines, as far as there is room for their numbers. */
+std::vector<Tick> scaleOf(const Layout& layout, double largest) {
+    std::vector<Tick> ticks;
+    if (largest <= 0) {
+        return ticks;
+    }
+    const Rectangle& bar = layout.bar;
+    const double step = roundStep(largest, std::min(10.0, bar.height / (24 * layout.scale)));
+    for (int i = 0; i * step <= largest * 1.0001; ++i) {
+        ticks.push_back({i * step, bar.top + bar.height * (1 - i * step / largest),
+                         numberText(i * step, step)});
+    }
+    return ticks;
+}
+
+/** The title, its name shortened until there is room for it. */
+std::string titleOf(const Layout& layout, const Wording& wording) {
+    std::size_t length = lengthOf(wording.name);
+    std::string title = wording.title + wording.name;
+    while (length > 1 && widthOf(title, titleSize * layout.scale, true) > roomForTitle(layout)) {
+        title = wording.title + shortened(wording.name, --length);
+    }
+    return title;
+}
+
+std::vector<std::string> titlesOf(const Figure& figure, const PixelValues& values) {
+    const Wording& wording = figure.wording;
+    const std::string& quantity = wording.quantity;
+    std::vector<std::string> titles = {
+        titleOf(figure.layout, wording), wording.colours,
+        wording.size +
+            (figure.largest > 0
+                 ? format(" \u00b7 largest %s %s pixels at (%g, %g)", quantity.c_str(),
+                          decimal(values.largest, 3).c_str(), values.place.x, values.place.y)
+                 : format(" \u00b7 %s: none (at most %.1g pixels, by rounding)", quantity.c_str(),
+                          values.largest))};
+    const double stretch = figure.layout.stretch;
+    if (stretch != 1) {
+        titles.push_back(format("Not in proportion: drawn %.3g times as %s as it is",
+                                stretch > 1 ? stretch : 1 / stretch,
+                                stretch > 1 ? "high" : "wide"));
+    }
+    return titles;
+}
+
+const char* imageOf(Direction direction) {
+    return direction == Direction::undistort ? "straight image" : "recorded image";
+}
+
+}  // namespace
+
+Wording wordingOf(const CoordinateMap& map, const Camera& camera, Direction direction,
+                  const std::string& name) {
+    const bool undistorts = direction == Direction::undistort;
+    const std::string image = imageOf(direction);
+    return {
+        .title = undistorts ? "Undistortion map of " : "Distortion map of ",
+        .name = shown(name),
+        .colours = "Colour at a pixel of the " + image +
+                   (undistorts ? ": how far from it the camera records what belongs there"
+                               : ": how far from it that place lies in the straight image"),
+        .size = format("%d \u00d7 %d pixels \u00b7 ratio %d: %d \u00d7 %d samples", camera.width,
+                       camera.height, map.ratio, map.cols, map.rows),
+        .quantity = "displacement",
+        // One sample, often the middle of the image, says nothing of the lens around it.
+        .none = map.x.size() == 1 ? "the one sample does not move" : "no distortion",
+        .regularGrid = "a regular grid of the " + image,
+        .mappedGrid = undistorts ? "as the camera records it" : "where it lies when straightened",
+    };
+}
+
+Wording wordingOfDifference(const Camera& camera, Direction direction, const std::string& first,
+                            const std::string& second) {
+    constexpr std::size_t most = 36;
+    return {
+        .title =
+            direction == Direction::undistort ? "Undistortion maps of " : "Distortion maps of ",
+        .name = shortened(shown(first), most) + " and " + shortened(shown(second), most),
+        .colours = std::string("Colour at a pixel of the ") + imageOf(direction) +
+                   ": how far apart the two maps take it",
+        .size = format("%d \u00d7 %d pixels", camera.width, camera.height),
+        .quantity = "difference",
+        .none = "no difference",
+        .regularGrid = "",
+        .mappedGrid = "",
+    };
+}
+
+Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& values,
+                const CoordinateMap* map, const Wording& wording, const Reached& reached) {
+    Figure figure{};
+    figure.layout = layout;
+    figure.wording = wording;
+    figure.largest = values.largest > roundingOf(camera) ? values.largest : 0;
+    figure.place = onPaper(layout, values.place);
+    figure.heatMap = heatMapOf(layout, values, figure.largest, reached);
+    if (map != nullptr) {
+        constexpr int stepsOfBentLine = 400;
+        figure.regularGrid = gridOf(layout, values.covered, 1, [](Point pixel) { return pixel; });
+        figure.mappedGrid = gridOf(layout, values.covered, stepsOfBentLine,
+                                   [map](Point pixel) { return mapped(*map, pixel); });
+    }
+    if (figure.largest > 0) {
+        figure.contours = contoursOf(layout, values, figure.largest, reached);
+    }
+    figure.columns =
+        ticksOf(layout.imageWidth, layout.plot.width, 90 * layout.scale, [&](double x) {
+            return onPaper(layout, {x, 0}).x;
+        });
+    figure.rows = ticksOf(layout.imageHeight, layout.plot.height, 60 * layout.scale, [&](double y) {
+        return onPaper(layout, {0, y}).y;
+    });
+    figure.scale = scaleOf(layout, figure.largest);
+    figure.title = titlesOf(figure, values);
+    return figure;
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "inspection/contour.h"
+#include "inspection/image.h"
+#include "inspection/map.h"
+#include "inspection/point.h"
+#include "inspection/statistics.h"
+
+/**
+ * Values at evenly spaced pixels of an image, row by row: column i and row i stand at
+ * `first + step * i`.
+ */
+struct PixelValues {
+    NodeValues nodes;
+    double first;
+    double step;
+    Point covered;  /**< columns and rows of the image that they speak for, from its first on */
+    double largest; /**< of all that the picture speaks of, also of those left out here */
+    Point place;    /**< where it is, in pixels */
+};
+
+/**
+ * How far a map moves its samples, in pixels, `moved` being all of them in numbers. Of maps with
+ * many more samples than a picture of this width has dots, every so many.
+ */
+PixelValues displacementsOf(const CoordinateMap& map, const Statistics& moved, int32_t width);
+
+/**
+ * Values for the distances between two maps of this camera, for a picture of this width: to be
+ * filled by `addRow`, and `largest` and `place` by who knows them all.
+ */
+PixelValues valuesForDifference(const Camera& camera, int32_t width);
+
+/** Takes what is needed of one row of distances, one for each pixel. */
+void addRow(PixelValues& values, int32_t row, const std::vector<float>& distances);
+
+/** The value at any pixel, interpolated, and continued to the border of what is covered. */
+double valueAt(const PixelValues& values, Point pixel);
