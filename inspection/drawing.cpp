@@ -202,12 +202,11 @@ void addNone(const Figure& figure, Marks& marks) {
     const Layout& layout = figure.layout;
     const Rectangle& plot = layout.plot;
     const double s = layout.scale;
-    const double width =
-        std::min<double>(layout.width, widthOf(figure.wording.none, noneSize * s, true) + 36 * s);
-    // A slender plot is narrower than the words, and they stay on the paper.
-    const Point centre = {
-        std::clamp(plot.left + plot.width / 2, width / 2, layout.width - width / 2),
-        plot.top + plot.height / 2};
+    const double room = layout.width - plot.left;
+    const double width = std::min(room, widthOf(figure.wording.none, noneSize * s, true) + 36 * s);
+    // On a slender plot, which is narrower than the words, they leave the numbers beside it alone.
+    const Point centre = {plot.left + std::clamp(plot.width / 2, width / 2, room - width / 2),
+                          plot.top + plot.height / 2};
     marks.emplace_back(
         AreaMark{{centre.x - width / 2, centre.y - 24 * s, width, 48 * s}, Ink::light});
     marks.emplace_back(TextMark{figure.wording.none, centre, middle, 0, noneSize * s, true,
