@@ -144,13 +144,14 @@ void addScale(const Figure& figure, Marks& marks) {
     }
     marks.emplace_back(std::move(colours));
     LineMark lines = solid({outlineOf(bar)}, s, Ink::text);
+    const double room = layout.width - right - (layout.isCompact ? 9 : 34) * s;
     double widest = 0;
     for (const Tick& tick : figure.scale) {
         lines.lines.push_back({{right, tick.place}, {right + 5 * s, tick.place}});
         TextMark number = plain(tick.text, {right + 9 * s, tick.place}, leftMiddle, s);
-        number.room = layout.width - number.place.x;
+        number.room = room;
+        widest = std::max(widest, std::min(room, widthOf(tick.text, number.size, false)));
         marks.emplace_back(std::move(number));
-        widest = std::max(widest, widthOf(tick.text, textSize * s, false));
     }
     marks.emplace_back(std::move(lines));
     if (!layout.isCompact) {

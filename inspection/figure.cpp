@@ -44,12 +44,12 @@ std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, 
         return std::isfinite(value) ? colours[static_cast<std::size_t>(t * (count - 1))] : lost;
     };
     const Rectangle& plot = layout.plot;
-    std::vector<uint8_t> dots;
-    dots.reserve(static_cast<std::size_t>(plot.width * plot.height) * std::tuple_size_v<Dot>);
+    std::vector<uint8_t> dots(static_cast<std::size_t>(plot.width * plot.height) * sizeof(Dot));
+    auto next = dots.begin();
     for (int row = 0; row < plot.height; ++row) {
         for (int col = 0; col < plot.width; ++col) {
             const Dot dot = dotAt(pixelAt(layout, {plot.left + col + 0.5, plot.top + row + 0.5}));
-            dots.insert(dots.end(), dot.begin(), dot.end());
+            next = std::copy(dot.begin(), dot.end(), next);
         }
         if (reached) {
             reached(shareOfHeatMap * row / plot.height);
@@ -57,6 +57,9 @@ std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, 
     }
     return dots;
 }
+
+/** Dots; those who stroke lines cannot count to any number. */
+constexpr double farthest = 1e5;
 
 /**
  * The lines of a regular grid over what is covered, each at `steps` places and one more, where
@@ -76,8 +79,9 @@ std::vector<Polyline> gridOf(const Layout& layout, Point covered, int steps, con
         for (int i = 0; i <= steps; ++i) {
             const double t = static_cast<double>(i) / steps;
             const Point p = taken(Point{std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)});
-            if (std::isfinite(p.x) && std::isfinite(p.y)) {
-                line.push_back(onPaper(layout, p));
+            const Point place = onPaper(layout, p);
+            if (std::abs(place.x) < farthest && std::abs(place.y) < farthest) {
+                line.push_back(place);
             } else if (!line.empty()) {
                 lines.push_back(std::exchange(line, {}));
             }
@@ -254,14 +258,18 @@ std::string titleOf(const Layout& layout, const Wording& wording) {
 std::vector<std::string> titlesOf(const Figure& figure, const PixelValues& values) {
     const Wording& wording = figure.wording;
     const std::string& quantity = wording.quantity;
-    std::vector<std::string> titles = {
-        titleOf(figure.layout, wording), wording.colours,
-        wording.size +
-            (figure.largest > 0
-                 ? format(" \u00b7 largest %s %s pixels at (%g, %g)", quantity.c_str(),
-                          decimal(values.largest, 3).c_str(), values.place.x, values.place.y)
-                 : format(" \u00b7 %s: none (at most %.1g pixels, by rounding)", quantity.c_str(),
-                          values.largest))};
+    std::string fact;
+    if (figure.largest > 0) {
+        fact = format("largest %s %s pixels at (%g, %g)", quantity.c_str(),
+                      decimal(values.largest, 3).c_str(), values.place.x, values.place.y);
+    } else if (std::isnan(values.largest)) {
+        fact = quantity + ": not a number anywhere";
+    } else {
+        fact =
+            format("%s: none (at most %.1g pixels, by rounding)", quantity.c_str(), values.largest);
+    }
+    std::vector<std::string> titles = {titleOf(figure.layout, wording), wording.colours,
+                                       wording.size + " \u00b7 " + fact};
     const double stretch = figure.layout.stretch;
     if (stretch != 1) {
         titles.push_back(format("Not in proportion: drawn %.3g times as %s as it is",
@@ -320,6 +328,9 @@ Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& v
     figure.layout = layout;
     figure.wording = wording;
     figure.largest = values.largest > roundingOf(camera) ? values.largest : 0;
+    if (std::isnan(values.largest)) {
+        figure.wording.none = "no numbers";
+    }
     figure.place = onPaper(layout, values.place);
     figure.heatMap = heatMapOf(layout, values, figure.largest, reached);
     if (map != nullptr) {

@@ -31,9 +31,10 @@ PixelValues displacementsOf(const CoordinateMap& map, const Statistics& moved, i
         .step = static_cast<double>(every) * map.ratio,
         .covered = {static_cast<double>(map.cols) * map.ratio,
                     static_cast<double>(map.rows) * map.ratio},
-        .largest = moved.largest,
-        .place = moved.place,
+        .largest = 0,
+        .place = {0, 0},
     };
+    setLargest(values, moved);
     std::size_t i = 0;
     for (int32_t row = 0; row < map.rows; row += every) {
         for (int32_t col = 0; col < map.cols; col += every) {
@@ -64,6 +65,11 @@ void addRow(PixelValues& values, int32_t row, const std::vector<float>& distance
         values.nodes.values[begin + col] =
             static_cast<double>(distances[col * static_cast<std::size_t>(every)]);
     }
+}
+
+void setLargest(PixelValues& values, const Statistics& all) {
+    values.largest = all.count > 0 ? all.largest : std::numeric_limits<double>::quiet_NaN();
+    values.place = all.place;
 }
 
 double valueAt(const PixelValues& values, Point pixel) {

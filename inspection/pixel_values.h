@@ -18,7 +18,7 @@ struct PixelValues {
     double first;
     double step;
     Point covered;  /**< columns and rows of the image that they speak for, from its first on */
-    double largest; /**< of all that the picture speaks of, also of those left out here */
+    double largest; /**< of all the picture speaks of; not a number where none of them is one */
     Point place;    /**< where it is, in pixels */
 };
 
@@ -30,12 +30,15 @@ PixelValues displacementsOf(const CoordinateMap& map, const Statistics& moved, i
 
 /**
  * Values for the distances between two maps of this camera, for a picture of this width: to be
- * filled by `addRow`, and `largest` and `place` by who knows them all.
+ * filled by `addRow`, and in the end by `setLargest`.
  */
 PixelValues valuesForDifference(const Camera& camera, int32_t width);
 
 /** Takes what is needed of one row of distances, one for each pixel. */
 void addRow(PixelValues& values, int32_t row, const std::vector<float>& distances);
+
+/** Tells the values of all that they are a part of. */
+void setLargest(PixelValues& values, const Statistics& all);
 
 /** The value at any pixel, interpolated, and continued to the border of what is covered. */
 double valueAt(const PixelValues& values, Point pixel);

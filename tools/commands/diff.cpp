@@ -230,8 +230,7 @@ bool compareDirection(const DiffOptions& options, const Pair& files, Direction d
                  pixels(difference->percentile95).c_str(),
                  pixels(difference->percentile99).c_str());
     if (isDrawn) {
-        values.largest = difference->largest;
-        values.place = difference->place;
+        setLargest(values, *difference);
         drawDifference(options, files, values);
     }
     return agree;
