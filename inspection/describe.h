@@ -2,6 +2,7 @@
 
 #include <calibmap.h>
 
+#include <cstddef>
 #include <string>
 #include <variant>
 #include <vector>
@@ -262,24 +263,10 @@ void describe(Out& out, const Layout& layout) {
     out("bar", layout.bar);
 }
 
-inline std::string nameOf(Ink ink) {
-    switch (ink) {
-        case Ink::text:
-            return "text";
-        case Ink::faintText:
-            return "faintText";
-        case Ink::dark:
-            return "dark";
-        case Ink::light:
-            return "light";
-        case Ink::regularLine:
-            return "regularLine";
-        case Ink::mappedLine:
-            return "mappedLine";
-        case Ink::sample:
-            break;
-    }
-    return "sample";
+inline std::string nameOf(Ink kind) {
+    const char* const names[] = {"text",        "faintText",  "dark",  "light",
+                                 "regularLine", "mappedLine", "sample"};
+    return names[static_cast<std::size_t>(kind)];
 }
 
 template <class Out>
