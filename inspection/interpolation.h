@@ -4,6 +4,38 @@
 #include <cmath>
 #include <cstdint>
 
+/** Between which elements of a grid a place lies, and how far from the first of them. */
+struct Cell {
+    int32_t row;
+    int32_t col;
+    int32_t nextRow;
+    int32_t nextCol;
+    double right;
+    double down;
+};
+
+/**
+ * The cell of column x and row y in a rows x cols grid. Beyond the outermost elements a place
+ * counts for up to `beyond` elements and then stays.
+ */
+inline Cell cellAt(int32_t rows, int32_t cols, double x, double y, double beyond = 0) {
+    x = std::clamp(x, -beyond, cols - 1 + beyond);
+    y = std::clamp(y, -beyond, rows - 1 + beyond);
+    const auto before = [](double place, int32_t count) {
+        return std::clamp(static_cast<int32_t>(std::floor(place)), 0, std::max(count - 2, 0));
+    };
+    const int32_t col = before(x, cols);
+    const int32_t row = before(y, rows);
+    return {row, col, std::min(row + 1, rows - 1), std::min(col + 1, cols - 1), x - col, y - row};
+}
+
+/** Between the values at the corners of a cell, bilinearly. */
+inline double between(const Cell& cell, double topLeft, double topRight, double bottomLeft,
+                      double bottomRight) {
+    return std::lerp(std::lerp(topLeft, topRight, cell.right),
+                     std::lerp(bottomLeft, bottomRight, cell.right), cell.down);
+}
+
 /**
  * Bilinear interpolation between the elements of a rows x cols grid, at column x and row y.
  * `at(row, col)` gives an element. Beyond the outermost elements the value goes on straight for up
@@ -12,15 +44,7 @@
 template <class At>
 double interpolated(int32_t rows, int32_t cols, double x, double y, const At& at,
                     double beyond = 0) {
-    x = std::clamp(x, -beyond, cols - 1 + beyond);
-    y = std::clamp(y, -beyond, rows - 1 + beyond);
-    const auto before = [](double place, int32_t count) {
-        return std::clamp(static_cast<int32_t>(std::floor(place)), 0, std::max(count - 2, 0));
-    };
-    const int32_t col = before(x, cols);
-    const int32_t row = before(y, rows);
-    const int32_t nextCol = std::min(col + 1, cols - 1);
-    const int32_t nextRow = std::min(row + 1, rows - 1);
-    return std::lerp(std::lerp(at(row, col), at(row, nextCol), x - col),
-                     std::lerp(at(nextRow, col), at(nextRow, nextCol), x - col), y - row);
+    const Cell cell = cellAt(rows, cols, x, y, beyond);
+    return between(cell, at(cell.row, cell.col), at(cell.row, cell.nextCol),
+                   at(cell.nextRow, cell.col), at(cell.nextRow, cell.nextCol));
 }

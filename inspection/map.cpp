@@ -6,6 +6,7 @@
 #include "inspection/interpolation.h"
 #include "inspection/soundness.h"
 #include "inspection/text.h"
+#include "inspection/verdict.h"
 
 namespace {
 
@@ -13,11 +14,13 @@ namespace {
  */
 constexpr double halfBlock = 0.5;
 
-const char* const calibrateAgain = "have the device calibrated again";
-
 }  // namespace
 
 std::optional<Refusal> obstacleToMap(const Image& image, Direction direction, int32_t ratio) {
+    if (ratio != 1 && (ratio < 1 || ratio % 2 != 0)) {
+        return Refusal{format("ratio %d is neither 1 nor a positive even number", ratio),
+                       "choose one that is"};
+    }
     const Camera camera = mainCameraOf(image);
     if (camera.width < 1 || camera.height < 1) {
         return Refusal{
@@ -101,4 +104,19 @@ Displacement displacementOf(const CoordinateMap& map, const Reached& reached) {
         }
     }
     return {statisticsOf(distances), outside};
+}
+
+std::string sentenceOf(const CoordinateMap& map, const Displacement& displacement) {
+    const Statistics& moved = displacement.moved;
+    const std::string size = format("%d rows x %d columns, ", map.rows, map.cols);
+    if (moved.count == 0) {
+        return size + "every sample taken to no place at all";
+    }
+    return size +
+           format(
+               "displacement at most %s at (%g, %g) and on average %s pixels, %zu of %zu "
+               "samples taken outside the image",
+               decimal(moved.largest, 3).c_str(), moved.place.x, moved.place.y,
+               decimal(moved.mean, 3).c_str(), displacement.outside, map.x.size()) +
+           (moved.lost > 0 ? format(", %zu taken to no place at all", moved.lost) : "");
 }

@@ -62,3 +62,6 @@ struct Displacement {
 
 /** The displacements of all samples. */
 Displacement displacementOf(const CoordinateMap& map, const Reached& reached = nullptr);
+
+/** For people: "480 rows x 640 columns, displacement at most ..." */
+std::string sentenceOf(const CoordinateMap& map, const Displacement& displacement);

@@ -7,9 +7,10 @@
 
 namespace {
 
-/** Rows to compute at once: about a million samples, and at least enough to share their columns. */
+/** Rows to compute at once: about a million samples, and at least a few that share their columns.
+ */
 int32_t rowsAtOnce(const Camera& camera) {
-    return std::min(std::max(1'000'000 / camera.width, 16), camera.height);
+    return std::min(std::max(1'000'000 / camera.width, 4), camera.height);
 }
 
 }  // namespace
@@ -46,7 +47,9 @@ std::optional<Statistics> mapDifferenceOf(const Image& first, const Image& secon
                 distances[col] = static_cast<float>(distance);
                 add(all, distance, {static_cast<double>(col), static_cast<double>(start + row)});
             }
-            visit(start + row, distances);
+            if (visit) {
+                visit(start + row, distances);
+            }
         }
     }
     return statisticsOf(all);

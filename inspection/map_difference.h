@@ -14,8 +14,8 @@ using VisitRow = std::function<void(int32_t row, const std::vector<float>& dista
 
 /**
  * How far apart the maps of one direction of two files with the same image size take each pixel,
- * some rows at a time, so that maps of any size take little memory. Nothing when the library
- * refuses a model.
+ * some rows at a time, so that long maps take little memory; `visit` may be empty. Nothing when the
+ * library refuses a model.
  */
 std::optional<Statistics> mapDifferenceOf(const Image& first, const Image& second,
                                           Direction direction, const VisitRow& visit,

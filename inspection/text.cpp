@@ -60,6 +60,18 @@ std::string decimal(double value, int decimals) {
     return isTiny && showsNothing ? format("%.3g", value) : text;
 }
 
+std::string hexText(uint32_t value, int digits) {
+    return format("0x%0*x", digits, static_cast<unsigned>(value));
+}
+
+std::string joined(const std::vector<std::string>& texts, const char* separator) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : separator) + text;
+    }
+    return all;
+}
+
 std::string shown(const std::string& text) {
     std::string result;
     for (std::size_t at = 0; at < text.size();) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 /** Text in the manner of `printf`. */
 [[gnu::format(printf, 1, 2)]] std::string format(const char* text, ...);
@@ -10,6 +12,12 @@
  * digits, or so small that these decimals would show nothing of it.
  */
 std::string decimal(double value, int decimals);
+
+/** "0x" and so many hexadecimal digits. */
+std::string hexText(uint32_t value, int digits);
+
+/** The texts with a separator between them. */
+std::string joined(const std::vector<std::string>& texts, const char* separator);
 
 /**
  * The text as it can be shown: bytes that are no UTF-8, and control characters, become \xNN, so

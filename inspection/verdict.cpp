@@ -20,15 +20,22 @@ Verdict judge(const Image& image) {
             }
         }
         return {CALIBMAP_CHECKSUM_WRONG, "the checksum does not hold (" + wrong + ")",
-                "copy it from the device again or have the device calibrated again"};
+                std::string("copy it from the device again or ") + calibrateAgain};
     }
     if (image[CALIBMAP_PASS_FLAG] != 1) {
         return {CALIBMAP_NOT_PASSED,
                 "the pass flag is " + std::to_string(image[CALIBMAP_PASS_FLAG]) +
                     ", so the calibration failed",
-                "have the device calibrated again"};
+                calibrateAgain};
     }
     return {CALIBMAP_SUCCESS, "", ""};
+}
+
+std::string sentenceOf(const Verdict& verdict) {
+    return verdict.status == CALIBMAP_SUCCESS
+               ? "accepted, status 0"
+               : format("refused, status %d: %s, %s", verdict.status, verdict.reason.c_str(),
+                        verdict.remedy.c_str());
 }
 
 bool hasBeenRead(const Verdict& verdict) {

@@ -14,6 +14,9 @@ struct Verdict {
     std::string remedy; /**< what to do about it */
 };
 
+/** What to do about a calibration that is wrong in itself. */
+inline constexpr const char* calibrateAgain = "have the device calibrated again";
+
 /** One checksummed range of the file. */
 struct CheckedRange {
     std::string name;
@@ -26,6 +29,9 @@ struct CheckedRange {
 /** What the library says of these bytes: a checksum that does not hold first, then the pass flag.
  */
 Verdict judge(const Image& image);
+
+/** For people: "accepted, status 0" or "refused, status 9: ..." with the reason and the remedy. */
+std::string sentenceOf(const Verdict& verdict);
 
 /** What is wrong with a file of so many bytes, too few for a calibration. */
 std::string sizeFaultOf(std::size_t size);
