@@ -83,17 +83,25 @@ void addContours(Figure& figure, Marks& marks) {
     }
 }
 
-/** A ring around the largest value, to be seen on any colour. */
-void addRing(const Figure& figure, Marks& marks) {
-    const double s = figure.layout.scale;
+/** How large the marks of places are, for a picture 900 wide. */
+constexpr double markRadius = 5;
+
+Polyline ringAround(Point centre, double radius) {
     constexpr int corners = 48;
     Polyline ring;
     for (int i = 0; i < corners; ++i) {
         const double angle = 2 * std::numbers::pi * i / corners;
         ring.push_back(
-            {figure.place.x + 5 * s * std::cos(angle), figure.place.y + 5 * s * std::sin(angle)});
+            {centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)});
     }
     ring.push_back(ring.front());
+    return ring;
+}
+
+/** A ring around the largest value, to be seen on any colour. */
+void addRing(const Figure& figure, Marks& marks) {
+    const double s = figure.layout.scale;
+    const Polyline ring = ringAround(figure.place, markRadius * s);
     marks.emplace_back(solid({ring}, 3.2 * s, Ink::dark));
     marks.emplace_back(solid({ring}, 1.4 * s, Ink::light));
 }
@@ -262,4 +270,20 @@ Drawing drawingOf(Figure figure) {
         addNone(figure, marks);
     }
     return drawing;
+}
+
+Drawing markerOf(const Layout& layout, Point from, Point to) {
+    const double s = layout.scale;
+    const double radius = markRadius * s;
+    const Point start = onPaper(layout, from);
+    std::vector<Polyline> lines = {{{start.x - radius, start.y}, {start.x + radius, start.y}},
+                                   {{start.x, start.y - radius}, {start.x, start.y + radius}}};
+    if (std::isfinite(to.x) && std::isfinite(to.y)) {
+        const Point end = onPaper(layout, to);
+        lines.insert(lines.end(), {{start, end}, ringAround(end, radius)});
+    }
+    return {layout.width,
+            layout.height,
+            layout.plot,
+            {solid(lines, 4 * s, Ink::dark), solid(lines, 1.8 * s, Ink::light)}};
 }

@@ -1,63 +1,90 @@
 /**
- * The one way from the page to heavy work: `run(name, argument, options)` runs a task of tasks.js in a worker, or
- * in slices on the page where the browser gives it none. Options: `onProgress` is called with how much is
- * done, `signal` ends the task. The promise is rejected when the task fails or has been ended.
+ * The one way from the page to heavy work: `run(name, argument, options)` runs a task of tasks.js in a worker, or on the
+ * page where the browser gives it none. Options: `onProgress` is called with how much is done, `signal` ends the task.
+ * The promise is rejected when the task fails or has been ended.
  */
-import { makeStep, tasks } from './tasks.js';
+import { tasks } from './tasks.js';
 
-export async function buildBridge(libraryBytes, workerSource) {
+export async function buildBridge(moduleBytes, workerSource) {
+  const compiled = await WebAssembly.compile(moduleBytes);
   try {
-    return bridgeTo(await startWorker(libraryBytes, workerSource));
+    return bridgeTo(await startWorker(compiled, workerSource), () => startWorker(compiled, workerSource));
   } catch {
-    return bridgeToPage(await WebAssembly.compile(libraryBytes));
+    return bridgeToPage(compiled);
   }
 }
 
 /** A page that was opened as a file may start a worker only from its own source. */
-function startWorker(libraryBytes, source) {
+function startWorker(compiled, source) {
   return new Promise((resolve, reject) => {
     const address = URL.createObjectURL(new Blob([source], { type: 'text/javascript' }));
     const worker = new Worker(address);
-    worker.onmessage = () => resolve(worker);
+    worker.onmessage = () => {
+      URL.revokeObjectURL(address);
+      resolve(worker);
+    };
     worker.onerror = () => reject(new Error('no worker'));
-    worker.postMessage({ library: libraryBytes });
+    worker.postMessage({ compiled });
   });
 }
 
-function bridgeTo(worker) {
-  const waiting = new Map();
+/** One task is with the worker at a time, so that it alone is lost when it is ended with its worker. */
+function bridgeTo(firstWorker, startAnother) {
+  let worker = firstWorker;
+  let queue = [];
+  let running = null;
   let lastId = 0;
-  worker.onmessage = ({ data: { id, progress, result, error } }) => {
-    const task = waiting.get(id);
+
+  function next() {
+    if (running === null && worker !== null && queue.length > 0) {
+      running = queue.shift();
+      worker.onmessage = receive;
+      worker.postMessage(running.message);
+    }
+  }
+
+  function receive({ data: { progress, result, error } }) {
     if (progress !== undefined) {
-      task?.onProgress?.(progress);
+      running.onProgress?.(progress);
       return;
     }
-    waiting.delete(id);
+    const { resolve, reject } = running;
+    running = null;
+    next();
     if (error === undefined) {
-      task?.resolve(result);
+      resolve(result);
     } else {
-      task?.reject(new Error(error));
+      reject(new Error(error));
     }
-  };
+  }
+
+  async function end(task) {
+    queue = queue.filter((other) => other !== task);
+    if (task === running) {
+      worker.terminate();
+      worker = running = null;
+      worker = await startAnother();
+      next();
+    }
+  }
+
   const run = (name, argument, { onProgress, signal } = {}) =>
     new Promise((resolve, reject) => {
-      const id = ++lastId;
-      waiting.set(id, { resolve, reject, onProgress });
-      worker.postMessage({ id, name, argument });
+      const task = { message: { id: ++lastId, name, argument }, resolve, reject, onProgress };
       signal?.addEventListener('abort', () => {
-        worker.postMessage({ cancel: id });
         reject(signal.reason);
+        end(task);
       });
+      queue.push(task);
+      next();
     });
   return { run, hasWorker: true };
 }
 
-function bridgeToPage(library) {
-  const never = new AbortController().signal;
-  const run = async (name, argument, { onProgress, signal = never } = {}) => {
-    const result = await tasks[name](library, argument, makeStep(onProgress ?? (() => {}), signal));
-    signal.throwIfAborted();
+function bridgeToPage(compiled) {
+  const run = async (name, argument, { signal } = {}) => {
+    const result = await tasks[name](compiled, argument, () => {});
+    signal?.throwIfAborted();
     return result;
   };
   return { run, hasWorker: false };

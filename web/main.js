@@ -1,6 +1,5 @@
 /** The page: which files are on it, what is asked of them, and who shows the answers. */
 import { buildBridge } from './bridge.js';
-import { codes, layout } from './library/layout.js';
 import { buildComparisonView } from './view/comparison_view.js';
 import { find } from './view/elements.js';
 import { fileCard } from './view/file_card.js';
@@ -10,12 +9,16 @@ import { withProgress } from './view/progress.js';
 
 const mostFiles = 2;
 
+/** The library reads no further, and a file may be larger than the memory. */
+const bytesRead = 8192;
+
 /** At most two calibration files and one photo. */
 const state = { files: [], photo: null };
 let filesSoFar = 0;
 
-const decoded = Uint8Array.from(atob(find('#library').textContent), (letter) => letter.charCodeAt(0));
-const bridge = await buildBridge(decoded, find('#worker').textContent);
+const packed = Uint8Array.from(atob(find('#library').textContent), (letter) => letter.charCodeAt(0));
+const unpacked = new Response(new Blob([packed]).stream().pipeThrough(new DecompressionStream('gzip')));
+const bridge = await buildBridge(await unpacked.arrayBuffer(), find('#worker').textContent);
 const mapView = buildMapView(bridge, showError);
 const comparisonView = buildComparisonView(bridge, showError);
 const photoView = buildPhotoView(bridge, showError);
@@ -41,7 +44,7 @@ async function addFiles(files) {
       notify(`Two calibration files are shown already: remove one to make room for ${file.name}.`);
     }
   }
-  showFiles();
+  await showFiles();
   find('main').setAttribute('aria-busy', 'false');
 }
 
@@ -57,32 +60,34 @@ async function addPhoto(file) {
 }
 
 async function addCalibration(file) {
-  // The library reads no further, and a file may be larger than the memory.
-  const start = file.slice(0, layout.CALIBMAP_FILE_SIZE);
+  const start = file.slice(0, bytesRead);
   const bytes = await start.arrayBuffer().catch(() => null);
   const entry = { key: ++filesSoFar, name: file.name, size: file.size, bytes: bytes && new Uint8Array(bytes) };
   try {
-    entry.examination = await withProgress(`Checking ${file.name}`, () => bridge.run('examine', { file: entry }));
+    await examine(entry, null);
   } catch (error) {
     showError(error);
     return;
   }
-  entry.camera = entry.examination.parameters?.mainCamera;
   state.files.push(entry);
 }
 
-const acceptedFiles = () => state.files.filter((file) => file.examination.status === codes.CALIBMAP_SUCCESS);
+/** Asks what is to be said of a file; what differs from the other one, if there is one, is marked. */
+async function examine(entry, other) {
+  entry.examination = await withProgress(`Checking ${entry.name}`, () =>
+    bridge.run('examine', { file: entry, other }),
+  );
+}
+
+const acceptedFiles = () => state.files.filter((file) => file.examination.status === 0);
 
 /** Shows the cards, and the controls as far as there is something to choose. */
-function showFiles() {
+async function showFiles() {
   const accepted = acceptedFiles();
-  const cards = state.files.map((file) =>
-    fileCard(
-      file,
-      accepted.find((other) => other !== file),
-      () => removeFile(file),
-    ),
-  );
+  for (const file of accepted) {
+    await examine(file, accepted.find((other) => other !== file) ?? null);
+  }
+  const cards = state.files.map((file) => fileCard(file, () => removeFile(file)));
   find('#files').replaceChildren(...cards);
   const controls = find('#controls');
   controls.hidden = accepted.length === 0;
@@ -96,10 +101,10 @@ function showFiles() {
   showResults();
 }
 
-function removeFile(file) {
+async function removeFile(file) {
   state.files = state.files.filter((other) => other !== file);
   notify(`${file.name} has been removed.`);
-  showFiles();
+  await showFiles();
   find('#chooser').focus();
 }
 
@@ -112,7 +117,7 @@ function showResults() {
   const file = accepted[Number(chosen.get('shown'))];
   const isAsked = file && Number.isInteger(ratio) && Math.abs(ratio) < 2 ** 31;
   mapView.show(isAsked ? { file, direction, ratio } : null);
-  comparisonView.show(isAsked && accepted.length === mostFiles ? { files: accepted, direction, ratio } : null);
+  comparisonView.show(accepted.length === mostFiles ? { files: accepted, direction } : null);
   photoView.show(file && state.photo ? { file, direction, photo: state.photo } : null);
 }
 

@@ -2,6 +2,7 @@
 """Packs the page, its style, its programs and the compiled library into one HTML file that needs no other."""
 import argparse
 import base64
+import gzip
 import hashlib
 import os
 import re
@@ -41,7 +42,7 @@ def main():
     parts = parser.parse_args()
     page = content(parts.page)
     texts = {'STYLE': content(parts.style), 'PROGRAM': content(parts.program), 'WORKER': content(parts.worker),
-             'LIBRARY': base64.b64encode(content(parts.library, binary=True)).decode(), 'VERSION': parts.version}
+             'LIBRARY': base64.b64encode(gzip.compress(content(parts.library, binary=True), mtime=0)).decode(), 'VERSION': parts.version}
     for place, text in texts.items():
         if '</s' in text.lower():
             raise SystemExit(f'{place} would end its own element')
@@ -49,7 +50,7 @@ def main():
     page = inserted(page, 'POLICY', policy(page))
     with open(parts.output, 'w', encoding='utf-8') as file:
         file.write(page)
-    limit = 230_000
+    limit = 200_000
     size = os.path.getsize(parts.output)
     if size > limit:
         raise SystemExit(f'{parts.output} has {size} bytes, more than {limit}')

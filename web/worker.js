@@ -1,32 +1,32 @@
 /**
- * The worker's side of the bridge. Messages to it: {library} once, {id, name, argument} for a task, {cancel: id}.
- * Messages from it: {isReady}, {id, progress}, {id, result} or {id, error}.
+ * The worker's side of the bridge. Messages to it: {compiled} once, then {id, name, argument} for a task. Messages from
+ * it: {isReady}, {id, progress}, {id, result} or {id, error}.
  */
-import { makeStep, tasks } from './tasks.js';
+import { tasks } from './tasks.js';
 
-const cancellers = new Map();
-let library = null;
+const patience = 50;
+let compiled = null;
 
 async function runTask({ id, name, argument }) {
-  const canceller = new AbortController();
-  cancellers.set(id, canceller);
-  const step = makeStep((progress) => self.postMessage({ id, progress }), canceller.signal);
+  let last = performance.now();
+  const reached = (progress) => {
+    if (performance.now() - last > patience) {
+      last = performance.now();
+      self.postMessage({ id, progress });
+    }
+  };
   try {
-    const result = await tasks[name](await library, argument, step);
-    const pixels = result.shapes?.heatMap ?? result.pixels;
-    self.postMessage({ id, result }, pixels ? [pixels.buffer] : []);
+    const result = await tasks[name](compiled, argument, reached);
+    self.postMessage({ id, result }, result.pixels ? [result.pixels.buffer] : []);
   } catch (error) {
     self.postMessage({ id, error: error.message });
   }
-  cancellers.delete(id);
 }
 
 self.onmessage = ({ data }) => {
-  if (data.library) {
-    library = WebAssembly.compile(data.library);
+  if (data.compiled) {
+    compiled = data.compiled;
     self.postMessage({ isReady: true });
-  } else if (data.cancel) {
-    cancellers.get(data.cancel)?.abort();
   } else {
     runTask(data);
   }

@@ -1,6 +1,6 @@
 /** What the browser test adds to the page: the library by itself, to hash and to time. */
-import { startLibrary } from '../library/calibmap.js';
 import { makeFileSystem } from '../library/file_system.js';
+import { startModule } from '../library/module.js';
 
 const compiled = (base64) => WebAssembly.compile(Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0)));
 
@@ -21,7 +21,7 @@ async function goldenHashes(base64) {
  */
 async function mapTime(base64, fileBase64, rows, cols) {
   const bytes = Uint8Array.from(atob(fileBase64), (letter) => letter.charCodeAt(0));
-  const { exports } = await startLibrary(await compiled(base64), bytes);
+  const { exports } = await startModule(await compiled(base64), bytes);
   const record = exports.malloc(16);
   const fields = [exports.malloc(4 * rows * cols), exports.malloc(4 * rows * cols), rows, cols];
   fields.forEach((value, i) => new DataView(exports.memory.buffer).setInt32(record + 4 * i, value, true));

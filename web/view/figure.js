@@ -1,25 +1,20 @@
 /** A figure on the page: it follows the width of its element and the theme of the system. */
-import { themes } from '../pictures/colour.js';
-import { drawFigure } from '../pictures/drawing.js';
-import { layOut } from '../pictures/geometry.js';
 import { find } from './elements.js';
+import { stroke } from './strokes.js';
 
 const darkTheme = matchMedia('(prefers-color-scheme: dark)');
 
 /**
- * The figure in `element`. `onResize` is called when its shapes have to be computed again, for `layoutFor`;
- * `show` draws them.
+ * The figure in `element`. `onResize` is called when its drawing has to be made again, for the `paper()` of that time:
+ * {width, dotsPerPixel}; `show` draws an answer's {drawing, light, dark, title,
+ * colours}.
  */
 export function makeFigure(element, onResize) {
   const canvas = find('canvas', element);
   let shown = null;
   let width = 0;
 
-  const draw = () => {
-    if (shown) {
-      drawFigure(canvas, shown.layout, shown.shapes, shown.texts, darkTheme.matches ? themes.dark : themes.light);
-    }
-  };
+  const draw = () => shown && stroke(canvas, shown.drawing, darkTheme.matches ? shown.dark : shown.light);
   darkTheme.addEventListener('change', draw);
 
   let timer = null;
@@ -34,14 +29,11 @@ export function makeFigure(element, onResize) {
 
   return {
     canvas,
-    layoutFor: (camera) => layOut(camera, Math.round(element.clientWidth * devicePixelRatio), devicePixelRatio),
-    get layout() {
-      return shown?.layout;
-    },
-    show(layout, shapes, texts) {
-      shown = { layout, shapes, texts };
+    paper: () => ({ width: Math.round(element.clientWidth * devicePixelRatio), dotsPerPixel: devicePixelRatio }),
+    show(answer) {
+      shown = answer;
       draw();
-      canvas.setAttribute('aria-label', `${texts.title}. ${texts.subtitle}.`);
+      canvas.setAttribute('aria-label', `${answer.title}. ${answer.colours}.`);
     },
   };
 }

@@ -1,44 +1,41 @@
 /** The card of one file: verdict, the library's words, the checksummed ranges, the parameters. */
-import { layout } from '../library/layout.js';
-import { damagedRanges, verdictOf } from '../library/verdict.js';
 import { make } from './elements.js';
-import { parameterRows } from './parameters.js';
 
-/** `other` is the second file, if there is one to compare with; `onRemove` is called by the button. */
-export function fileCard(file, other, onRemove) {
-  const { examination } = file;
-  const verdict = verdictOf(examination);
+/** `onRemove` is called by the button. */
+export function fileCard({ name, size, bytes, examination }, onRemove) {
+  const { words, lines, fileSize, parameters } = examination;
   const remove = make('button', { className: 'quiet', type: 'button', textContent: 'Remove' });
-  remove.setAttribute('aria-label', `Remove ${file.name}`);
+  remove.setAttribute('aria-label', `Remove ${name}`);
   remove.addEventListener('click', onRemove);
   const card = make(
     'article',
     { className: 'card' },
-    make('header', {}, make('h2', { textContent: file.name }), remove),
+    make('header', {}, make('h2', { textContent: name }), remove),
     make('p', {
-      className: `verdict ${verdict.isGood ? 'good' : 'bad'}`,
-      textContent: `${verdict.isGood ? '✓' : '✗'} ${verdict.headline} (status ${examination.status})`,
+      className: `verdict ${words.isUsable ? 'good' : 'bad'}`,
+      textContent: `${words.isUsable ? '✓' : '✗'} ${words.headline} (status ${words.status})`,
     }),
-    ...explanation(verdict),
+    ...explanation(words),
   );
-  if (examination.words.length > 0) {
+  if (lines.length > 0) {
     card.append(make('h3', { textContent: 'The library says' }));
-    card.append(...examination.words.map((line) => make('samp', { textContent: line })));
+    card.append(...lines.map((line) => make('samp', { textContent: line })));
   }
   card.append(make('h3', { textContent: 'The file' }));
-  card.append(examination.ranges.length > 0 ? rangeBars(examination.ranges) : shortFileBar(examination));
-  if (examination.ranges.length > 0) {
-    card.append(checksumTable(examination.ranges));
+  if (words.ranges.length > 0) {
+    card.append(rangeBars(words.ranges), checksumTable(words.ranges));
+  } else {
+    card.append(shortFileBar(bytes ? size : 0, fileSize));
   }
-  if (examination.parameters) {
-    card.append(parameterTable(examination.parameters, other?.examination.parameters));
+  if (parameters && examination.status === 0) {
+    card.append(parameterTable(parameters));
   }
   return card;
 }
 
 /** What stands below the headline. */
-function explanation({ isGood, agreement, reasons, remedy }) {
-  if (isGood) {
+function explanation({ isUsable, agreement, reasons, remedy }) {
+  if (isUsable) {
     return [make('p', { textContent: agreement })];
   }
   if (reasons.length === 1) {
@@ -66,23 +63,18 @@ function list(label, items) {
 
 /** The three blocks in their order in the file, and below them the range that covers all. */
 function rangeBars(ranges) {
-  const item = (range) => {
-    const isDamaged = damagedRanges([range]).length > 0;
-    const words = isDamaged ? `✗ ${range.name}: damaged` : `✓ ${range.name}`;
-    return bar(words, range.size, isDamaged ? 'damaged' : '');
-  };
-  const blocks = ranges.slice(0, -1);
+  const item = ({ name, size, isWrong }) =>
+    bar(isWrong ? `✗ ${name}: damaged` : `✓ ${name}`, size, isWrong ? 'damaged' : '');
   return make(
     'div',
     {},
-    list('Checksummed blocks', blocks.map(item)),
+    list('Checksummed blocks', ranges.slice(0, -1).map(item)),
     list('Checksum of the whole file', ranges.slice(-1).map(item)),
   );
 }
 
-function shortFileBar({ size, isReadable }) {
-  const present = isReadable ? size : 0;
-  const missing = layout.CALIBMAP_FILE_SIZE - present;
+function shortFileBar(present, whole) {
+  const missing = whole - present;
   const items = [bar(`${missing} bytes missing`, missing, 'missing')];
   if (present > 0) {
     items.unshift(bar(`${present} bytes`, present, 'damaged'));
@@ -90,24 +82,13 @@ function shortFileBar({ size, isReadable }) {
   return list('What there is of the file', items);
 }
 
-function tableOf(head, rows) {
-  const cells = (name, texts) => texts.map((text) => make(name, { textContent: text }));
-  return make(
-    'div',
-    { className: 'table' },
-    make(
-      'table',
-      {},
-      make('thead', {}, make('tr', {}, ...cells('th', head))),
-      make(
-        'tbody',
-        {},
-        ...rows.map(({ texts: [first, ...rest], className }) =>
-          make('tr', { className }, ...cells('th', [first]), ...cells('td', rest)),
-        ),
-      ),
-    ),
-  );
+function row(className, first, ...rest) {
+  const cells = rest.map((text) => make('td', { textContent: text }));
+  return make('tr', { className }, make('th', { textContent: first }), ...cells);
+}
+
+function table(...content) {
+  return make('div', { className: 'table' }, make('table', {}, ...content));
 }
 
 function details(summary, isOpen, content) {
@@ -115,21 +96,19 @@ function details(summary, isOpen, content) {
 }
 
 function checksumTable(ranges) {
-  const hex = (value) => `0x${value.toString(16).padStart(2, '0')}`;
-  const damaged = damagedRanges(ranges);
-  const rows = ranges.map((range) => ({
-    texts: [range.name, `${range.first}..${range.first + range.size - 1}`, hex(range.stored), hex(range.computed)],
-    className: damaged.includes(range) ? 'bad' : '',
-  }));
-  const table = tableOf(['range', 'bytes', 'stored', 'computed'], rows);
-  return details('Checksums', damaged.length > 0, table);
+  const head = ['range', 'bytes', 'stored', 'computed'].map((text) => make('th', { textContent: text }));
+  const rows = ranges.map((range) =>
+    row(range.isWrong ? 'bad' : '', range.name, range.bytes, range.stored, range.computed),
+  );
+  const isDamaged = ranges.some((range) => range.isWrong);
+  return details('Checksums', isDamaged, table(make('thead', {}, make('tr', {}, ...head)), make('tbody', {}, ...rows)));
 }
 
-function parameterTable(parameters, others) {
-  const otherRows = others ? parameterRows(others) : null;
-  const rows = parameterRows(parameters).map(({ texts, values }, i) => ({
-    texts,
-    className: otherRows && otherRows[i].values.join() !== values.join() ? 'differs' : '',
-  }));
-  return details('Parameters', true, tableOf(['', 'main camera (IR)', 'sub camera (RGB)'], rows));
+function parameterTable(sections) {
+  const bodies = sections.map(({ name, rows }) => {
+    const heading = make('th', { textContent: name, colSpan: 2, scope: 'rowgroup' });
+    const lines = rows.map((parameter) => row(parameter.differs ? 'differs' : '', parameter.name, parameter.text));
+    return make('tbody', {}, make('tr', { className: 'section' }, heading), ...lines);
+  });
+  return details('Parameters', true, table(...bodies));
 }

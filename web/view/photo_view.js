@@ -1,5 +1,4 @@
 /** A photo of the main camera before and after, with a slider between the two. */
-import { whyNoMap } from '../library/verdict.js';
 import { find, make, offerPicture, stemOf } from './elements.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
@@ -23,23 +22,24 @@ export function buildPhotoView(bridge, onError) {
     const verb = direction === 'undistort' ? 'straightened' : 'bent';
     find('h2', section).textContent = `${photo.name}, ${verb} by ${file.name}`;
     after.setAttribute('aria-label', `The photo, ${verb}`);
-    saved = `${stemOf(photo.name)}-${verb}.png`;
-    const misfit = misfitOf(photo.bitmap, file.camera);
+    saved = null;
+    const misfit = misfitOf(photo.bitmap, file.examination);
     help.textContent = misfit?.words ?? '';
     result.hidden = Boolean(misfit?.isFatal);
     if (result.hidden) {
       return;
     }
-    const pixels = drawBefore(photo.bitmap, file.camera);
+    const pixels = drawBefore(photo.bitmap, file.examination);
     const answer = await withProgress(`The photo is ${verb}`, (onProgress) =>
       bridge.run('remapPhoto', { file, direction, pixels }, { onProgress, signal }),
     );
     result.hidden = !answer.pixels;
     if (answer.pixels) {
       drawAfter(answer.pixels);
+      saved = `${stemOf(photo.name)}-${verb}.png`;
     } else {
-      const why = whyNoMap(answer.status, file.camera, 1);
-      help.replaceChildren(`No map: ${why}.`, ...answer.words.map((line) => make('samp', { textContent: line })));
+      const lines = answer.lines.map((line) => make('samp', { textContent: line }));
+      help.replaceChildren(`No map: ${answer.refusal.reason}.`, ...lines);
     }
   }
 
@@ -68,7 +68,7 @@ export function buildPhotoView(bridge, onError) {
   const frame = find('.photo', section);
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
-  find('.save-picture', section).addEventListener('click', () => offerPicture(after, saved));
+  find('.save-picture', section).addEventListener('click', () => saved && offerPicture(after, saved));
   return view;
 }
 

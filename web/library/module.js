@@ -1,0 +1,45 @@
+/**
+ * The compiled library with what is said and shown of its answers. Every instance begins with fresh memory, as a
+ * process on a device does, whatever a file has done to the one before.
+ */
+import { makeFileSystem } from './file_system.js';
+import { readAnswer } from './reader.js';
+
+const fileName = 'calibration.bin';
+
+/**
+ * An instance in which `calibin` names a file of these bytes; with null the file exists and cannot be opened.
+ * `reached` is called with how much of a long answer is done. `ask(name, ...arguments)` calls an exported function;
+ * texts and bytes are put into the memory for it.
+ */
+export async function startModule(compiled, bytes, reached = () => {}) {
+  let memory = null;
+  const system = makeFileSystem({ name: fileName, bytes }, () => memory);
+  const { exports } = await WebAssembly.instantiate(compiled, { ...system.imports, page: { reached } });
+  memory = exports.memory;
+  exports._initialize();
+
+  function put(data) {
+    const address = exports.malloc(data.length);
+    new Uint8Array(memory.buffer, address, data.length).set(data);
+    return address;
+  }
+
+  function argument(value) {
+    if (typeof value === 'string') {
+      return put(new TextEncoder().encode(`${value}\0`));
+    }
+    return ArrayBuffer.isView(value) ? put(value) : value;
+  }
+
+  function ask(name, ...values) {
+    const address = exports[name](...values.map(argument));
+    return address === undefined ? undefined : readAnswer(memory, address);
+  }
+
+  new Uint8Array(memory.buffer, exports.calibin.value).set(new TextEncoder().encode(`/${fileName}\0`));
+  if (bytes) {
+    ask('takeFile', 0, bytes, bytes.length);
+  }
+  return { ask, exports, linesPrinted: system.linesPrinted };
+}
