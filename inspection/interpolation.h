@@ -21,6 +21,8 @@ double interpolated(int32_t rows, int32_t cols, double x, double y, const At& at
     const int32_t row = before(y, rows);
     const int32_t nextCol = std::min(col + 1, cols - 1);
     const int32_t nextRow = std::min(row + 1, rows - 1);
-    return std::lerp(std::lerp(at(row, col), at(row, nextCol), x - col),
-                     std::lerp(at(nextRow, col), at(nextRow, nextCol), x - col), y - row);
+    // Not std::lerp, by which it depends on the compiler whether what is no number is passed on.
+    const auto between = [](double a, double b, double t) { return a * (1 - t) + b * t; };
+    return between(between(at(row, col), at(row, nextCol), x - col),
+                   between(at(nextRow, col), at(nextRow, nextCol), x - col), y - row);
 }
