@@ -29,7 +29,7 @@ inline Cell cellAt(int32_t rows, int32_t cols, double x, double y, double beyond
     return {row, col, std::min(row + 1, rows - 1), std::min(col + 1, cols - 1), x - col, y - row};
 }
 
-/** Between the values at the corners of a cell, bilinearly. */
+/** Between finite values at the corners of a cell, bilinearly. */
 inline double between(const Cell& cell, double topLeft, double topRight, double bottomLeft,
                       double bottomRight) {
     return std::lerp(std::lerp(topLeft, topRight, cell.right),
@@ -45,6 +45,9 @@ template <class At>
 double interpolated(int32_t rows, int32_t cols, double x, double y, const At& at,
                     double beyond = 0) {
     const Cell cell = cellAt(rows, cols, x, y, beyond);
-    return between(cell, at(cell.row, cell.col), at(cell.row, cell.nextCol),
-                   at(cell.nextRow, cell.col), at(cell.nextRow, cell.nextCol));
+    // Not std::lerp, by which it depends on the compiler whether what is no number is passed on.
+    const auto mixed = [](double a, double b, double t) { return a * (1 - t) + b * t; };
+    return mixed(mixed(at(cell.row, cell.col), at(cell.row, cell.nextCol), cell.right),
+                 mixed(at(cell.nextRow, cell.col), at(cell.nextRow, cell.nextCol), cell.right),
+                 cell.down);
 }
