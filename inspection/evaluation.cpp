@@ -48,6 +48,9 @@ std::optional<Point> Evaluation::at(Point pixel) const {
 }
 
 std::vector<Point> Evaluation::at(const std::vector<Point>& pixels) const {
+    if (pixels.empty()) {
+        return {};
+    }
     const auto count = static_cast<int32_t>(pixels.size());
     std::vector<double> u;
     std::vector<double> v;
