@@ -165,9 +165,9 @@ void store(Bytes file) {
 }
 
 /** What is worth changing: how the file is used, and each field. */
-const Field& anyField(size_t choice) {
-    static constexpr Field control[] = {{"ratio", 'i', ratioControl},
-                                        {"flag, shape and seal", 'b', flagControl, 3}};
+const ImageField& anyField(size_t choice) {
+    static constexpr ImageField control[] = {{"ratio", 'i', ratioControl},
+                                             {"flag, shape and seal", 'b', flagControl, 3}};
     choice %= std::size(control) + std::size(fields);
     return choice < std::size(control) ? control[choice] : fields[choice - std::size(control)];
 }
@@ -182,7 +182,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max
     if (size < CALIBMAP_FILE_SIZE || seed % 32 == 0) {
         return LLVMFuzzerMutate(data, size, maxSize);
     }
-    const Field& field = anyField(seed / 32);
+    const ImageField& field = anyField(seed / 32);
     const size_t choice = seed / 1024;
     const size_t valueSize = field.type == 'b' ? 1 : 4;
     uint8_t* first = data + field.offset;

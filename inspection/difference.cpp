@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "inspection/fields.h"
-#include "inspection/figure.h"
 #include "inspection/map_difference.h"
+#include "inspection/pixel_values.h"
 #include "inspection/soundness.h"
 #include "inspection/text.h"
 
@@ -135,32 +135,6 @@ std::string sentenceOf(const Statistics& apart, bool agree) {
            (apart.lost > 0 ? format(", %zu pixels taken to no place at all", apart.lost) : "");
 }
 
-/** Every so many columns and rows of an image that is larger than its picture. */
-class Thinned {
-  public:
-    Thinned(const Camera& camera, PixelValues& values, int32_t width)
-        : step_(std::max(1, std::max(camera.width, camera.height) / std::max(width, 1))),
-          values_(&values) {
-        const auto count = [this](int32_t size) { return (size - 1) / step_ + 1; };
-        values = {};
-        values.nodes = {count(camera.height), count(camera.width), {}};
-        values.step = step_;
-        values.covered = {static_cast<double>(camera.width), static_cast<double>(camera.height)};
-    }
-    void add(int32_t row, const std::vector<float>& distances) const {
-        if (row % step_ == 0) {
-            for (std::size_t col = 0; col < distances.size();
-                 col += static_cast<std::size_t>(step_)) {
-                values_->nodes.values.push_back(static_cast<double>(distances[col]));
-            }
-        }
-    }
-
-  private:
-    int32_t step_;
-    PixelValues* values_;
-};
-
 }  // namespace
 
 std::vector<FieldDifference> fieldDifferencesOf(const Image& first, const Image& second) {
@@ -196,12 +170,11 @@ std::optional<DirectionDifference> directionDifferenceOf(const Image& first, con
         result.sentence = "maps " + result.whyNot;
         return result;
     }
-    std::optional<Thinned> thinned;
     VisitRow visit;
     if (values != nullptr) {
-        thinned.emplace(mainCameraOf(first), *values, width);
-        visit = [&thinned](int32_t row, const std::vector<float>& distances) {
-            thinned->add(row, distances);
+        *values = valuesForDifference(mainCameraOf(first), width);
+        visit = [values](int32_t row, const std::vector<float>& distances) {
+            addRow(*values, row, distances);
         };
     }
     result.apart = mapDifferenceOf(first, second, direction, visit, reached);
@@ -209,8 +182,7 @@ std::optional<DirectionDifference> directionDifferenceOf(const Image& first, con
         return std::nullopt;  // models without a fault are refused for nothing else
     }
     if (values != nullptr) {
-        values->largest = result.apart->largest;
-        values->place = result.apart->place;
+        setLargest(*values, *result.apart);
     }
     result.agree = result.apart->lost == 0 && result.apart->largest <= tolerance;
     result.sentence = sentenceOf(*result.apart, result.agree);

@@ -47,6 +47,45 @@ std::optional<Point> Evaluation::at(Point pixel) const {
     return Point{x->data[0] + pixel.x, y->data[0] + pixel.y};
 }
 
+std::vector<Point> Evaluation::at(const std::vector<Point>& pixels) const {
+    if (pixels.empty()) {
+        return {};
+    }
+    const auto count = static_cast<int32_t>(pixels.size());
+    std::vector<double> u;
+    std::vector<double> v;
+    for (const Point& pixel : pixels) {
+        u.push_back((pixel.x - camera_.cx) / camera_.fx);
+        v.push_back((pixel.y - camera_.cy) / camera_.fy);
+    }
+    const Mat uSites = {count, 1, u.data()};
+    const Mat vSites = {count, 1, v.data()};
+    const MatHandle alongX(collocationMatrix(spline_.xknotsVec, spline_.kx, &uSites));
+    const MatHandle alongY(collocationMatrix(spline_.yknotsVec, spline_.ky, &vSites));
+    std::vector<Point> places;
+    if (alongX.get() == nullptr || alongY.get() == nullptr ||
+        alongX->cols != CALIBMAP_CORRECTION_COLS || alongY->cols != CALIBMAP_CORRECTION_ROWS) {
+        return places;
+    }
+    places.reserve(pixels.size());
+    const double* alongRow = alongX->data;
+    const double* alongColumn = alongY->data;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        Point sum{};
+        for (std::size_t a = 0; a < CALIBMAP_CORRECTION_ROWS; ++a) {
+            for (std::size_t b = 0; b < CALIBMAP_CORRECTION_COLS; ++b) {
+                const double weight = alongColumn[a] * alongRow[b];
+                sum.x += weight * xValues_[a * CALIBMAP_CORRECTION_COLS + b];
+                sum.y += weight * yValues_[a * CALIBMAP_CORRECTION_COLS + b];
+            }
+        }
+        alongRow += CALIBMAP_CORRECTION_COLS;
+        alongColumn += CALIBMAP_CORRECTION_ROWS;
+        places.push_back({sum.x * camera_.fx + camera_.cx, sum.y * camera_.fy + camera_.cy});
+    }
+    return places;
+}
+
 bool Evaluation::rows(int32_t first, int32_t count, std::vector<float>& x,
                       std::vector<float>& y) const {
     MatHandle xRows;

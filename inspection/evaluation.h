@@ -24,6 +24,12 @@ class Evaluation {
     /** Where the model takes a position, in pixels; nothing when the library refuses the model. */
     [[nodiscard]] std::optional<Point> at(Point pixel) const;
 
+    /**
+     * Where the model takes each of many positions, in pixels, to within rounding; nothing when the
+     * library refuses the model.
+     */
+    [[nodiscard]] std::vector<Point> at(const std::vector<Point>& pixels) const;
+
     /** Rows of the map of ratio 1, row-major; false when the library refuses the model. */
     bool rows(int32_t first, int32_t count, std::vector<float>& x, std::vector<float>& y) const;
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <iterator>
 #include <numbers>
+#include <utility>
 
 #include "inspection/text.h"
 
@@ -58,7 +59,7 @@ class Listing {
         for (std::size_t i = 0; i < values.size(); i += perRow) {
             std::string text;
             for (std::size_t j = i; j < i + perRow; ++j) {
-                text += format(j == i ? "%*s" : " %*s", decimals + 4,
+                text += format(j == i ? "%*s" : " %*s", decimals + 3,
                                decimal(static_cast<double>(values[j]), decimals).c_str());
             }
             row(perRow < values.size() ? format("%s[%zu]", name.c_str(), i) : name, text,

@@ -23,36 +23,52 @@ std::string disagreement(const RoundTrip& trip, double tolerance) {
                      nameOf(trip.first).c_str());
 }
 
+/** Positions spread over the image, its border among them. */
+std::vector<Point> startsOver(const Camera& camera) {
+    constexpr int steps = 32;
+    std::vector<Point> starts;
+    for (int row = 0; row <= steps; ++row) {
+        for (int col = 0; col <= steps; ++col) {
+            starts.push_back({static_cast<double>(camera.width - 1) * col / steps,
+                              static_cast<double>(camera.height - 1) * row / steps});
+        }
+    }
+    return starts;
+}
+
+bool isOnImage(const Camera& camera, Point pixel) {
+    return pixel.x >= 0 && pixel.x <= camera.width - 1 && pixel.y >= 0 &&
+           pixel.y <= camera.height - 1;
+}
+
 }  // namespace
 
 RoundTrip roundTripOf(const Image& image) {
-    constexpr int steps = 32;
     const Camera camera = mainCameraOf(image);
+    const std::vector<Point> starts = startsOver(camera);
     const Evaluation undistortion(image, Direction::undistort);
     const Evaluation distortion(image, Direction::distort);
     RoundTrip result{};
-    const auto visit = [&](Direction first, Point start) {
+    for (const Direction first : {Direction::undistort, Direction::distort}) {
         const bool undistorts = first == Direction::undistort;
-        const auto there = (undistorts ? undistortion : distortion).at(start);
-        if (!there || !(there->x >= 0 && there->x <= camera.width - 1 && there->y >= 0 &&
-                        there->y <= camera.height - 1)) {
-            return;
+        const std::vector<Point> there = (undistorts ? undistortion : distortion).at(starts);
+        std::vector<Point> begun;
+        std::vector<Point> reached;
+        for (std::size_t i = 0; i < there.size(); ++i) {
+            if (isOnImage(camera, there[i])) {
+                begun.push_back(starts[i]);
+                reached.push_back(there[i]);
+            }
         }
-        const auto back = (undistorts ? distortion : undistortion).at(*there);
-        const double distance = back ? std::hypot(back->x - start.x, back->y - start.y) : NAN;
-        ++result.compared;
-        if (!(distance <= result.largest)) {
-            result.largest = distance;
-            result.place = start;
-            result.first = first;
-        }
-    };
-    for (int row = 0; row <= steps; ++row) {
-        for (int col = 0; col <= steps; ++col) {
-            const Point start = {static_cast<double>(camera.width - 1) * col / steps,
-                                 static_cast<double>(camera.height - 1) * row / steps};
-            visit(Direction::undistort, start);
-            visit(Direction::distort, start);
+        const std::vector<Point> back = (undistorts ? distortion : undistortion).at(reached);
+        for (std::size_t i = 0; i < back.size(); ++i) {
+            const double distance = std::hypot(back[i].x - begun[i].x, back[i].y - begun[i].y);
+            ++result.compared;
+            if (!(distance <= result.largest)) {
+                result.largest = distance;
+                result.place = begun[i];
+                result.first = first;
+            }
         }
     }
     return result;

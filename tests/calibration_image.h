@@ -18,7 +18,7 @@
 using Image = std::array<uint8_t, CALIBMAP_FILE_SIZE>;
 
 /** A field that the library reads: values of one type, from byte `offset` of the file on. */
-struct Field {
+struct ImageField {
     std::string_view name;
     char type;  ///< 'b' for bytes, 'i' for int32, 'f' for float32
     size_t offset;
@@ -30,7 +30,7 @@ constexpr size_t distortionAt = mainAt + CALIBMAP_DISTORTION_MODEL;
 constexpr size_t undistortionAt = mainAt + CALIBMAP_UNDISTORTION_MODEL;
 constexpr size_t gridCells = size_t{CALIBMAP_CORRECTION_ROWS} * CALIBMAP_CORRECTION_COLS;
 
-inline constexpr Field fields[] = {
+inline constexpr ImageField fields[] = {
     {"pass", 'b', CALIBMAP_PASS_FLAG},
     {"height", 'i', mainAt + CALIBMAP_IMAGE_HEIGHT},
     {"width", 'i', mainAt + CALIBMAP_IMAGE_WIDTH},
@@ -52,9 +52,9 @@ inline constexpr Field fields[] = {
     {"undistortion.y", 'f', undistortionAt + CALIBMAP_Y_CORRECTION, gridCells}};
 
 /** The field of a name that exists. */
-inline const Field& field(std::string_view name) {
+inline const ImageField& field(std::string_view name) {
     const auto* found = std::find_if(std::begin(fields), std::end(fields),
-                                     [&](const Field& each) { return each.name == name; });
+                                     [&](const ImageField& each) { return each.name == name; });
     return found != std::end(fields) ? *found : throw std::invalid_argument("no such field");
 }
 

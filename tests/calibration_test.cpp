@@ -72,7 +72,7 @@ TEST(Checksum, EveryByteOfTheImageIsGuardedByEachSumThatCoversIt) {
 
 TEST(Layout, FieldsStandWhereDevicesHaveThem) {
     std::ostringstream table;
-    for (const Field& each : fields) {
+    for (const ImageField& each : fields) {
         table << each.name << ' ' << each.offset << ' ' << each.count << each.type << '\n';
     }
     EXPECT_EQ(table.str(),

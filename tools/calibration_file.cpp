@@ -36,8 +36,9 @@ std::string whyUnreadable(const std::string& path) {
 
 const Verdict accepted = {CALIBMAP_SUCCESS, "", ""};
 
-/** Reads the bytes: status 4 or 8, or success. */
-Verdict read(const std::string& path, Image& image) {
+}  // namespace
+
+Verdict readCalibration(const std::string& path, Image& image) {
     if (path == "-") {
         const InputFile file = openInput(path);
         const std::size_t size = std::fread(image.data(), 1, image.size(), file.get());
@@ -57,10 +58,8 @@ Verdict read(const std::string& path, Image& image) {
                                                                  : unreadable(whyUnreadable(path));
 }
 
-}  // namespace
-
 Verdict examine(const std::string& path, Image& image) {
-    Verdict verdict = read(path, image);
+    Verdict verdict = readCalibration(path, image);
     return verdict.status == CALIBMAP_SUCCESS ? judge(image) : verdict;
 }
 

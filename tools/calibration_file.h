@@ -6,7 +6,13 @@
 #include "inspection/verdict.h"
 
 /**
- * Reads a calibration file, or standard input for "-", and verifies it in the order of the library.
+ * Reads a calibration file, or standard input for "-", and does not look at it: success, or why it
+ * cannot be read.
+ */
+Verdict readCalibration(const std::string& path, Image& image);
+
+/**
+ * Reads one in the same way and verifies it in the order of the library.
  * `image` holds what was read.
  */
 Verdict examine(const std::string& path, Image& image);

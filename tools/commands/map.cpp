@@ -7,7 +7,7 @@
 #include "calibration_file.h"
 #include "commands/commands.h"
 #include "failure.h"
-#include "input.h"
+#include "inspection/npy.h"
 #include "inspection/text.h"
 #include "maps.h"
 #include "output.h"
@@ -38,22 +38,9 @@ void writeRaw(OutputFile& file, const CoordinateMap& map) {
     writeFloats(file, map.y.data(), map.y.size());
 }
 
-/** NumPy's format 1.0: a magic string, the length of the header, the header, the data. */
 void writeNpy(OutputFile& file, const CoordinateMap& map) {
-    constexpr std::size_t prefix = 10;
-    constexpr std::size_t alignment = 64;
-    std::string header = format("{'descr': '<f4', 'fortran_order': False, 'shape': (2, %d, %d), }",
-                                map.rows, map.cols);
-    while ((prefix + header.size() + 1) % alignment != 0) {
-        header += ' ';
-    }
-    header += '\n';
-    std::string start = "\x93NUMPY\x01";
-    start += '\0';
-    start += static_cast<char>(header.size() & 0xFF);
-    start += static_cast<char>(header.size() >> 8);
-    start += header;
-    file.write(start.data(), start.size());
+    const std::string header = npyHeader(map.rows, map.cols);
+    file.write(header.data(), header.size());
     writeRaw(file, map);
 }
 
@@ -109,18 +96,9 @@ int run(const MapOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
     const Displacement displacement = displacementOf(map);
-    const Statistics& moved = displacement.moved;
     const std::string written = writeMap(options.output, map);
-    std::fprintf(options.output == "-" ? stderr : stdout,
-                 "%s: %d rows x %d columns, displacement at most %s at (%g, %g) and on average "
-                 "%s pixels, %zu of %zu samples taken outside the image\n",
-                 shown(written).c_str(), map.rows, map.cols, decimal(moved.largest, 3).c_str(),
-                 moved.place.x, moved.place.y, decimal(moved.mean, 3).c_str(), displacement.outside,
-                 map.x.size());
-    if (moved.lost > 0) {
-        warn(inputName(options.file),
-             format("%zu samples are taken to no place at all", moved.lost));
-    }
+    std::fprintf(options.output == "-" ? stderr : stdout, "%s: %s\n", shown(written).c_str(),
+                 sentenceOf(map, displacement).c_str());
     return exitGood;
 }
 

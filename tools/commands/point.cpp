@@ -93,7 +93,7 @@ int run(const PointOptions& options) {
     }
     const Image image = loadCalibration(options.file);
     if (const auto faults = modelFaults(image, options.direction); !faults.empty()) {
-        throw Failure(inputName(options.file), faults.front(), "have the device calibrated again");
+        throw Failure(inputName(options.file), faults.front(), calibrateAgain);
     }
     mentionUncovered(options.file, image, options.direction);
     const Evaluation evaluation(image, options.direction);

@@ -1,20 +1,21 @@
+#include "inspection/remap.h"
+
 #include <algorithm>
-#include <cmath>
+#include <atomic>
+#include <cstdint>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
 #include "drawing/picture.h"
 #include "failure.h"
-#include "inspection/interpolation.h"
 #include "maps.h"
 #include "progress.h"
 
 namespace {
-
-/** What a picture shows where the map leads outside its source. */
-enum class Border { black, white, grey, edge };
 
 struct RemapOptions {
     std::string file;
@@ -26,28 +27,29 @@ struct RemapOptions {
 
 Picture applied(const CoordinateMap& map, const Picture& source, Border border) {
     Picture result = makePicture(source.width, source.height, source.channels, source.bits);
+    const RemapJob<uint16_t> job = {
+        &map, source.samples.data(), result.samples.data(), source.channels, source.bits, border};
     const Progress progress("applying the map");
-    const int white = (1 << source.bits) - 1;
-    const int outside = border == Border::black ? 0 : border == Border::white ? white : white / 2;
-    for (int32_t row = 0; row < map.rows; ++row) {
-        progress.reached(static_cast<double>(row) / map.rows);
-        for (int32_t col = 0; col < map.cols; ++col) {
-            const std::size_t i = map.index(row, col);
-            const bool recorded = isInside(map, map.x[i], map.y[i]) ||
-                                  (border == Border::edge && !std::isnan(map.x[i] + map.y[i]));
-            for (std::size_t channel = 0; channel < static_cast<std::size_t>(source.channels);
-                 ++channel) {
-                const auto sample = [&source, channel](int32_t r, int32_t c) {
-                    return static_cast<double>(source.samples[source.index(r, c) + channel]);
-                };
-                const double value =
-                    recorded ? interpolated(map.rows, map.cols, map.x[i], map.y[i], sample)
-                             : outside;
-                result.samples[result.index(row, col) + channel] =
-                    static_cast<uint16_t>(std::lround(value));
+    constexpr int32_t rowsAtOnce = 16;
+    std::atomic<int32_t> next = 0;
+    const auto work = [&](bool tells) {
+        for (int32_t row = 0; (row = next.fetch_add(rowsAtOnce)) < map.rows;) {
+            remapRows(job, row, std::min(row + rowsAtOnce, map.rows));
+            if (tells) {
+                progress.reached(static_cast<double>(row) / map.rows);
             }
         }
+    };
+    std::vector<std::jthread> others;
+    try {
+        for (unsigned i = 1; i < std::thread::hardware_concurrency(); ++i) {
+            others.emplace_back(work, false);
+        }
+    } catch (const std::system_error&) {
+        // Where no more threads may run, those that do share the work.
     }
+    work(true);
+    others.clear();
     return result;
 }
 
