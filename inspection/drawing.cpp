@@ -52,16 +52,13 @@ ImageMark heatMapOf(Figure& figure) {
             std::move(figure.heatMap)};
 }
 
-void addGrids(Figure& figure, Marks& marks) {
-    for (const bool isRegular : {true, false}) {
-        std::vector<Polyline>& grid = isRegular ? figure.regularGrid : figure.mappedGrid;
-        LineMark mark = gridLine(std::move(grid), isRegular, figure.layout.scale);
-        mark.isClipped = true;
-        marks.emplace_back(std::move(mark));
-    }
+void addGrid(std::vector<Polyline>& grid, bool isRegular, double scale, Marks& marks) {
+    LineMark mark = gridLine(std::move(grid), isRegular, scale);
+    mark.isClipped = true;
+    marks.emplace_back(std::move(mark));
 }
 
-/** Lines of different levels do not cross, so that those of one ink are one mark. */
+/** Lines of different levels do not cross, so those of one ink can be one mark. */
 void addContours(Figure& figure, Marks& marks) {
     const double s = figure.layout.scale;
     for (const Ink ink : {Ink::light, Ink::dark}) {
@@ -251,7 +248,8 @@ Drawing drawingOf(Figure figure) {
     Drawing drawing = {layout.width, layout.height, layout.plot, {}};
     Marks& marks = drawing.marks;
     marks.emplace_back(heatMapOf(figure));
-    addGrids(figure, marks);
+    addGrid(figure.regularGrid, true, layout.scale, marks);
+    addGrid(figure.mappedGrid, false, layout.scale, marks);
     addContours(figure, marks);
     if (figure.largest > 0) {
         addRing(figure, marks);

@@ -1,7 +1,6 @@
 #include "inspection/figure.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -62,12 +61,12 @@ std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, 
 constexpr double farthest = 1e5;
 
 /**
- * The lines of a regular grid over what is covered, each at `steps` places and one more, where
- * `taken` takes them: 17 lines along the longer side, from the first pixel to the last, and as many
- * along the other as keep the cells about square, at least five.
+ * The lines of a regular grid over what is covered, or with a map those to which it takes them: 17
+ * lines along the longer side, from the first pixel to the last, and as many along the other as
+ * keep the cells about square, at least five.
  */
-template <class Take>
-std::vector<Polyline> gridOf(const Layout& layout, Point covered, int steps, const Take& taken) {
+std::vector<Polyline> gridOf(const Layout& layout, Point covered, const CoordinateMap* map) {
+    const int steps = map != nullptr ? 400 : 1;
     constexpr int cellsAlongLonger = 16;
     const auto cells = [](double side, double other) {
         return std::max(
@@ -78,8 +77,8 @@ std::vector<Polyline> gridOf(const Layout& layout, Point covered, int steps, con
         Polyline line;
         for (int i = 0; i <= steps; ++i) {
             const double t = static_cast<double>(i) / steps;
-            const Point p = taken(Point{std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)});
-            const Point place = onPaper(layout, p);
+            const Point pixel = {std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)};
+            const Point place = onPaper(layout, map != nullptr ? mapped(*map, pixel) : pixel);
             if (std::abs(place.x) < farthest && std::abs(place.y) < farthest) {
                 line.push_back(place);
             } else if (!line.empty()) {
@@ -172,60 +171,69 @@ void addLabel(const Layout& layout, const std::vector<ContourLine>& others, Cont
     }
 }
 
-std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& values, double largest,
-                                    const Reached& reached) {
-    // Nodes a few hairlines apart, over the area that the values speak for.
-    const Point covered = values.covered;
+Point pixelOfNode(const PixelValues& values, const NodeValues& nodes, Point node) {
+    return {values.covered.x * node.x / (nodes.cols - 1) - 0.5,
+            values.covered.y * node.y / (nodes.rows - 1) - 0.5};
+}
+
+/** The values at nodes a few hairlines apart, over the area that they speak for. */
+NodeValues contourNodes(const Layout& layout, const PixelValues& values) {
     const auto count = [&](double length) {
         return std::max(2, static_cast<int>(std::lround(length / (2.2 * layout.scale))) + 1);
     };
-    NodeValues nodes = {count(layout.plot.height * covered.y / layout.imageHeight),
-                        count(layout.plot.width * covered.x / layout.imageWidth),
+    NodeValues nodes = {count(layout.plot.height * values.covered.y / layout.imageHeight),
+                        count(layout.plot.width * values.covered.x / layout.imageWidth),
                         {}};
-    const auto pixelOf = [&](double col, double row) {
-        return Point{covered.x * col / (nodes.cols - 1) - 0.5,
-                     covered.y * row / (nodes.rows - 1) - 0.5};
-    };
-    nodes.values.reserve(static_cast<std::size_t>(nodes.rows) *
-                         static_cast<std::size_t>(nodes.cols));
     for (int row = 0; row < nodes.rows; ++row) {
         for (int col = 0; col < nodes.cols; ++col) {
-            nodes.values.push_back(valueAt(values, pixelOf(col, row)));
+            const Point node = {static_cast<double>(col), static_cast<double>(row)};
+            nodes.values.push_back(valueAt(values, pixelOfNode(values, nodes, node)));
         }
     }
+    return nodes;
+}
+
+std::vector<double> levelsOf(double largest) {
     // Displacement grows steeply towards the corners; two more levels tell of the middle.
     const double step = roundStep(largest, 10);
     std::vector<double> levels = {step / 10, step / 2};
     for (int i = 1; i * step < largest; ++i) {
         levels.push_back(i * step);
     }
+    return levels;
+}
+
+std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& values, double largest,
+                                    const Reached& reached) {
+    const NodeValues nodes = contourNodes(layout, values);
+    const std::vector<double> levels = levelsOf(largest);
     std::vector<ContourLine> contours;
-    double done = shareOfHeatMap;
-    for (const double level : levels) {
-        for (Polyline& line : contourLines(nodes, level)) {
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        for (Polyline& line : contourLines(nodes, levels[i])) {
             for (Point& point : line) {
-                point = onPaper(layout, pixelOf(point.x, point.y));
+                point = onPaper(layout, pixelOfNode(values, nodes, point));
             }
-            ContourLine contour = {level, heatLightness(level / largest) > 0.6, {}, std::nullopt};
+            ContourLine contour = {
+                levels[i], heatLightness(levels[i] / largest) > 0.6, {}, std::nullopt};
             contour.pieces.push_back(std::move(line));
             addLabel(layout, contours, contour);
             contours.push_back(std::move(contour));
         }
-        done += (1 - shareOfHeatMap) / static_cast<double>(levels.size());
         if (reached) {
-            reached(std::min(done, 1.0));
+            const double part = static_cast<double>(i + 1) / static_cast<double>(levels.size());
+            reached(std::lerp(shareOfHeatMap, 1.0, part));
         }
     }
     return contours;
 }
 
-/** The numbers along an axis of so many pixels, drawn this long: about one every `apart`. */
-template <class Place>
-std::vector<Tick> ticksOf(int32_t pixels, double length, double apart, const Place& place) {
+/** The numbers along an axis of so many pixels, from `begin` on this long: about one `apart`. */
+std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double apart) {
     const double step = std::max(1.0, roundStep(pixels, std::max(2.0, length / apart)));
     std::vector<Tick> ticks;
     for (int i = 0; i * step < pixels; ++i) {
-        ticks.push_back({i * step, place(i * step), numberText(i * step, step)});
+        ticks.push_back(
+            {i * step, begin + (i * step + 0.5) / pixels * length, numberText(i * step, step)});
     }
     return ticks;
 }
@@ -334,21 +342,15 @@ Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& v
     figure.place = onPaper(layout, values.place);
     figure.heatMap = heatMapOf(layout, values, figure.largest, reached);
     if (map != nullptr) {
-        constexpr int stepsOfBentLine = 400;
-        figure.regularGrid = gridOf(layout, values.covered, 1, [](Point pixel) { return pixel; });
-        figure.mappedGrid = gridOf(layout, values.covered, stepsOfBentLine,
-                                   [map](Point pixel) { return mapped(*map, pixel); });
+        figure.regularGrid = gridOf(layout, values.covered, nullptr);
+        figure.mappedGrid = gridOf(layout, values.covered, map);
     }
     if (figure.largest > 0) {
         figure.contours = contoursOf(layout, values, figure.largest, reached);
     }
-    figure.columns =
-        ticksOf(layout.imageWidth, layout.plot.width, 90 * layout.scale, [&](double x) {
-            return onPaper(layout, {x, 0}).x;
-        });
-    figure.rows = ticksOf(layout.imageHeight, layout.plot.height, 60 * layout.scale, [&](double y) {
-        return onPaper(layout, {0, y}).y;
-    });
+    const Rectangle& plot = layout.plot;
+    figure.columns = ticksOf(layout.imageWidth, plot.left, plot.width, 90 * layout.scale);
+    figure.rows = ticksOf(layout.imageHeight, plot.top, plot.height, 60 * layout.scale);
     figure.scale = scaleOf(layout, figure.largest);
     figure.title = titlesOf(figure, values);
     return figure;
