@@ -12,9 +12,9 @@
 #include "inspection/describe.h"
 
 /**
- * Writes records as the page's reader.js reads them: each value behind a letter that tells its kind.
- * n is a number of 8 bytes, t and f are true and false, s is a text behind its length, l are values
- * behind their number, o are names with their values up to a 0, b and p are bytes and the
+ * Writes records as the page's reader.js reads them: each value behind a letter that tells its
+ * kind. n is a number of 8 bytes, t and f are true and false, s is a text behind its length, l are
+ * values behind their number, o are names with their values up to a 0, b and p are bytes and the
  * coordinates of points behind their number, both as they stand in memory. Numbers are
  * little-endian, as WebAssembly is.
  */

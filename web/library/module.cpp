@@ -94,7 +94,8 @@ std::vector<uint8_t> bytesOf(const std::vector<float>& values) {
 
 extern "C" {
 
-/** Takes the first bytes of a file in: the one that is asked about, or the one it is compared with. */
+/** Takes the first bytes of a file in: the one that is asked about, or the one it is compared with.
+ */
 void takeFile(int32_t isOther, const uint8_t* bytes, uint32_t size) {
     std::copy_n(bytes, std::min<std::size_t>(size, CALIBMAP_FILE_SIZE), images[isOther].begin());
 }
@@ -106,14 +107,15 @@ const char* checkAsDevice() {
     return answered([&](Answer& out) { out("status", status); });
 }
 
-/** {check, words} of a file of so many bytes, and of one that is complete {info, parameters}, too. */
+/** {check, words} of a file of so many bytes, and of one that is complete {info, parameters}, too.
+ */
 const char* inspectFile(const char* name, double size, int32_t isReadable, int32_t hasOther) {
     const bool isComplete = isReadable != 0 && size >= int32_t{CALIBMAP_FILE_SIZE};
     const Check check =
-        isComplete ? checkOf(name, images[0], usualAgreement)
-                   : checkOf(name, unreadable(isReadable != 0
-                                                  ? sizeFaultOf(static_cast<std::size_t>(size))
-                                                  : "cannot be read by the browser"));
+        isComplete
+            ? checkOf(name, images[0], usualAgreement)
+            : checkOf(name, unreadable(isReadable != 0 ? sizeFaultOf(static_cast<std::size_t>(size))
+                                                       : "cannot be read by the browser"));
     return answered([&](Answer& out) {
         out("check", check);
         out("words", inWords(check));
@@ -123,13 +125,15 @@ const char* inspectFile(const char* name, double size, int32_t isReadable, int32
             out("width", camera.width);
             out("height", camera.height);
             out("info", Info{check.name, check.verdict, &images[0], false});
-            out("parameters",
-                parametersOf(images[0], false, hasOther != 0 ? &images[1] : nullptr));
+            out("parameters", parametersOf(images[0], false, hasOther != 0 ? &images[1] : nullptr));
         }
     });
 }
 
-/** {status}, and {refusal} when it is not 0: has the library make the map, as on a device. */
+/**
+ * {status}, and {refusal} of a map that the library refuses or that cannot be right: has the
+ * library make the map, as on a device.
+ */
 const char* makeMap(int32_t undistorts, int32_t ratio) {
     const Camera camera = mainCameraOf(images[0]);
     mapDirection = directionOf(undistorts);
@@ -144,13 +148,12 @@ const char* makeMap(int32_t undistorts, int32_t ratio) {
     }
     const CamDistortionLUT lut = {fits ? map.x.data() : nowhere, fits ? map.y.data() : nowhere,
                                   map.rows, map.cols};
-    const int32_t status =
-        DistortionProcess(mapDirection == Direction::undistort ? CALIBMAP_UNDISTORTION
-                                                               : CALIBMAP_DISTORTION,
-                          ratio, nullptr, &lut);
+    const int32_t status = DistortionProcess(
+        mapDirection == Direction::undistort ? CALIBMAP_UNDISTORTION : CALIBMAP_DISTORTION, ratio,
+        nullptr, &lut);
     return answered([&](Answer& out) {
         out("status", status);
-        if (status != CALIBMAP_SUCCESS) {
+        if (status != CALIBMAP_SUCCESS || obstacleToMap(images[0], mapDirection, ratio)) {
             out("refusal", whyNoMap(mapDirection, ratio, status));
         }
     });
@@ -163,7 +166,7 @@ const char* explainNoMemory(int32_t undistorts, int32_t ratio) {
     });
 }
 
-/** {title, numbers, drawing} of the map, or {nowhere} of one that leads to no place. */
+/** {title, colours, numbers, isCompact} of the map with its drawing. */
 const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
     const Camera camera = mainCameraOf(images[0]);
     const Displacement displacement =
@@ -182,7 +185,7 @@ const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
     });
 }
 
-/** {from, to, sentence, drawing}: where the map takes a pixel, or a place on the paper. */
+/** {from, to, sentence} with a drawing: where the map takes a pixel, or a place on the paper. */
 const char* lookUpPlace(int32_t isOnPaper, double x, double y) {
     const Point place = isOnPaper != 0 ? pixelAt(layout, {x, y}) : Point{x, y};
     const LookUp found = lookUp(map, mainCameraOf(images[0]), mapDirection, place);
@@ -216,7 +219,7 @@ const char* remapPhoto(const uint8_t* pixels, uint32_t size) {
     return answered([&](Answer& out) { out("pixels", result); });
 }
 
-/** {maps, fields}, and of a direction that can be compared {title, colours, drawing}. */
+/** {maps, fields}, and of a direction that can be compared {title, colours} with a drawing. */
 const char* compareFiles(const char* first, const char* second, int32_t undistorts, int32_t width,
                          double dotsPerPixel) {
     const Camera camera = mainCameraOf(images[0]);
@@ -244,8 +247,7 @@ const char* compareFiles(const char* first, const char* second, int32_t undistor
                     wordingOfDifference(camera, difference.direction, first, second);
                 out("title", wording.title + wording.name);
                 out("colours", wording.colours);
-                putDrawing(out,
-                           drawingOf(figureOf(layout, camera, values, nullptr, wording)));
+                putDrawing(out, drawingOf(figureOf(layout, camera, values, nullptr, wording)));
             }
         }
     });

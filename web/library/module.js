@@ -20,7 +20,7 @@ export async function startModule(compiled, bytes, reached = () => {}) {
   exports._initialize();
 
   function put(data) {
-    const address = exports.malloc(data.length);
+    const address = exports.malloc(data.length) >>> 0;
     new Uint8Array(memory.buffer, address, data.length).set(data);
     return address;
   }
@@ -34,7 +34,8 @@ export async function startModule(compiled, bytes, reached = () => {}) {
 
   function ask(name, ...values) {
     const address = exports[name](...values.map(argument));
-    return address === undefined ? undefined : readAnswer(memory, address);
+    // An address in the upper half of the memory looks like a negative number.
+    return address === undefined ? undefined : readAnswer(memory, address >>> 0);
   }
 
   new Uint8Array(memory.buffer, exports.calibin.value).set(new TextEncoder().encode(`/${fileName}\0`));

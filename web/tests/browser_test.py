@@ -100,11 +100,11 @@ class PageTest(unittest.TestCase):
         for camera in (info['mainCamera'], info['subCamera']):
             view = camera['fieldOfViewDegrees']
             for text in (f"{camera['imageWidth']} x {camera['imageHeight']} pixels",
-                         f"{camera['fx']:.3f}, {camera['fy']:.3f} pixels", f"{camera['cx']:.3f}, {camera['cy']:.3f}",
-                         f"{view['horizontal']:.1f} x {view['vertical']:.1f} degrees, {view['diagonal']:.1f} diagonal",
-                         ' '.join(word[2:] for word in camera['coeff'])):
+                         f"fx {camera['fx']:.3f}, fy {camera['fy']:.3f} pixels",
+                         f"cx {camera['cx']:.3f}, cy {camera['cy']:.3f} pixels",
+                         f"{view['horizontal']:.1f} x {view['vertical']:.1f} degrees, {view['diagonal']:.1f} across",
+                         ' '.join(camera['coeff'])):
                 self.assertIn(text, shown)
-        self.assertIn(info['extrinsics'], shown.replace(' ', ''))
 
     def expect_verdict(self, path, damaged=()):
         """The page gives the native library's status and words, the program's verdict, and marks the damaged ranges."""
@@ -177,10 +177,10 @@ class PageTest(unittest.TestCase):
         """A map that leads nowhere is neither one without distortion nor equal to another."""
         nowhere = self.write('nowhere.bin', sealed(self.image, {13 + 2100 + 108: struct.pack('<f', math.nan)}))
         self.browser.add(nowhere, self.lens)
-        self.assertIn('No map can be right', self.browser.text('#map .refusal'))
+        self.assertIn('no map can be right', self.browser.text('#map .refusal'))
         self.assertFalse(self.browser.find('#map .result').is_displayed())
         self.assertRegex(self.browser.text('#comparison .numbers'),
-                         r'^undistort: the maps cannot be compared, .* distort: the maps are equal\.$')
+                         r'^undistort maps cannot be compared: .* distort maps agree: largest difference 0\.000000 .*\.$')
         self.assertFalse(self.browser.find('#comparison canvas').is_displayed())
         self.browser.choose('direction', 'distort')
         self.assertEqual(self.browser.text('#map .refusal'), '')
@@ -364,11 +364,11 @@ class PageTest(unittest.TestCase):
         self.native.run('sample', '--k1', '-0.27', '--k2', '0.09', '--k3', '-0.012', '-o', today)
         self.browser.add(self.lens, today)
         shown = self.browser.text('#comparison .numbers')
-        said = re.findall(r'(\w+)\s+maps differ: (.*?), half', self.native.run('diff', self.lens, today, status=1))
+        said = re.findall(r'(\w+)\s+(maps differ: .*)', self.native.run('diff', self.lens, today, status=1))
         self.assertEqual(len(said), 2)
         for direction, numbers in said:
-            self.assertIn(f'{direction}: {numbers} pixels', shown)
-        self.assertIn('coefficients (differs)', re.sub(r'\s+', ' ', self.browser.run(
+            self.assertIn(f'{direction} {numbers}.', shown)
+        self.assertIn('coeff (differs)', re.sub(r'\s+', ' ', self.browser.run(
             "return [...document.querySelectorAll('.differs th')].map(th => th.textContent + ' (differs)').join()")))
         self.assertTrue(self.browser.find('#comparison canvas').is_displayed())
         self.browser.choose('shown', '1')
@@ -376,8 +376,8 @@ class PageTest(unittest.TestCase):
         # The second card's button; what is left is compared with itself under another name.
         self.browser.run("document.querySelectorAll('.card button')[1].click()")
         self.browser.add(self.write('same.bin', self.image))
-        self.assertIn('undistort: the maps are equal. distort: the maps are equal.',
-                      self.browser.text('#comparison .numbers'))
+        self.assertRegex(self.browser.text('#comparison .numbers'),
+                         r'^undistort maps agree: .* 0\.000000 pixels\. distort maps agree: .* 0\.000000 pixels\.$')
         self.browser.add(today)
         self.assertIn('remove one to make room', self.browser.text('#notice'))
 
@@ -463,13 +463,6 @@ class PageTest(unittest.TestCase):
             committed = file.read().splitlines()
         self.assertGreater(len(committed), 60)
         self.assertEqual(found, committed)
-
-    def test_knows_the_layout_of_the_header(self):
-        header = dict(re.findall(r'(CALIBMAP_\w+) = (\d+)', content(SOURCE, 'calibmap.h').decode()))
-        layout = re.findall(r'(CALIBMAP_\w+): (\d+)', content(SOURCE, 'web', 'library', 'layout.js').decode())
-        self.assertGreater(len(layout), 20)
-        for name, value in layout:
-            self.assertEqual(value, header[name], name)
 
 
 if __name__ == '__main__':

@@ -14,17 +14,16 @@ export function buildComparisonView(bridge, onError) {
   const view = latestIn(section, draw, onError);
 
   async function draw(request, signal) {
-    shown = null;
     element.hidden = save.hidden = false;
     const answer = await withProgress('Comparing the maps', (onProgress) =>
       bridge.run('compare', { ...request, ...figure.paper() }, { onProgress, signal }),
     );
     find('.numbers', section).replaceChildren(
-      ...answer.maps.map(({ sentence }) => make('span', { textContent: sentence })),
+      ...answer.maps.map(({ direction, sentence }) => make('span', { textContent: `${direction} ${sentence}. ` })),
     );
     element.hidden = save.hidden = !answer.drawing;
-    if (answer.drawing) {
-      shown = request;
+    shown = answer.drawing ? request : null;
+    if (shown) {
       figure.show(answer);
     }
   }

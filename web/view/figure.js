@@ -29,7 +29,10 @@ export function makeFigure(element, onResize) {
 
   return {
     canvas,
-    paper: () => ({ width: Math.round(element.clientWidth * devicePixelRatio), dotsPerPixel: devicePixelRatio }),
+    paper() {
+      width = element.clientWidth;
+      return { width: Math.round(width * devicePixelRatio), dotsPerPixel: devicePixelRatio };
+    },
     show(answer) {
       shown = answer;
       draw();

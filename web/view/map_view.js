@@ -12,14 +12,13 @@ export function buildMapView(bridge, onError) {
   const marker = find('.marker', section);
   const output = find('output', section);
   const [column, row] = [find('#column'), find('#row')];
-  /** The request whose map is to be seen, and the place that is marked in it. */
+  /** The request whose map is to be seen, also while the next one is on its way, and the place marked in it. */
   let shown = null;
   let place = null;
   const view = latestIn(section, draw, onError);
 
   async function draw(request, signal) {
     const { file } = request;
-    shown = null;
     const answer = await withProgress(`Drawing the map of ${file.name}`, (onProgress) =>
       bridge.run('drawMap', { request, ...figure.paper() }, { onProgress, signal }),
     );
@@ -27,8 +26,8 @@ export function buildMapView(bridge, onError) {
     heading.textContent = answer.title ?? `Map of ${file.name}`;
     heading.classList.toggle('is-in-picture', Boolean(answer.drawing) && !answer.isCompact);
     showRefusal(answer);
-    if (answer.drawing) {
-      shown = request;
+    shown = answer.drawing ? request : null;
+    if (shown) {
       figure.show(answer);
       find('.numbers', section).textContent = answer.numbers;
       const { width, height } = file.examination;
@@ -41,7 +40,7 @@ export function buildMapView(bridge, onError) {
     const words = find('.refusal', section);
     words.replaceChildren();
     if (refusal) {
-      const statusText = status === null ? '' : ` (status ${status})`;
+      const statusText = status ? ` (status ${status})` : '';
       words.append(
         `No map${statusText}: ${refusal.reason}. What to do: ${refusal.remedy}.`,
         ...lines.map((line) => make('samp', { textContent: line })),

@@ -39,8 +39,12 @@ const strokes = {
     context.setLineDash(dashes);
     context.beginPath();
     for (const line of lines) {
-      for (let i = 0; i < line.length; i += 2) {
+      const last = line.length - 2;
+      for (let i = 0; i <= last; i += 2) {
         context[i === 0 ? 'moveTo' : 'lineTo'](line[i], line[i + 1]);
+      }
+      if (last > 0 && line[0] === line[last] && line[1] === line[last + 1]) {
+        context.closePath();
       }
     }
     context.stroke();
