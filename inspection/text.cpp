@@ -113,3 +113,7 @@ std::string shortened(const std::string& text, std::size_t length) {
     }
     return result;
 }
+
+std::string quoted(const std::string& text) {
+    return format("'%s'", shortened(shown(text), 40).c_str());
+}

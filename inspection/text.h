@@ -30,3 +30,6 @@ std::size_t lengthOf(const std::string& text);
 
 /** The text with its middle replaced by an ellipsis, so that `length` characters are left. */
 std::string shortened(const std::string& text, std::size_t length);
+
+/** The text in quotation marks for a message, as `shown` has it and shortened. */
+std::string quoted(const std::string& text);

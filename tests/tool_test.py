@@ -362,8 +362,12 @@ class ToolTest(unittest.TestCase):
         there = self.run_tool('point', 'lens.bin', input=b'-0.5 -0.5\n\n 100.25,\t300 \n').stdout
         back = self.run_tool('point', '--direction', 'distort', 'lens.bin', input=there).stdout
         self.assertLess(np.abs(np.array(back.split(), float) - [-0.5, -0.5, 100.25, 300]).max(), 0.02)
-        for arguments, text, given in ((['7', '-3'], r'\(7, -3\) lies outside', b''), (['7'], 'missing', b''),
-                                       ([], "line 2: '1 x' is not", b'1 1\n1 x\n')):
+        words = self.run_tool('point', 'lens.bin', '100.25,300').stdout, self.run_tool('point', 'lens.bin', '-0.5', '+-0.5', status=1)
+        self.assertEqual(words[0], there.splitlines(True)[1])
+        self.assertIn(b"'-0.5 +-0.5' is not a position", words[1].stderr)
+        for arguments, text, given in ((['7', '-3'], r'\(7, -3\) lies outside', b''), (['7'], "'7' is not a", b''),
+                                       ([], "line 2: '1 x' is not", b'1 1\n1 x\n'), ([], "line 1: '1,,2' is not", b'1,,2\n'),
+                                       ([], 'line 1: is longer', b' ' * 998 + b'1 23')):
             done = self.run_tool('point', 'lens.bin', *arguments, status=1, input=given)
             self.assertRegex(done.stderr.decode(), text)
 

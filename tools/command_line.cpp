@@ -108,15 +108,9 @@ void Command::picture(const std::string& name, std::string& file, const std::str
         ->check(CLI::Validator(misfitOfPictureName, ""));
 }
 
-void Command::position(const std::string& name, std::optional<double>& value,
+void Command::position(const std::string& name, std::vector<std::string>& words,
                        const std::string& description) {
-    const auto check = [](const std::string& text) {
-        double number = 0;
-        return CLI::detail::lexical_cast(text, number) && std::isfinite(number)
-                   ? std::string()
-                   : "'" + text + "' is not a position";
-    };
-    app_->add_option(name, value, description)->check(CLI::Validator(check, ""))->option_text(" ");
+    app_->add_option(name, words, description)->option_text("X Y");
 }
 
 void Command::flag(const std::string& name, bool& value, const std::string& description) {

@@ -45,8 +45,8 @@ class Command {
     /** A PNG picture to be written that may be asked for. */
     void picture(const std::string& name, std::string& file, const std::string& description);
 
-    /** A number that may be left out; `name` is a placeholder such as X. */
-    void position(const std::string& name, std::optional<double>& value,
+    /** Words that may be left out, for a position. */
+    void position(const std::string& name, std::vector<std::string>& words,
                   const std::string& description);
 
     /** An option without a value. */

@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
@@ -14,13 +16,13 @@
 #include "inspection/soundness.h"
 #include "inspection/text.h"
 #include "maps.h"
+#include "number.h"
 
 namespace {
 
 struct PointOptions {
     std::string file;
-    std::optional<double> x;
-    std::optional<double> y;
+    std::vector<std::string> position;
     Direction direction = Direction::undistort;
 };
 
@@ -43,24 +45,32 @@ void printPlace(const Evaluation& evaluation, const std::string& subject, Point 
     std::printf("%.4f %.4f\n", place->x, place->y);
 }
 
-/** One line of input: two numbers with spaces or a comma between them. */
-std::optional<Point> parsed(std::string line) {
-    for (char& character : line) {
-        character = character == ',' ? ' ' : character;
+/** Two numbers with a comma or blanks between them; throws a `Failure` if the text is not that. */
+Point positionFrom(const std::string& subject, const std::string& text) {
+    std::string line = text;
+    if (line.find_first_of(",;") == std::string::npos) {
+        line.insert(std::min(line.find_first_of(" \t"), line.size()), 1, ',');
     }
-    std::istringstream stream(line);
-    Point point{};
-    std::string rest;
-    const bool isGood = stream >> point.x >> point.y && !(stream >> rest);
-    return isGood ? std::optional(point) : std::nullopt;
+    const std::vector<std::string_view> cells = cellsOf(line);
+    const std::optional<double> x = numberFrom(cells.front());
+    const std::optional<double> y = numberFrom(cells.back());
+    if (cells.size() != 2 || !x || !y || !std::isfinite(*x) || !std::isfinite(*y)) {
+        throw Failure(subject, quoted(text) + " is not a position",
+                      "give a column and a row in pixels");
+    }
+    return {*x, *y};
 }
 
-/** Reads a line without its end; false when there is none. */
+constexpr std::size_t longestLine = 1000;
+
+/** Reads a line without its end, and not much more than a good one has; false when there is none.
+ */
 bool readLine(std::FILE* file, std::string& line) {
     line.clear();
     int character = std::getc(file);
     const bool isAny = character != EOF;
-    for (; character != EOF && character != '\n'; character = std::getc(file)) {
+    for (; character != EOF && character != '\n' && line.size() <= longestLine;
+         character = std::getc(file)) {
         line += static_cast<char>(character);
     }
     return isAny;
@@ -70,17 +80,15 @@ void printPlacesOfLines(const Evaluation& evaluation) {
     const InputFile input = openInput("-");
     std::string line;
     for (int number = 1; readLine(input.get(), line); ++number) {
-        line.erase(line.find_last_not_of(" \t\r") + 1);
-        if (line.empty()) {
-            continue;
-        }
         const std::string subject = format("standard input, line %d", number);
-        const std::optional<Point> pixel = parsed(line);
-        if (!pixel) {
-            throw Failure(subject, "'" + shortened(shown(line), 40) + "' is not a position",
+        if (line.size() > longestLine) {
+            throw Failure(subject, "is longer than a position",
                           "give a column and a row in pixels");
         }
-        printPlace(evaluation, subject, *pixel);
+        const std::string text(trimmed(line));
+        if (!text.empty()) {
+            printPlace(evaluation, subject, positionFrom(subject, text));
+        }
     }
     if (std::ferror(input.get()) != 0) {
         throw Failure("standard input", "cannot be read", "check what it is connected to");
@@ -88,20 +96,21 @@ void printPlacesOfLines(const Evaluation& evaluation) {
 }
 
 int run(const PointOptions& options) {
-    if (options.x.has_value() != options.y.has_value()) {
-        throw Failure("point", "one coordinate is missing", "give both X and Y or none");
-    }
     const Image image = loadCalibration(options.file);
     if (const auto faults = modelFaults(image, options.direction); !faults.empty()) {
         throw Failure(inputName(options.file), faults.front(), calibrateAgain);
     }
     mentionUncovered(options.file, image, options.direction);
     const Evaluation evaluation(image, options.direction);
-    if (options.x) {
-        printPlace(evaluation, "point", {*options.x, *options.y});
-    } else {
+    if (options.position.empty()) {
         printPlacesOfLines(evaluation);
+        return exitGood;
     }
+    std::string text;
+    for (const std::string& word : options.position) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    printPlace(evaluation, "point", positionFrom("point", text));
     return exitGood;
 }
 
@@ -111,11 +120,11 @@ void addPoint(Program& program) {
     auto [command, options] =
         program.add("point", run, "Say where positions of one image lie in the other");
     command.file("FILE", options->file, "The calibration file, - for standard input");
-    command.position("X", options->x, "Column of the position, in pixels");
-    command.position("Y", options->y, "Row of the position, in pixels");
+    command.position("POSITION", options->position, "Column and row, in pixels");
     command.direction(options->direction);
     command.explain(
-        "Prints the column and the row, in pixels, with four decimals. Without X and Y it reads\n"
+        "Prints the column and the row, in pixels, with four decimals. Without a position it "
+        "reads\n"
         "lines of two numbers from standard input and prints a line for each. Pixel centres are\n"
         "whole numbers, and (0, 0) is the first. To take a position of a recorded picture to the\n"
         "straight one, say --direction distort, as docs/maps.md explains.\n\n"

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "calibration_file.h"
@@ -16,34 +16,17 @@
 #include "making/camera_file.h"
 #include "making/fit.h"
 #include "making/producer.h"
+#include "number.h"
 
 namespace {
 
-/** The pieces between commas, without the spaces around them. */
-std::vector<std::string> cellsOf(const std::string& text) {
-    std::vector<std::string> cells;
-    for (std::size_t first = 0; first <= text.size();) {
-        const std::size_t end = std::min(text.find(',', first), text.size());
-        std::string cell = text.substr(first, end - first);
-        cell.erase(cell.find_last_not_of(' ') + 1);
-        cell.erase(0, cell.find_first_not_of(' '));
-        cells.push_back(std::move(cell));
-        first = end + 1;
-    }
-    return cells;
-}
-
 std::optional<Words> sixNumbers(const std::string& text) {
-    const std::vector<std::string> cells = cellsOf(text);
+    const std::vector<std::string_view> cells = cellsOf(text);
     Words words{};
     bool good = cells.size() == words.size();
     for (std::size_t i = 0; good && i < words.size(); ++i) {
-        float value = 0;
-        const std::string& cell = cells[i];
-        const bool hasPlus = cell.starts_with("+") && !cell.starts_with("+-");
-        const char* const last = cell.data() + cell.size();
-        const auto [end, error] = std::from_chars(cell.data() + (hasPlus ? 1 : 0), last, value);
-        good = error == std::errc() && end == last && std::isfinite(value);
+        const auto value = static_cast<float>(numberFrom(cells[i]).value_or(NAN));
+        good = std::isfinite(value);
         words[i] = std::bit_cast<uint32_t>(value);
     }
     return good ? std::optional(words) : std::nullopt;
@@ -70,7 +53,7 @@ Words wordsFrom(const std::string& option, const std::string& text) {
         words = hexadecimalBytes(text);
     }
     if (!words) {
-        throw Failure(option, "'" + text + "' is neither six finite numbers nor 24 bytes",
+        throw Failure(option, quoted(text) + " is neither six finite numbers nor 24 bytes",
                       "write 0,0,0,1,25,0 or 48 hexadecimal digits");
     }
     return *words;

@@ -1,47 +1,23 @@
 #include "making/point_pairs.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <optional>
-#include <sstream>
+#include <string_view>
 
 #include "failure.h"
 #include "input.h"
 #include "inspection/text.h"
+#include "number.h"
 
 namespace {
 
-std::string trimmed(const std::string& text) {
-    constexpr const char* blanks = " \t\r\"";
-    const std::size_t first = text.find_first_not_of(blanks);
-    return first == std::string::npos
-               ? ""
-               : text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
+constexpr std::size_t longestText = std::size_t{16} << 20;
+constexpr std::size_t longestLine = 1000;
 
-std::vector<std::string> cellsOf(const std::string& line) {
-    std::vector<std::string> cells(1);
-    for (const char letter : line) {
-        if (letter == ',' || letter == ';') {
-            cells.emplace_back();
-        } else {
-            cells.back() += letter;
-        }
-    }
-    return cells;
-}
-
-/** The number in a cell, infinities and NaN as well; nothing if it is no number. */
-std::optional<double> numberIn(const std::string& cell) {
-    const std::string text = trimmed(cell);
-    const char* const first = text.data() + (text.starts_with("+") ? 1 : 0);
-    double value = 0;
-    const auto [end, error] = std::from_chars(first, text.data() + text.size(), value);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
-    return whole ? std::optional(value) : std::nullopt;
-}
+constexpr const char* advice = "write straight column, straight row, recorded column, recorded row";
 
 bool isPlace(const std::optional<double>& value) {
     return value && std::isfinite(*value) && std::abs(*value) <= 1e6;
@@ -49,24 +25,29 @@ bool isPlace(const std::optional<double>& value) {
 
 }  // namespace
 
-std::vector<PointPair> readPointPairs(const std::string& path) {
-    std::istringstream input(readInput(path, std::size_t{64} << 20));
+std::vector<PointPair> pointPairsFrom(std::string_view text, const std::string& name) {
     std::vector<PointPair> pairs;
-    std::string line;
     bool isFirst = true;
-    for (int number = 1; std::getline(input, line); ++number) {
-        // Spreadsheets begin their files with a byte order mark.
-        const bool isMarked = number == 1 && line.starts_with("\xEF\xBB\xBF");
-        const std::string text = trimmed(isMarked ? line.substr(3) : line);
-        if (text.empty() || text.starts_with("#")) {
+    // Spreadsheets begin their files with a byte order mark.
+    std::size_t first = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
+    for (int number = 1; first < text.size(); ++number) {
+        const std::size_t end = std::min(text.find('\n', first), text.size());
+        const std::string_view line = trimmed(text.substr(first, end - first));
+        first = end + 1;
+        if (line.empty() || line.starts_with("#")) {
             continue;
         }
-        const std::vector<std::string> cells = cellsOf(text);
+        const std::string subject = name + format(", line %d", number);
+        if (line.size() > longestLine) {
+            throw Failure(subject, format("has %zu bytes, too many for four numbers", line.size()),
+                          advice);
+        }
+        const std::vector<std::string_view> cells = cellsOf(line);
         std::array<std::optional<double>, 4> values;
         bool good = cells.size() == values.size();
         bool hasNumber = false;
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            const std::optional<double> value = numberIn(cells[i]);
+            const std::optional<double> value = numberFrom(cells[i]);
             hasNumber |= value.has_value();
             good &= isPlace(value);
             if (i < values.size()) {
@@ -77,14 +58,17 @@ std::vector<PointPair> readPointPairs(const std::string& path) {
         if (good) {
             pairs.push_back({{*values[0], *values[1]}, {*values[2], *values[3]}});
         } else if (!isFirst || hasNumber || cells.size() != values.size()) {
-            throw Failure(inputName(path) + format(", line %d", number),
-                          "is not four finite numbers of pixels, separated by commas",
-                          "write straight column, straight row, recorded column, recorded row");
+            throw Failure(subject, "is not four finite numbers of pixels, separated by commas",
+                          advice);
         }
         isFirst = false;
     }
     if (pairs.empty()) {
-        throw Failure(inputName(path), "holds no pairs of points", "measure some");
+        throw Failure(name, "holds no pairs of points", "measure some");
     }
     return pairs;
+}
+
+std::vector<PointPair> readPointPairs(const std::string& path) {
+    return pointPairsFrom(readInput(path, longestText), inputName(path));
 }

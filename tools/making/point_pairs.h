@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "inspection/point.h"
@@ -17,3 +18,6 @@ struct PointPair {
  * with # do not count. "-" is standard input. Throws a `Failure` that names the line.
  */
 std::vector<PointPair> readPointPairs(const std::string& path);
+
+/** The same from a text; `name` is what messages call it. */
+std::vector<PointPair> pointPairsFrom(std::string_view text, const std::string& name);
