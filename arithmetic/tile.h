@@ -1,21 +1,20 @@
 /**
- * How a product is blocked, for one left factor and many columns of the right one:
+ * How a product is blocked:
  *
- *                                    panel: 8 columns
- *                                      |
- *                                 +----v---+--------+---
- *                            term | range  | range  |
- *                                 |........|........|
- *                                 |        |        |     right factor, packed panel by panel
- *                                 +--------+--------+---
- *                     terms
- *                 +-----------+   +--------+--------+---
- *                 |-----------|   |========|        |
- *            band |    row    |   |micro-  |        |     product
- *                 |    row    |   |tile    |        |
- *                 |-----------|   |========|        |
- *                 +-----------+   +--------+--------+---
- *                  left factor
+ *                              panel
+ *                            +--------+--------+--
+ *                            | range  | range  |
+ *                       term |........|........|      right factor, packed panel by panel
+ *                            |        |        |
+ *                            +--------+--------+--
+ *                terms
+ *            +-----------+   +--------+--------+--
+ *            |           |   |        |        |
+ *       band | row ......|   | micro- |        |      product
+ *            | row ......|   | tile   |        |
+ *            |           |   |        |        |
+ *            +-----------+   +--------+--------+--
+ *             left factor
  *
  * A panel is `panelWidth` neighbouring columns of the right factor, the terms of the sums one after
  * the other, with zeros for columns beyond the last one. A band of rows of the left factor is taken
