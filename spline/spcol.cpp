@@ -100,6 +100,7 @@ bool addSteps(const VectorDouble& knots, double k, StandIns& made) {
         {gMatCnt, n * whole, 508, " leave. create ccPartRowIdx fail"},
         {gMatCnt, n * real, 532, " leave. create ccPart fail"},
     };
+    static_assert(sizeof steps / sizeof *steps <= sizeof made.made / sizeof *made.made);
     for (const Step& step : steps) {
         if (!add(made, step.liveCount, step.bytes)) {
             if (step.isTiled) {
