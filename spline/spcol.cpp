@@ -66,8 +66,8 @@ bool acceptExtent(const VectorDouble& knots, double k, double augLeft) {
 struct Step {
     int32_t& liveCount;
     int64_t bytes;
-    int32_t line;
     const char* text;
+    int32_t line;
     bool isTiled = false; /**< made by `repmatInt`, which reports first */
 };
 
@@ -81,24 +81,24 @@ bool addSteps(const VectorDouble& knots, double k, StandIns& made) {
     const int32_t order = toInt(k);
     const int32_t n = toInt(knots.size - k);
     const Step steps[] = {
-        {gTotalVecCnt, knots.size * real, 74, ". augknot copyFromVector fail."},
-        {gTotalVecCnt, n * real, 82, " leave. augknotfrom1toNaug creat fail"},
-        {gMatCnt, order * real, 0, nullptr},  // the values: the one step without a report
-        {gMatCnt, scatteredWidth(knots, k) * real, 195, " leave. create cc fail"},
-        {gMatCnt, whole, 205, " leave. create mat1 fail"},
-        {gMatCnt, order * whole, 225, " leave. create repMat1 fail", true},
-        {gMatCnt, whole, 237, " leave. create mat2 fail"},
-        {gMatCnt, order * whole, 252, " leave. create repMat2 fail", true},
-        {gMatCnt, order * whole, 267, " leave. create mat3 fail"},
-        {gMatCnt, order * whole, 289, " leave. create repMat3 fail", true},
-        {gMatCnt, order * whole, 321, " leave. create repMat1AndMat2 fail"},
-        {gMatCnt, order * whole, 338, " leave. create ccColIdx0 fail"},
-        {gMatCnt, whole, 382, " leave. create ccmat1 fail"},
-        {gMatCnt, n * whole, 410, " leave. create ccrepmat1 fail", true},
-        {gMatCnt, n * whole, 431, " leave. create ccmat2 fail"},
-        {gMatCnt, n * whole, 461, " leave. create ccrepmat2 fail", true},
-        {gMatCnt, n * whole, 508, " leave. create ccPartRowIdx fail"},
-        {gMatCnt, n * real, 532, " leave. create ccPart fail"},
+        {gTotalVecCnt, knots.size * real, ". augknot copyFromVector fail.", 74},
+        {gTotalVecCnt, n * real, " leave. augknotfrom1toNaug creat fail", 82},
+        {gMatCnt, order * real, nullptr, 0},  // the values: the one step without a report
+        {gMatCnt, scatteredWidth(knots, k) * real, " leave. create cc fail", 195},
+        {gMatCnt, whole, " leave. create mat1 fail", 205},
+        {gMatCnt, order * whole, " leave. create repMat1 fail", 225, true},
+        {gMatCnt, whole, " leave. create mat2 fail", 237},
+        {gMatCnt, order * whole, " leave. create repMat2 fail", 252, true},
+        {gMatCnt, order * whole, " leave. create mat3 fail", 267},
+        {gMatCnt, order * whole, " leave. create repMat3 fail", 289, true},
+        {gMatCnt, order * whole, " leave. create repMat1AndMat2 fail", 321},
+        {gMatCnt, order * whole, " leave. create ccColIdx0 fail", 338},
+        {gMatCnt, whole, " leave. create ccmat1 fail", 382},
+        {gMatCnt, n * whole, " leave. create ccrepmat1 fail", 410, true},
+        {gMatCnt, n * whole, " leave. create ccmat2 fail", 431},
+        {gMatCnt, n * whole, " leave. create ccrepmat2 fail", 461, true},
+        {gMatCnt, n * whole, " leave. create ccPartRowIdx fail", 508},
+        {gMatCnt, n * real, " leave. create ccPart fail", 532},
     };
     static_assert(sizeof steps / sizeof *steps <= sizeof made.made / sizeof *made.made);
     for (const Step& step : steps) {
