@@ -24,8 +24,8 @@ constexpr int32_t chunk = 64;
 static_assert(chunk % panelWidth == 0, "a panel belongs to one chunk");
 
 /**
- * Adds what stands for a step between the products and the maps, whose elements only ever are in
- * registers; false where it is refused.
+ * Adds what stands for a product or a step from there to a map, whose elements are only ever in
+ * registers; false where it is refused. The size fits: with the factors both counts are below 2^28.
  */
 bool addStep(const GridEvaluation& grid, StandIns& steps) {
     return add(steps, gMatCnt,
@@ -107,8 +107,7 @@ bool createFactors(const BsplineModel& model, GridEvaluation& g, StandIns& steps
            refuse(reporter, 176, " leave. calc outputY fail");
 }
 
-/** Creates the steps of one map and the map, which is kept in its handle even where it is missing.
- */
+/** Creates the steps of a map, and the map, which goes to its handle even where it is missing. */
 bool createMapX(const GridEvaluation& g, StandIns& steps, bool hasOutputX, const MapHandles& maps) {
     return ((hasOutputX && addStep(g, steps)) ||
             refuse(reporter, 197, " leave. create outputXmulFx fail")) &&
