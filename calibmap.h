@@ -240,8 +240,9 @@ typedef struct CamDistortionLUT {
  *
  * Returns 0, 1, 4, 7, 8, 9, 10 or 13 (see the codes above). Every failure is reported on standard
  * output and leaves the arrays as they were: whatever can fail has been done before the first
- * element is written. The record itself is never written. Arrays that overlap each other hold what
- * they would if they had been written element by element, x before y.
+ * element is written. The record itself is never written. Arrays that overlap each other, a whole
+ * number of floats apart, hold what they would if they had been written element by element, x
+ * before y; floats at any other distance are not aligned, which C does not allow.
  */
 CALIBMAP_API int32_t DistortionProcess(int32_t flag, int32_t ratio,
                                        const CamDistortionLUT* inputPoints,

@@ -9,89 +9,45 @@ namespace calibmap {
 
 namespace {
 
-/** Applies `operation` to a copy of every element: to whole vectors, and to the rest one by one. */
-template <int Count, typename Operation>
-CALIBMAP_KERNEL inline void transform(Lanes<Count> /*lanes*/, const double* a, int64_t count,
-                                      double* result, Operation operation) {
-    int64_t i = 0;
-    for (; i + Count <= count; i += Count) {
-        Vector<Count> x;
-        load<Count>(a + i, x);
-        operation(x);
-        store<Count>(x, result + i);
-    }
-    for (; i < count; ++i) {
-        double x = a[i];
-        operation(x);
-        result[i] = x;
-    }
-}
-
-/** The same for an operation of two operands. */
-template <int Count, typename Operation>
-CALIBMAP_KERNEL inline void transformPairs(Lanes<Count> /*lanes*/, const double* a, const double* b,
-                                           int64_t count, double* result, Operation operation) {
-    int64_t i = 0;
-    for (; i + Count <= count; i += Count) {
-        Vector<Count> x;
-        Vector<Count> y;
-        load<Count>(a + i, x);
-        load<Count>(b + i, y);
-        operation(x, y);
-        store<Count>(x, result + i);
-    }
-    for (; i < count; ++i) {
-        double x = a[i];
-        operation(x, b[i]);
-        result[i] = x;
-    }
+/** Writes what `operation` gives for the number of each element. */
+template <typename Operation>
+CALIBMAP_KERNEL inline void transform(int64_t count, double* result, Operation operation) {
+    run([=](auto /*lanes*/) CALIBMAP_KERNEL {
+        for (int64_t i = 0; i < count; ++i) {
+            result[i] = operation(i);
+        }
+    });
 }
 
 }  // namespace
 
 void addArrays(const double* a, const double* b, int64_t count, double* result) {
-    run([=](auto lanes) CALIBMAP_KERNEL {
-        transformPairs(lanes, a, b, count, result,
-                       [](auto& x, const auto& y) CALIBMAP_KERNEL { x += y; });
-    });
+    transform(count, result, [=](int64_t i) CALIBMAP_KERNEL { return a[i] + b[i]; });
 }
 
 void subtractArrays(const double* a, const double* b, int64_t count, double* result) {
-    run([=](auto lanes) CALIBMAP_KERNEL {
-        transformPairs(lanes, a, b, count, result,
-                       [](auto& x, const auto& y) CALIBMAP_KERNEL { x -= y; });
-    });
+    transform(count, result, [=](int64_t i) CALIBMAP_KERNEL { return a[i] - b[i]; });
 }
 
 void addScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto lanes) CALIBMAP_KERNEL {
-        transform(lanes, a, count, result, [=](auto& x) CALIBMAP_KERNEL { x += k; });
-    });
+    transform(count, result, [=](int64_t i) CALIBMAP_KERNEL { return a[i] + k; });
 }
 
 void subtractScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto lanes) CALIBMAP_KERNEL {
-        transform(lanes, a, count, result, [=](auto& x) CALIBMAP_KERNEL { x -= k; });
-    });
+    transform(count, result, [=](int64_t i) CALIBMAP_KERNEL { return a[i] - k; });
 }
 
 void multiplyScalar(const double* a, double k, int64_t count, double* result) {
-    run([=](auto lanes) CALIBMAP_KERNEL {
-        transform(lanes, a, count, result, [=](auto& x) CALIBMAP_KERNEL { x *= k; });
-    });
+    transform(count, result, [=](int64_t i) CALIBMAP_KERNEL { return a[i] * k; });
 }
 
 void divideScalar(const double* a, double k, int64_t count, double* result) {
     const Divisor divisor = makeDivisor(k);
-    run([=](auto lanes) CALIBMAP_KERNEL {
-        if (divisor.multiplies) {
-            transform(lanes, a, count, result,
-                      [=](auto& x) CALIBMAP_KERNEL { x *= divisor.reciprocal; });
-        } else {
-            transform(lanes, a, count, result,
-                      [=](auto& x) CALIBMAP_KERNEL { x /= divisor.value; });
-        }
-    });
+    if (divisor.multiplies) {
+        multiplyScalar(a, divisor.reciprocal, count, result);
+    } else {
+        transform(count, result, [=](int64_t i) CALIBMAP_KERNEL { return a[i] / k; });
+    }
 }
 
 void roundToFloats(const double* a, const double* b, int64_t count, float* x, float* y) {

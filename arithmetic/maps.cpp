@@ -12,13 +12,13 @@ namespace calibmap {
 namespace {
 
 /**
- * Rows that are taken through all tiles before the next ones: few enough for their pages, in two
- * maps, to stay in the first-level TLB, and enough to pay for reading the tiles again.
+ * Rows that are taken through all panels before the next ones: few enough for their pages, in two
+ * maps, to stay in the first-level TLB, and enough to pay for reading the panels again.
  */
 constexpr int32_t bandRows = 16;
 
-/** Elements between the place that is written and the one that is fetched for writing: 8 tiles. */
-constexpr int32_t prefetchDistance = 8 * tileWidth;
+/** Elements between the place that is written and the one that is fetched for writing: 8 panels. */
+constexpr int32_t prefetchDistance = 8 * panelWidth;
 
 /** How the sums of a map become coordinates, decided once for a map. */
 struct Finish {
@@ -69,14 +69,14 @@ CALIBMAP_KERNEL inline void finishSums(const Finish& finish, Sums<Rows, Count>& 
     }
 }
 
-/** One tile of a map for some rows, from `row` and `col` on. */
+/** One panel of a map for some rows, from `row` and `col` on. */
 template <int Rows, int Count, typename Element>
-CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking<Element>& map,
-                                        const double* tile, TermRange range, int32_t row,
-                                        int32_t col) {
+CALIBMAP_KERNEL inline void computeMicroTile(const MapShape& shape, const MapInMaking<Element>& map,
+                                             const double* panel, TermRange range, int32_t row,
+                                             int32_t col) {
     Sums<Rows, Count> sums;
     clearSums<Rows, Count>(sums);
-    addTerms<Rows, Count>(map.left + int64_t{row} * shape.terms, shape.terms, tile, range, sums);
+    addTerms<Rows, Count>(map.left + int64_t{row} * shape.terms, shape.terms, panel, range, sums);
     finishSums<Rows, Count>(map.finish, sums);
     Element* to = map.elements + int64_t{row} * shape.cols + col;
     // Ahead of where the rows of a band are written: more of them than the processor itself
@@ -89,15 +89,16 @@ CALIBMAP_KERNEL inline void computeTile(const MapShape& shape, const MapInMaking
     storeSums<Rows, Count>(sums, to, shape.cols, width);
 }
 
-/** Takes one map through one tile of columns, for a band of rows. */
+/** Takes one map through one panel of columns, for a band of rows. */
 template <int Count, typename Element>
 CALIBMAP_KERNEL inline void computeBand(Lanes<Count> lanes, const MapShape& shape,
                                         const MapInMaking<Element>& map, int32_t band, int32_t rows,
                                         int32_t col) {
-    const double* tile = shape.tiles + col / tileWidth * tileSize(shape.terms);
-    const TermRange range = termsToSum(map.leftIsFinite, tile, shape.terms);
-    forRowGroups(lanes, rows, [&](auto group, int32_t row) CALIBMAP_KERNEL {
-        computeTile<decltype(group)::value, Count>(shape, map, tile, range, band + row, col);
+    const double* panel = shape.panels + col / panelWidth * panelSize(shape.terms);
+    const TermRange range = termsToSum(map.leftIsFinite, panel, shape.terms);
+    forMicroTiles(lanes, rows, [&](auto tileRows, int32_t row) CALIBMAP_KERNEL {
+        computeMicroTile<decltype(tileRows)::value, Count>(shape, map, panel, range, band + row,
+                                                           col);
     });
 }
 
@@ -107,39 +108,36 @@ MapInMaking<Element> start(const MapShape& shape, const Map<Element>& map) {
             makeFinish(map.scaling), map.elements};
 }
 
-/** The maps, tile by tile, all of them together. */
-template <typename... Maps>
-void computeTogether(const MapShape& shape, const Maps&... maps) {
-    run([&](auto lanes) CALIBMAP_KERNEL {
-        forTiles(shape.rows, shape.cols, bandRows,
-                 [&](int32_t band, int32_t rows, int32_t col)
-                     CALIBMAP_KERNEL { (computeBand(lanes, shape, maps, band, rows, col), ...); });
-    });
-}
-
 }  // namespace
 
-int64_t tilesSize(int32_t terms, int32_t cols) {
-    return (int64_t{cols} + tileWidth - 1) / tileWidth * tileSize(terms);
+int64_t panelsSize(int32_t terms, int32_t cols) {
+    return (int64_t{cols} + panelWidth - 1) / panelWidth * panelSize(terms);
 }
 
-void packTransposed(const double* a, int32_t terms, int32_t cols, double* tiles) {
-    for (int32_t col = 0; col < cols; col += tileWidth) {
-        packTile(a + int64_t{col} * terms, 1, terms, terms, std::min(tileWidth, cols - col),
-                 tiles + col / tileWidth * tileSize(terms));
+void packTransposed(const double* a, int32_t terms, int32_t cols, double* panels) {
+    for (int32_t col = 0; col < cols; col += panelWidth) {
+        packPanel(a + int64_t{col} * terms, 1, terms, terms, std::min(panelWidth, cols - col),
+                  panels + col / panelWidth * panelSize(terms));
     }
 }
 
-void computeMaps(const MapShape& shape, const Map<double>& x, const Map<double>& y) {
-    computeTogether(shape, start(shape, x), start(shape, y));
+template <typename Element>
+void computeMaps(const MapShape& shape, const Map<Element>* maps, int32_t count) {
+    MapInMaking<Element> making[mostMaps];
+    for (int32_t i = 0; i < count; ++i) {
+        making[i] = start(shape, maps[i]);
+    }
+    run([&](auto lanes) CALIBMAP_KERNEL {
+        forPanels(shape.rows, shape.cols, bandRows,
+                  [&](int32_t band, int32_t rows, int32_t col) CALIBMAP_KERNEL {
+                      for (int32_t i = 0; i < count; ++i) {
+                          computeBand(lanes, shape, making[i], band, rows, col);
+                      }
+                  });
+    });
 }
 
-void computeMaps(const MapShape& shape, const Map<float>& x, const Map<float>& y) {
-    computeTogether(shape, start(shape, x), start(shape, y));
-}
-
-void computeMap(const MapShape& shape, const Map<float>& map) {
-    computeTogether(shape, start(shape, map));
-}
+template void computeMaps(const MapShape& shape, const Map<double>* maps, int32_t count);
+template void computeMaps(const MapShape& shape, const Map<float>* maps, int32_t count);
 
 }  // namespace calibmap

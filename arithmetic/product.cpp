@@ -23,27 +23,27 @@ struct Product {
     double* elements;
 };
 
-/** Adds the terms of one piece, from `term` on, to the sums of a tile. */
+/** Adds the terms of one piece, from `term` on, to the sums of a panel. */
 template <int Count>
 CALIBMAP_KERNEL inline void addPiece(Lanes<Count> lanes, const Product& p, int32_t term,
                                      int32_t band, int32_t rows, int32_t col) {
-    double piece[tileSize(pieceTerms)];
+    double piece[panelSize(pieceTerms)];
     const int32_t count = std::min(pieceTerms, p.terms - term);
-    const int32_t width = std::min(tileWidth, p.cols - col);
-    packTile(p.right + int64_t{term} * p.cols + col, p.cols, 1, count, width, piece);
+    const int32_t width = std::min(panelWidth, p.cols - col);
+    packPanel(p.right + int64_t{term} * p.cols + col, p.cols, 1, count, width, piece);
     const TermRange range = termsToSum(p.leftIsFinite, piece, count);
-    forRowGroups(lanes, rows, [&](auto group, int32_t row) CALIBMAP_KERNEL {
-        constexpr int groupRows = decltype(group)::value;
+    forMicroTiles(lanes, rows, [&](auto tileRows, int32_t row) CALIBMAP_KERNEL {
+        constexpr int height = decltype(tileRows)::value;
         double* to = p.elements + int64_t{band + row} * p.cols + col;
-        Sums<groupRows, Count> sums;
+        Sums<height, Count> sums;
         if (term == 0) {
-            clearSums<groupRows, Count>(sums);
+            clearSums<height, Count>(sums);
         } else {
-            loadSums<groupRows, Count>(to, p.cols, width, sums);
+            loadSums<height, Count>(to, p.cols, width, sums);
         }
-        addTerms<groupRows, Count>(p.left + int64_t{band + row} * p.terms + term, p.terms, piece,
-                                   range, sums);
-        storeSums<groupRows, Count>(sums, to, p.cols, width);
+        addTerms<height, Count>(p.left + int64_t{band + row} * p.terms + term, p.terms, piece,
+                                range, sums);
+        storeSums<height, Count>(sums, to, p.cols, width);
     });
 }
 
@@ -57,12 +57,12 @@ void multiply(const double* left, const double* right, int32_t rows, int32_t ter
     }
     const Product p = {left, allFinite(left, int64_t{rows} * terms), right, terms, cols, product};
     run([&](auto lanes) CALIBMAP_KERNEL {
-        forTiles(rows, cols, bandRows,
-                 [&](int32_t band, int32_t bandSize, int32_t col) CALIBMAP_KERNEL {
-                     for (int32_t term = 0; term < terms; term += pieceTerms) {
-                         addPiece(lanes, p, term, band, bandSize, col);
-                     }
-                 });
+        forPanels(rows, cols, bandRows,
+                  [&](int32_t band, int32_t bandSize, int32_t col) CALIBMAP_KERNEL {
+                      for (int32_t term = 0; term < terms; term += pieceTerms) {
+                          addPiece(lanes, p, term, band, bandSize, col);
+                      }
+                  });
     });
 }
 

@@ -4,14 +4,14 @@
 
 namespace calibmap {
 
-void packTile(const double* source, int64_t termStride, int64_t colStride, int32_t terms,
-              int32_t width, double* tile) {
+void packPanel(const double* source, int64_t termStride, int64_t colStride, int32_t terms,
+               int32_t width, double* panel) {
     TermRange range = {0, 0};
     for (int32_t i = 0; i < terms; ++i) {
         const double* term = source + i * termStride;
-        double* packed = tile + tileSize(i);
+        double* packed = panel + panelSize(i);
         uint64_t bits = 0;
-        for (int32_t c = 0; c < tileWidth; ++c) {
+        for (int32_t c = 0; c < panelWidth; ++c) {
             packed[c] = c < width ? term[c * colStride] : 0.0;
             bits |= std::bit_cast<uint64_t>(packed[c]) << 1U;  // all but the sign
         }
@@ -20,9 +20,7 @@ void packTile(const double* source, int64_t termStride, int64_t colStride, int32
             range.end = i + 1;
         }
     }
-    memset(tile, 0, tileWidth * sizeof(double));
-    tile[0] = range.first;
-    tile[1] = range.end;
+    memcpy(panel, &range, sizeof range);
 }
 
 }  // namespace calibmap

@@ -1,11 +1,26 @@
 /**
- * Tiles: the shape in which a product reads its right factor.
+ * How a product is blocked:
  *
- * A tile is `tileWidth` neighbouring columns of the right factor, the terms of the sums one after
- * the other, with zeros for columns beyond the last one. Before the terms stands a row that says
- * from which term to which one any column is not zero. The sums of a tile stay in registers from
- * their first term to their last; vectors run along the columns and never along a sum, so every
- * element is
+ *                              panel
+ *                            +--------+--------+--
+ *                            | range  | range  |
+ *                       term |........|........|      right factor, packed panel by panel
+ *                            |        |        |
+ *                            +--------+--------+--
+ *                terms
+ *            +-----------+   +--------+--------+--
+ *            |           |   |        |        |
+ *       band | row ......|   | micro- |        |      product
+ *            | row ......|   | tile   |        |
+ *            |           |   |        |        |
+ *            +-----------+   +--------+--------+--
+ *             left factor
+ *
+ * A panel is `panelWidth` neighbouring columns of the right factor, the terms of the sums one after
+ * the other, with zeros for columns beyond the last one. A band of rows of the left factor is taken
+ * through one panel after the other. A micro-tile is the product of a few rows and a panel: its
+ * sums stay in registers from their first term to their last; vectors run along the columns and
+ * never along a sum, so every element is
  *
  *     0.0 + left[0] right[0] + left[1] right[1] + ...
  *
@@ -20,8 +35,8 @@
 
 namespace calibmap {
 
-/** Columns of a tile: one cache line of doubles. */
-inline constexpr int32_t tileWidth = 8;
+/** Columns of a panel: one cache line of doubles. */
+inline constexpr int32_t panelWidth = 8;
 
 /** Terms of a sum from `first` to before `end`. */
 struct TermRange {
@@ -29,47 +44,49 @@ struct TermRange {
     int32_t end;
 };
 
-/** Doubles of a tile with `terms` terms: a row for its range, then the terms. */
-constexpr int64_t tileSize(int32_t terms) {
-    return (int64_t{terms} + 1) * tileWidth;
+/** Doubles of a panel with `terms` terms: a cache line that holds its range, then the terms. */
+constexpr int64_t panelSize(int32_t terms) {
+    return (int64_t{terms} + 1) * panelWidth;
 }
 
-/** From the first to the last term of a tile that is not zero in some column. */
-inline TermRange nonZeroTerms(const double* tile) {
-    return {static_cast<int32_t>(tile[0]), static_cast<int32_t>(tile[1])};
+/** The range of a panel: from the first to the last term that is not zero in some column. */
+inline TermRange nonZeroTerms(const double* panel) {
+    TermRange range;
+    memcpy(&range, panel, sizeof range);
+    return range;
 }
 
 /**
- * Packs `width` columns, 1 to `tileWidth`, of a right factor whose element of term i and column c
+ * Packs `width` columns, 1 to `panelWidth`, of a right factor whose element of term i and column c
  * is source[i * termStride + c * colStride].
  */
-void packTile(const double* source, int64_t termStride, int64_t colStride, int32_t terms,
-              int32_t width, double* tile);
+void packPanel(const double* source, int64_t termStride, int64_t colStride, int32_t terms,
+               int32_t width, double* panel);
 
 /**
- * The terms of a tile that have to be summed. Where every left factor is finite, leading and
+ * The terms of a panel that have to be summed. Where every left factor is finite, leading and
  * trailing terms whose right factors are all zero are left out: they add +0.0 or -0.0 to a sum that
  * is never -0.0 (it starts at +0.0, and rounding to nearest gives -0.0 only to a sum of two
  * negative zeros), which changes no bit. An infinite or NaN left factor makes NaN of a zero, so
  * there all terms are summed.
  */
-inline TermRange termsToSum(bool leftIsFinite, const double* tile, int32_t terms) {
-    return leftIsFinite ? nonZeroTerms(tile) : TermRange{0, terms};
+inline TermRange termsToSum(bool leftIsFinite, const double* panel, int32_t terms) {
+    return leftIsFinite ? nonZeroTerms(panel) : TermRange{0, terms};
 }
 
-/** The sums of one tile for some rows of the left factor. */
+/** The sums of a micro-tile: some rows of the left factor, one panel. */
 template <int Rows, int Count>
-using Sums = Vector<Count>[Rows][tileWidth / Count];
+using Sums = Vector<Count>[Rows][panelWidth / Count];
 
 /** Adds the terms of `range` to the sums of `Rows` rows of the left factor. */
 template <int Rows, int Count>
-CALIBMAP_KERNEL inline void addTerms(const double* left, int64_t leftStride, const double* tile,
+CALIBMAP_KERNEL inline void addTerms(const double* left, int64_t leftStride, const double* panel,
                                      TermRange range, Sums<Rows, Count>& sums) {
-    constexpr int vectors = tileWidth / Count;
+    constexpr int vectors = panelWidth / Count;
     for (int32_t i = range.first; i < range.end; ++i) {
         Vector<Count> right[vectors];
         for (int v = 0; v < vectors; ++v) {
-            load<Count>(tile + tileSize(i) + int64_t{v} * Count, right[v]);
+            load<Count>(panel + panelSize(i) + int64_t{v} * Count, right[v]);
         }
         for (int r = 0; r < Rows; ++r) {
             for (int v = 0; v < vectors; ++v) {
@@ -85,7 +102,7 @@ CALIBMAP_KERNEL inline void forSums(Sum& sums, Operation operation) {
 #pragma GCC unroll 8
     for (int r = 0; r < Rows; ++r) {
 #pragma GCC unroll 8
-        for (int v = 0; v < tileWidth / Count; ++v) {
+        for (int v = 0; v < panelWidth / Count; ++v) {
             operation(sums[r][v], r, v * Count);
         }
     }
@@ -101,14 +118,14 @@ CALIBMAP_KERNEL inline void clearSums(Sums<Rows, Count>& sums) {
 template <int Rows, int Count>
 CALIBMAP_KERNEL inline void loadSums(const double* from, int64_t stride, int32_t width,
                                      Sums<Rows, Count>& sums) {
-    double edge[Rows * tileWidth];
-    if (width < tileWidth) {
+    double edge[Rows * panelWidth];
+    if (width < panelWidth) {
         for (int r = 0; r < Rows; ++r) {
-            double* rest = std::copy_n(from + r * stride, width, edge + int64_t{r} * tileWidth);
-            std::fill_n(rest, tileWidth - width, 0.0);
+            double* rest = std::copy_n(from + r * stride, width, edge + int64_t{r} * panelWidth);
+            std::fill_n(rest, panelWidth - width, 0.0);
         }
         from = edge;
-        stride = tileWidth;
+        stride = panelWidth;
     }
     forSums<Rows, Count>(sums, [&](auto& s, int r, int column)
                                    CALIBMAP_KERNEL { load<Count>(from + r * stride + column, s); });
@@ -118,29 +135,30 @@ CALIBMAP_KERNEL inline void loadSums(const double* from, int64_t stride, int32_t
 template <int Rows, int Count, typename Element>
 CALIBMAP_KERNEL inline void storeSums(const Sums<Rows, Count>& sums, Element* to, int64_t stride,
                                       int32_t width) {
-    if (width >= tileWidth) {
+    if (width >= panelWidth) {
         forSums<Rows, Count>(sums, [&](const auto& s, int r, int column) CALIBMAP_KERNEL {
             store<Count>(s, to + r * stride + column);
         });
         return;
     }
-    Element edge[Rows * tileWidth];
+    Element edge[Rows * panelWidth];
     forSums<Rows, Count>(sums, [&](const auto& s, int r, int column) CALIBMAP_KERNEL {
-        store<Count>(s, edge + int64_t{r} * tileWidth + column);
+        store<Count>(s, edge + int64_t{r} * panelWidth + column);
     });
     for (int r = 0; r < Rows; ++r) {
-        std::copy_n(edge + int64_t{r} * tileWidth, width, to + r * stride);
+        std::copy_n(edge + int64_t{r} * panelWidth, width, to + r * stride);
     }
 }
 
 /**
- * Goes over a result of rows x cols elements: band after band of `bandRows` rows, tile after tile
- * within each. `step` gets the first row and the number of rows of the band, and the first column.
+ * Goes over a product of rows x cols elements: band after band of `bandRows` rows, panel after
+ * panel within each. `step` gets the first row and the number of rows of the band, and the first
+ * column.
  */
 template <typename Step>
-CALIBMAP_KERNEL inline void forTiles(int32_t rows, int32_t cols, int32_t bandRows, Step step) {
+CALIBMAP_KERNEL inline void forPanels(int32_t rows, int32_t cols, int32_t bandRows, Step step) {
     for (int32_t band = 0; band < rows; band += bandRows) {
-        for (int32_t col = 0; col < cols; col += tileWidth) {
+        for (int32_t col = 0; col < cols; col += panelWidth) {
             step(band, std::min(bandRows, rows - band), col);
         }
     }
@@ -159,15 +177,15 @@ inline constexpr int sumsInFlight = 8;
 #endif
 
 /**
- * Takes one tile through `rows` rows, some at a time. `step` gets the number of rows as a type and
- * the first row.
+ * Takes `rows` rows through one panel, a micro-tile at a time. `step` gets the number of its rows
+ * as a type, and the first row.
  */
 template <int Count, typename Step>
-CALIBMAP_KERNEL inline void forRowGroups(Lanes<Count> /*lanes*/, int32_t rows, Step step) {
-    constexpr int group = sumsInFlight * Count / tileWidth;
+CALIBMAP_KERNEL inline void forMicroTiles(Lanes<Count> /*lanes*/, int32_t rows, Step step) {
+    constexpr int tileRows = sumsInFlight * Count / panelWidth;
     int32_t row = 0;
-    for (; row + group <= rows; row += group) {
-        step(std::integral_constant<int, group>{}, row);
+    for (; row + tileRows <= rows; row += tileRows) {
+        step(std::integral_constant<int, tileRows>{}, row);
     }
     for (; row < rows; ++row) {
         step(std::integral_constant<int, 1>{}, row);

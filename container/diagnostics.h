@@ -34,13 +34,6 @@ bool keep(Container*& handle, Container* made, const Reporter& reporter, int32_t
     return made != nullptr || refuse(reporter, line, text);
 }
 
-/** Keeps what may be missing: a later link, which needs it, then has nothing to keep. */
-template <typename Container>
-bool keepUntested(Container*& handle, Container* made) {
-    handle = made;
-    return true;
-}
-
 }  // namespace calibmap
 
 #endif

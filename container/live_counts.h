@@ -1,22 +1,8 @@
 /**
- * The counts of live containers: how they are moved, and how long computations check that nothing
- * but what they hand back has stayed.
- *
- * Any thread may move the counts at any time, so a check compares them as ever but speaks only when
- * no other thread can have moved them meanwhile:
- *
- * - Whoever enters a check or begins an update notes its thread, and counts a turn when the thread
- *   noted before was another.
- * - A check is quiet on entry when, after it has read the number of turns, no update is under way
- *   and its own thread is still the one noted. Updates before that are then complete and in the
- *   counts it reads; whatever another thread begins after it finds a thread noted that is not its
- *   own, or has found one since, and counts a turn before it moves a count.
- * - On leaving, the counts are read before the number of turns. Equal numbers mean that no other
- *   thread's update is in them.
- *
- * There is no lock here, which a fork could leave held, nothing thread-local, which a loader or an
- * exhausted heap could refuse, and no allocation. After a fork in the midst of another thread's
- * update the child's checks stay silent.
+ * The counts of live containers, and how long computations check that nothing but what they hand
+ * back has stayed: by turns. Whoever moves a count, or enters a check, counts a turn when the
+ * thread before it was another; and like the reader of a sequence lock a check speaks only where
+ * the turns at its end are those of its beginning. docs/security.md has the proof.
  */
 #ifndef CALIBMAP_CONTAINER_LIVE_COUNTS_H
 #define CALIBMAP_CONTAINER_LIVE_COUNTS_H

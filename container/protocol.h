@@ -1,7 +1,6 @@
 /**
  * The protocol that all five containers share: a record and a buffer in two heap blocks, counted as
- * live from the moment both exist until they are released through the address of the handle. A step
- * of a computation that nobody else sees may be a record alone.
+ * live from the moment both exist until they are released through the address of the handle.
  */
 #ifndef CALIBMAP_CONTAINER_PROTOCOL_H
 #define CALIBMAP_CONTAINER_PROTOCOL_H
@@ -26,6 +25,16 @@ constexpr bool withinLimit(int64_t elements, int64_t elementSize) {
 }
 
 /**
+ * A block from the heap, or null. To compilers it is in use: they may leave out a request for
+ * memory that nobody touches, and with it the refusal.
+ */
+inline void* requestBlock(size_t bytes) {
+    void* block = malloc(bytes);
+    __asm__ volatile("" : : "r"(block) : "memory");
+    return block;
+}
+
+/**
  * Allocates a record for `elements` elements, whose content and counts are the caller's to set, and
  * a buffer that holds `held` of them, and adds one to `liveCount`. Null, with the count unchanged,
  * when a buffer for all elements may not exist or the heap is exhausted.
@@ -43,42 +52,13 @@ Record* allocateContainer(int64_t elements, int64_t held, int32_t& liveCount) {
         return nullptr;
     }
     const auto bytes = static_cast<size_t>(wanted);
-    record->data = static_cast<decltype(Record::data)>(malloc(bytes));
+    record->data = static_cast<decltype(Record::data)>(requestBlock(bytes));
     if (record->data == nullptr) {
         free(record);
         return nullptr;
     }
     moveCount(liveCount, 1);
     return record;
-}
-
-/**
- * Allocates what stands for a step of a computation whose elements are never in memory: a record
- * for `elements` elements that counts as live, without a buffer. It is there for an exhausted heap
- * to be reported under the name of the step that it strikes. Null as `allocateContainer`.
- */
-template <typename Record>
-Record* allocateStep(int64_t elements, int32_t& liveCount) {
-    auto* record = withinLimit(elements, sizeof(*Record::data))
-                       ? static_cast<Record*>(malloc(sizeof(Record)))
-                       : nullptr;
-    if (record != nullptr) {
-        record->data = nullptr;
-        moveCount(liveCount, 1);
-    }
-    return record;
-}
-
-/**
- * Gives the buffer of a container back. The container stays live with its shape, and can still be
- * released, but has no elements any more. To compilers the buffer is in use until then: they may
- * leave out a request for memory that nobody touches, and with it the refusal.
- */
-template <typename Record>
-void releaseElements(Record& record) {
-    __asm__ volatile("" : : "r"(record.data) : "memory");
-    free(record.data);
-    record.data = nullptr;
 }
 
 /** Releases the container that `*handle` holds, clears the handle and takes one off the count. */
@@ -135,12 +115,6 @@ Matrix* allocatePart(int32_t rows, int32_t cols, int64_t held) {
     return rows < 0 || cols < 0
                ? nullptr
                : shaped(allocateContainer<Matrix>(int64_t{rows} * cols, held, gMatCnt), rows, cols);
-}
-
-/** New matrix that stands for a step, of counts that are not negative. Null as `allocateStep`. */
-template <typename Matrix>
-Matrix* allocateMatrixStep(int32_t rows, int32_t cols) {
-    return shaped(allocateStep<Matrix>(int64_t{rows} * cols, gMatCnt), rows, cols);
 }
 
 /** New matrix whose elements the caller overwrites; null as `allocateContainer`. */

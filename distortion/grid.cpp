@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <type_traits>
 
 #include "arithmetic/product.h"
 #include "arithmetic/tile.h"
 #include "container/mat.h"
-#include "container/protocol.h"
+#include "container/steps.h"
 #include "spline/collocation_matrix.h"
 
 namespace calibmap {
@@ -18,43 +17,24 @@ constexpr Reporter reporter = {"undisortionBspline", 0};
 
 /**
  * Samples that go through the steps together. Of the matrices between them and the maps only the
- * tiles ever hold all their elements; of the others the rows of one chunk serve all, so that a map
+ * panels ever hold all their elements; of the others the rows of one chunk serve all, so that a map
  * takes little memory beside itself.
  */
 constexpr int32_t chunk = 64;
-static_assert(chunk % tileWidth == 0, "a tile belongs to one chunk");
+static_assert(chunk % panelWidth == 0, "a panel belongs to one chunk");
 
 /**
- * The steps between the products and the maps. Their elements only ever stand in registers, so
- * these matrices have none: they exist so that an exhausted heap is reported under the name of the
- * step that it strikes.
+ * Adds what stands for a product or a step from there to a map, whose elements are only ever in
+ * registers; false where it is refused. The size fits: with the factors both counts are below 2^28.
  */
-struct Steps {
-    Mat* outputX;
-    Mat* outputY;
-    Mat* outputXmulFx;
-    Mat* outputXmulFxaddCx;
-    Mat* imgXRatio;
-    Mat* outputYmulFy;
-    Mat* outputYmulFyaddCy;
-    Mat* imgYRatio;
-};
-
-void releaseSteps(Steps& s) {
-    for (Mat** handle : {&s.outputX, &s.outputY, &s.outputXmulFx, &s.outputXmulFxaddCx,
-                         &s.imgXRatio, &s.outputYmulFy, &s.outputYmulFyaddCy, &s.imgYRatio}) {
-        destroyMat(handle);
-    }
+bool addStep(const GridEvaluation& grid, StandIns& steps) {
+    return add(steps, gMatCnt,
+               int64_t{grid.yAxis.count} * grid.xAxis.count * int64_t{sizeof(double)});
 }
 
-/** A step's matrix; null where there is no operand. */
-Mat* createStep(const Mat* operand) {
-    return operand == nullptr ? nullptr : allocateMatrixStep<Mat>(operand->rows, operand->cols);
-}
-
-/** The step's matrix for the product a x b; null where that could not be made. */
-Mat* createProductStep(const Mat* a, const Mat* b) {
-    return isMultipliable(a, b) ? allocateMatrixStep<Mat>(a->rows, b->cols) : nullptr;
+/** The same for a step that reports where it is refused. */
+bool addStep(const GridEvaluation& grid, StandIns& steps, int32_t line, const char* text) {
+    return addStep(grid, steps) || refuse(reporter, line, text);
 }
 
 /** A left factor, the product a x b, for the rows of one chunk. */
@@ -64,12 +44,16 @@ Mat* createLeft(const Mat* a, const Mat* b) {
                : nullptr;
 }
 
-/** A map, made by the last step from `operand`; null where that is missing. */
-Mat* createMap(const Mat* operand, const GridEvaluation& grid, MapElements elements) {
-    Mat* map =
-        operand == nullptr ? nullptr : allocateMatrix<Mat>(grid.yAxis.count, grid.xAxis.count);
-    if (map != nullptr && elements == MapElements::givenBack) {
-        releaseElements(*map);
+/**
+ * A map. Where its elements are computed elsewhere only one question is left: has the heap this
+ * block? A heap that had to keep it, too, would fetch memory from the system and return it in every
+ * call.
+ */
+Mat* createMap(const GridEvaluation& grid, const MapHandles& maps) {
+    auto* map = allocateMatrix<Mat>(grid.yAxis.count, grid.xAxis.count);
+    if (map != nullptr && !maps.haveElements) {
+        free(map->data);
+        map->data = nullptr;
     }
     return map;
 }
@@ -89,55 +73,53 @@ void fillSamples(const Axis& axis, int32_t first, int32_t count, double* samples
 }
 
 /** The transpose of the collocation matrix, in the layout that the maps are made from. */
-Mat* createTiles(const Mat* colMatrix) {
+Mat* createPanels(const Mat* colMatrix) {
     return allocatePart<Mat>(colMatrix->cols, colMatrix->rows,
-                             tilesSize(colMatrix->cols, colMatrix->rows));
+                             panelsSize(colMatrix->cols, colMatrix->rows));
 }
 
-/** Creates the factors of both maps; a missing sample column makes its collocation matrix fail. */
-bool createFactors(const BsplineModel& model, GridEvaluation& g, Steps& s) {
+/**
+ * Creates the factors of both maps and the steps of the products; a missing sample column makes its
+ * collocation matrix fail. Whether there is an X is not tested here: the step after it is missed.
+ */
+bool createFactors(const BsplineModel& model, GridEvaluation& g, StandIns& steps,
+                   bool& hasOutputX) {
     const auto factor = [](Mat*& handle, Mat* made, int32_t line, const char* text) {
         return keep(handle, made, reporter, line, text);
     };
-    return keepUntested(g.normYT, createSamples(g.yAxis)) &&
-           keepUntested(g.normXT, createSamples(g.xAxis)) &&
-           factor(g.colMatrixX,
-                  createCollocation(model.xknotsVec, model.kx, g.normXT, chunk, g.xBasis), 107,
-                  " leave. calc colMatrixX fail") &&
-           factor(g.colMatrixY,
-                  createCollocation(model.yknotsVec, model.ky, g.normYT, chunk, g.yBasis), 118,
-                  " leave. calc colMatrixY fail") &&
-           factor(g.colMatrixYmulCorrectMatrixX, createLeft(g.colMatrixY, g.xcorrectMatrix), 132,
-                  " leave. calc colMatrixYmulCorrectMatrixX fail") &&
-           factor(g.colMatrixXT, createTiles(g.colMatrixX), 143, " leave. calc colMatrixXT fail") &&
-           keepUntested(s.outputX,
-                        createProductStep(g.colMatrixYmulCorrectMatrixX, g.colMatrixXT)) &&
-           keepUntested(g.colMatrixYmulCorrectMatrixY,
-                        createLeft(g.colMatrixY, g.ycorrectMatrix)) &&
-           factor(s.outputY, createProductStep(g.colMatrixYmulCorrectMatrixY, g.colMatrixXT), 176,
-                  " leave. calc outputY fail");
+    g.normYT = createSamples(g.yAxis);
+    g.normXT = createSamples(g.xAxis);
+    if (!(factor(g.colMatrixX,
+                 createCollocation(model.xknotsVec, model.kx, g.normXT, chunk, g.xBasis), 107,
+                 " leave. calc colMatrixX fail") &&
+          factor(g.colMatrixY,
+                 createCollocation(model.yknotsVec, model.ky, g.normYT, chunk, g.yBasis), 118,
+                 " leave. calc colMatrixY fail") &&
+          factor(g.colMatrixYmulCorrectMatrixX, createLeft(g.colMatrixY, g.xcorrectMatrix), 132,
+                 " leave. calc colMatrixYmulCorrectMatrixX fail") &&
+          factor(g.colMatrixXT, createPanels(g.colMatrixX), 143,
+                 " leave. calc colMatrixXT fail"))) {
+        return false;
+    }
+    hasOutputX = isMultipliable(g.colMatrixYmulCorrectMatrixX, g.colMatrixXT) && addStep(g, steps);
+    g.colMatrixYmulCorrectMatrixY = createLeft(g.colMatrixY, g.ycorrectMatrix);
+    return (isMultipliable(g.colMatrixYmulCorrectMatrixY, g.colMatrixXT) && addStep(g, steps)) ||
+           refuse(reporter, 176, " leave. calc outputY fail");
 }
 
-/** Creates the steps of one map and the map, which is kept in its handle even where it is missing.
- */
-bool createMapX(const GridEvaluation& g, Steps& s, MapElements elements, Mat** undistX) {
-    return keep(s.outputXmulFx, createStep(s.outputX), reporter, 197,
-                " leave. create outputXmulFx fail") &&
-           keep(s.outputXmulFxaddCx, createStep(s.outputXmulFx), reporter, 209,
-                " leave. create outputXmulFxaddCx fail") &&
-           keep(s.imgXRatio, createStep(s.outputXmulFxaddCx), reporter, 222,
-                " leave. create imgXRatio fail") &&
-           keep(*undistX, createMap(s.imgXRatio, g, elements), reporter, 236,
-                " leave. create undistX fail");
+/** Creates the steps of a map, and the map, which goes to its handle even where it is missing. */
+bool createMapX(const GridEvaluation& g, StandIns& steps, bool hasOutputX, const MapHandles& maps) {
+    return ((hasOutputX && addStep(g, steps)) ||
+            refuse(reporter, 197, " leave. create outputXmulFx fail")) &&
+           addStep(g, steps, 209, " leave. create outputXmulFxaddCx fail") &&
+           addStep(g, steps, 222, " leave. create imgXRatio fail") &&
+           keep(*maps.x, createMap(g, maps), reporter, 236, " leave. create undistX fail");
 }
 
-bool createMapY(const GridEvaluation& g, Steps& s, MapElements elements, Mat** undistY) {
-    return keep(s.outputYmulFy, createStep(s.outputY), reporter, 257,
-                " leave. create outputYmulFy fail") &&
-           keep(s.outputYmulFyaddCy, createStep(s.outputYmulFy), reporter, 273,
-                " leave. create outputYmulFyaddCy fail") &&
-           keepUntested(s.imgYRatio, createStep(s.outputYmulFyaddCy)) &&
-           keep(*undistY, createMap(s.imgYRatio, g, elements), reporter, 308,
+bool createMapY(const GridEvaluation& g, StandIns& steps, const MapHandles& maps) {
+    return addStep(g, steps, 257, " leave. create outputYmulFy fail") &&
+           addStep(g, steps, 273, " leave. create outputYmulFyaddCy fail") &&
+           keep(*maps.y, addStep(g, steps) ? createMap(g, maps) : nullptr, reporter, 308,
                 " leave. create imgYRatio fail");
 }
 
@@ -172,74 +154,76 @@ void takeOver(const Mat& cameraMatrix, const BsplineModel& model, const SampleRe
     grid.ycorrectMatrix = model.ycorrectMatrix;
 }
 
+/** A map to be computed. */
 template <typename Element>
-Map<Element> mapOf(const double* left, const Axis& axis, Element* elements) {
-    return {left, {axis.focalLength, axis.principalPoint, axis.shift, axis.ratio}, elements};
+struct Wanted {
+    const Mat* corrections;
+    Mat* left; /**< where its left factor goes */
+    const Axis& axis;
+    Element* to;
+};
+
+template <typename Element>
+Wanted<Element> mapOfX(const GridEvaluation& g, Element* to) {
+    return {g.xcorrectMatrix, g.colMatrixYmulCorrectMatrixX, g.xAxis, to};
 }
 
-/** The right factor of both maps: a row of values for each column of the map, packed as tiles. */
-void computeTiles(GridEvaluation& g) {
+template <typename Element>
+Wanted<Element> mapOfY(const GridEvaluation& g, Element* to) {
+    return {g.ycorrectMatrix, g.colMatrixYmulCorrectMatrixY, g.yAxis, to};
+}
+
+/** The right factor of both maps: a row of values for each column of the map, packed as panels. */
+void computePanels(GridEvaluation& g) {
     const int32_t terms = g.colMatrixX->cols;
     for (int32_t col = 0; col < g.xAxis.count; col += chunk) {
         const int32_t cols = std::min(chunk, g.xAxis.count - col);
         fillSamples(g.xAxis, col, cols, g.normXT->data);
         evaluateSites(g.xBasis, g.normXT->data, cols, g.colMatrixX->data);
         packTransposed(g.colMatrixX->data, terms, cols,
-                       g.colMatrixXT->data + tilesSize(terms, col));
+                       g.colMatrixXT->data + panelsSize(terms, col));
     }
 }
 
-/** Which maps are computed in one go. */
-enum class Wanted { both, onlyX, onlyY };
-
-/** The maps, chunk after chunk of rows. */
+/** The wanted maps, chunk after chunk of rows. */
 template <typename Element>
-void computeRows(GridEvaluation& g, Wanted wanted, Element* mapX, Element* mapY) {
+void computeRows(GridEvaluation& g, std::initializer_list<Wanted<Element>> wanted) {
     const int32_t cols = g.xAxis.count;
     const int32_t terms = g.colMatrixXT->rows;
-    double* leftX = g.colMatrixYmulCorrectMatrixX->data;
-    double* leftY = g.colMatrixYmulCorrectMatrixY->data;
     for (int32_t row = 0; row < g.yAxis.count; row += chunk) {
         const int32_t rows = std::min(chunk, g.yAxis.count - row);
         fillSamples(g.yAxis, row, rows, g.normYT->data);
         evaluateSites(g.yBasis, g.normYT->data, rows, g.colMatrixY->data);
-        if (wanted != Wanted::onlyY) {
-            multiply(g.colMatrixY->data, g.xcorrectMatrix->data, rows, g.colMatrixY->cols, terms,
-                     leftX);
+        Map<Element> maps[mostMaps];
+        int32_t count = 0;
+        for (const auto& [corrections, left, axis, to] : wanted) {
+            multiply(g.colMatrixY->data, corrections->data, rows, g.colMatrixY->cols, terms,
+                     left->data);
+            maps[count++] = {left->data,
+                             {axis.focalLength, axis.principalPoint, axis.shift, axis.ratio},
+                             to + int64_t{row} * cols};
         }
-        if (wanted != Wanted::onlyX) {
-            multiply(g.colMatrixY->data, g.ycorrectMatrix->data, rows, g.colMatrixY->cols, terms,
-                     leftY);
-        }
-        const MapShape shape = {rows, cols, terms, g.colMatrixXT->data};
-        const auto x = mapOf(leftX, g.xAxis, mapX + int64_t{row} * cols);
-        const auto y = mapOf(leftY, g.yAxis, mapY + int64_t{row} * cols);
-        if constexpr (std::is_same_v<Element, float>) {
-            if (wanted != Wanted::both) {
-                computeMap(shape, wanted == Wanted::onlyX ? x : y);
-                continue;
-            }
-        }
-        computeMaps(shape, x, y);
+        computeMaps({rows, cols, terms, g.colMatrixXT->data}, maps, count);
     }
 }
 
 }  // namespace
 
 int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps,
-                    MapElements elements) {
+                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps) {
     const LiveCounts enter = enterCounts();
     if (!acceptArguments(*model, request)) {
         return CALIBMAP_STEP_FAILED;
     }
     takeOver(*cameraMatrix, *model, request, grid);
     // Without the sample grid there are no factors, and the first step has nothing to start from.
-    Steps steps = {};
-    const bool madeX = (request.inputPoints != nullptr || createFactors(*model, grid, steps)) &&
-                       createMapX(grid, steps, elements, maps.x);
-    const bool made = madeX && createMapY(grid, steps, elements, maps.y);
-    releaseSteps(steps);
+    StandIns steps = {};
+    bool hasOutputX = false;
+    const bool madeX =
+        (request.inputPoints != nullptr || createFactors(*model, grid, steps, hasOutputX)) &&
+        createMapX(grid, steps, hasOutputX, maps);
+    const bool made = madeX && createMapY(grid, steps, maps);
+    release(steps);
     if (madeX && !made) {
         destroyMat(maps.x);
     }
@@ -252,8 +236,8 @@ int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
 }
 
 void computeGrid(GridEvaluation& grid, double* mapX, double* mapY) {
-    computeTiles(grid);
-    computeRows(grid, Wanted::both, mapX, mapY);
+    computePanels(grid);
+    computeRows(grid, {mapOfX(grid, mapX), mapOfY(grid, mapY)});
 }
 
 void computeGrid(GridEvaluation& grid, float* mapX, float* mapY) {
@@ -261,15 +245,17 @@ void computeGrid(GridEvaluation& grid, float* mapX, float* mapY) {
     const auto distance =
         static_cast<int64_t>(reinterpret_cast<intptr_t>(mapY) - reinterpret_cast<intptr_t>(mapX)) /
         int64_t{sizeof(float)};
-    computeTiles(grid);
+    const auto x = mapOfX(grid, mapX);
+    const auto y = mapOfY(grid, mapY);
+    computePanels(grid);
     if (distance >= size || distance <= -size) {
-        computeRows(grid, Wanted::both, mapX, mapY);
+        computeRows(grid, {x, y});
     } else if (distance > 0) {
-        computeRows(grid, Wanted::onlyY, mapX, mapY);
-        computeRows(grid, Wanted::onlyX, mapX, mapY);
+        computeRows(grid, {y});
+        computeRows(grid, {x});
     } else {
-        computeRows(grid, Wanted::onlyX, mapX, mapY);
-        computeRows(grid, Wanted::onlyY, mapX, mapY);
+        computeRows(grid, {x});
+        computeRows(grid, {y});
     }
 }
 
@@ -312,7 +298,7 @@ int32_t undisortionBspline(const Mat* cameraMatrix, const BsplineModel* model,
     const SampleRequest request = {
         .inputPoints = inputPoints, .imgW = imgW, .imgH = imgH, .ratio = ratio};
     const int32_t status =
-        prepareGrid(cameraMatrix, model, request, grid, {undistX, undistY}, MapElements::kept);
+        prepareGrid(cameraMatrix, model, request, grid, {undistX, undistY, true});
     if (status == CALIBMAP_SUCCESS) {
         computeGrid(grid, (*undistX)->data, (*undistY)->data);
         releaseGrid(grid);

@@ -24,14 +24,22 @@ struct Axis {
     double shift;          /**< from a pixel position to one in the sample grid, before division */
 };
 
-/** What the second half of an evaluation needs, in the order of creation. */
+/**
+ * What the second half of an evaluation needs, in the order of creation. The names are those of the
+ * reports: `colMatrix` is a collocation matrix, `mul` times and `T` transposed, so
+ *
+ *     colMatrixYmulCorrectMatrixX (rows x Nx) = colMatrixY (rows x Ny) * correction of x (Ny x Nx)
+ *     map of x before its scaling (rows x cols) = colMatrixYmulCorrectMatrixX * colMatrixXT
+ *
+ * with Nx and Ny B-splines along the axes; colMatrixYmulCorrectMatrixY is the same for y.
+ */
 struct GridEvaluation {
     Mat* normYT;     /**< normalised sample positions along y */
     Mat* normXT;     /**< and along x */
     Mat* colMatrixX; /**< collocation matrices of these positions */
     Mat* colMatrixY;
     Mat* colMatrixYmulCorrectMatrixX; /**< left factors of the maps */
-    Mat* colMatrixXT;                 /**< their right factor, as tiles */
+    Mat* colMatrixXT;                 /**< their right factor, as panels */
     Mat* colMatrixYmulCorrectMatrixY;
 
     Axis xAxis;
@@ -53,19 +61,12 @@ struct SampleRequest {
     int32_t ratio;
 };
 
-/** Where two maps are handed out. */
+/** Where two maps are handed out, and whether as matrices with elements or as shapes alone. */
 struct MapHandles {
     Mat** x;
     Mat** y;
+    bool haveElements;
 };
-
-/**
- * What becomes of the maps' elements, which each matrix asks the heap for, to be refused where they
- * do not fit. Where the maps are computed elsewhere nobody needs them, and they are given back at
- * once: a heap that had to hold both would fetch memory from the system and return it in every
- * call.
- */
-enum class MapElements { kept, givenBack };
 
 /**
  * The first half of `undisortionBspline`: its checks, its reports and its status. With status 0 the
@@ -75,8 +76,7 @@ enum class MapElements { kept, givenBack };
  * computation.
  */
 int32_t prepareGrid(const Mat* cameraMatrix, const BsplineModel* model,
-                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps,
-                    MapElements elements);
+                    const SampleRequest& request, GridEvaluation& grid, const MapHandles& maps);
 
 /**
  * The second half, from the sample positions to the maps, as doubles or as floats. The float maps

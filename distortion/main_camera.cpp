@@ -76,8 +76,7 @@ bool createModel(const MapDirection& direction, const uint8_t* block, MapBuildin
 int32_t buildMaps(const MapDirection& direction, const uint8_t* block, const SampleRequest& request,
                   Mat** mapX, Mat** mapY) {
     MapBuilding building = {};
-    const int32_t status =
-        prepareMaps(direction, block, request, building, {mapX, mapY}, MapElements::kept);
+    const int32_t status = prepareMaps(direction, block, request, building, {mapX, mapY, true});
     if (status == CALIBMAP_SUCCESS) {
         computeGrid(building.grid, (*mapX)->data, (*mapY)->data);
         releaseBuilding(building);
@@ -88,16 +87,14 @@ int32_t buildMaps(const MapDirection& direction, const uint8_t* block, const Sam
 }  // namespace
 
 int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
-                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps,
-                    MapElements elements) {
+                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps) {
     const LiveCounts enter = enterCounts();
     MapBuilding& b = building;
     if (!createModel(direction, block, b)) {
         releaseBuilding(b);
         return CALIBMAP_STEP_FAILED;
     }
-    const int32_t evaluated =
-        prepareGrid(b.cameraMatrix, &b.model, request, b.grid, maps, elements);
+    const int32_t evaluated = prepareGrid(b.cameraMatrix, &b.model, request, b.grid, maps);
     if (evaluated != CALIBMAP_SUCCESS) {
         releaseBuilding(b);
         destroyMat(maps.x);

@@ -36,8 +36,7 @@ struct MapBuilding {
  * `releaseBuilding`; otherwise nothing is left. `building` starts as all null.
  */
 int32_t prepareMaps(const MapDirection& direction, const uint8_t* block,
-                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps,
-                    MapElements elements);
+                    const SampleRequest& request, MapBuilding& building, const MapHandles& maps);
 
 void releaseBuilding(MapBuilding& building);
 

@@ -45,9 +45,8 @@ Outcome deliverMaps(const MapDirection& direction, const uint8_t* image,
                                    .imgW = loadInt(block + CALIBMAP_IMAGE_WIDTH),
                                    .imgH = loadInt(block + CALIBMAP_IMAGE_HEIGHT),
                                    .ratio = ratio};
-    Outcome outcome = {
-        prepareMaps(direction, block, request, building, {&mapX, &mapY}, MapElements::givenBack),
-        CALIBMAP_STEP_FAILED};
+    Outcome outcome = {prepareMaps(direction, block, request, building, {&mapX, &mapY, false}),
+                       CALIBMAP_STEP_FAILED};
     if (outcome.built == CALIBMAP_SUCCESS) {
         outcome.delivered = acceptDelivery(mapX, mapY, &output);
         if (outcome.delivered == CALIBMAP_SUCCESS) {

@@ -20,11 +20,8 @@ bool isCount(int64_t count) {
 
 }  // namespace
 
-MatInt* reportTiled(MatInt* tiled) {
-    if (tiled == nullptr) {
-        report("%s line:%d leave. createMatInt fail", "repmatInt", 225);
-    }
-    return tiled;
+void reportNotTiled() {
+    report("%s line:%d leave. createMatInt fail", "repmatInt", 225);
 }
 
 }  // namespace calibmap
@@ -139,10 +136,11 @@ MatInt* repmatInt(const MatInt* src, int32_t rowReps, int32_t colReps) {
     const int64_t rows = int64_t{src->rows} * rowReps;
     const int64_t cols = int64_t{src->cols} * colReps;
     const bool countable = isCount(rows) && isCount(cols);
-    auto* tiled = reportTiled(
+    auto* tiled =
         countable ? allocateMatrix<MatInt>(static_cast<int32_t>(rows), static_cast<int32_t>(cols))
-                  : nullptr);
+                  : nullptr;
     if (tiled == nullptr) {
+        reportNotTiled();
         return nullptr;
     }
     int32_t* next = tiled->data;

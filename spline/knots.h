@@ -8,9 +8,8 @@
 
 namespace calibmap {
 
-/** Hands on what has been allocated for `repmatInt`; where that is nothing, reports it in its name.
- */
-MatInt* reportTiled(MatInt* tiled);
+/** Reports in the name of `repmatInt` that its result could not be created. */
+void reportNotTiled();
 
 }  // namespace calibmap
 

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
 
 #include "container/diagnostics.h"
-#include "container/live_counts.h"
-#include "container/protocol.h"
+#include "container/steps.h"
 #include "spline/knots.h"
 
 namespace calibmap {
@@ -29,12 +27,13 @@ int32_t scatteredWidth(const VectorDouble& knots, double k) {
 }
 
 /** False after a report where the knots and the order describe no B-splines. */
-bool acceptKnots(const VectorDouble* knots, double k, SiteTables& t, double& augLeft) {
-    if (!keep(t.diffKnots, diff(knots), reporter, 16, " leave. create diffKnots fail")) {
+bool acceptKnots(const VectorDouble* knots, double k, double& augLeft) {
+    VectorDouble* diffKnots = nullptr;
+    if (!keep(diffKnots, diff(knots), reporter, 16, " leave. create diffKnots fail")) {
         return false;
     }
-    const int32_t decreasingSteps = findSmallerBaseIdx(t.diffKnots, 0.0);
-    destroyVectorDouble(&t.diffKnots);
+    const int32_t decreasingSteps = findSmallerBaseIdx(diffKnots, 0.0);
+    destroyVectorDouble(&diffKnots);
     const double m = knots->size;
     return (decreasingSteps == 0 || refuse(reporter, 23, " leave. SPCOL:knots Decreasing")) &&
            (!(m - k < 0) || refuse(reporter, 30, " leave. SPCOL:noBsplines")) &&
@@ -63,114 +62,58 @@ bool acceptExtent(const VectorDouble& knots, double k, double augLeft) {
             refuse(reporter, 52, " leave. SPCOL:multtoohigh"));
 }
 
-/** A vector that stands for a step. */
-VectorDouble* standIn(int32_t size) {
-    auto* vector = allocateStep<VectorDouble>(size, gTotalVecCnt);
-    if (vector != nullptr) {
-        vector->size = size;
-    }
-    return vector;
-}
-
-/** A matrix that stands for a step. */
-template <typename Matrix>
-Matrix* standIn(int32_t rows, int32_t cols) {
-    return allocateMatrixStep<Matrix>(rows, cols);
-}
-
-/** A row that stands for what `repmatInt` makes. */
-MatInt* repeated(int32_t cols) {
-    return reportTiled(standIn<MatInt>(1, cols));
-}
+/** A step of `spcol`: the count that it is in, its size and the report of its refusal. */
+struct Step {
+    int32_t& liveCount;
+    int64_t bytes;
+    const char* text;
+    int32_t line;
+    bool isTiled = false; /**< made by `repmatInt`, which reports first */
+};
 
 /**
- * Creates the tables, which stand for the steps of the evaluation: an exhausted heap is reported
- * under the name of the step that it strikes. The rows are computed without them, see
- * `evaluateSites`.
+ * Creates what stands for the steps of a site, in their order. Here n is the number of B-splines;
+ * a table of positions has a row of k or n integers.
  */
-bool createSteps(const VectorDouble& knots, double k, SiteTables& t) {
+bool addSteps(const VectorDouble& knots, double k, StandIns& made) {
+    constexpr int64_t real = sizeof(double);
+    constexpr int64_t whole = sizeof(int32_t);
     const int32_t order = toInt(k);
-    const int32_t cols = toInt(knots.size - k);
-    const auto made = [](auto& handle, auto* part, int32_t line, const char* text) {
-        return keep(handle, part, reporter, line, text);
+    const int32_t n = toInt(knots.size - k);
+    const Step steps[] = {
+        {gTotalVecCnt, knots.size * real, ". augknot copyFromVector fail.", 74},
+        {gTotalVecCnt, n * real, " leave. augknotfrom1toNaug creat fail", 82},
+        {gMatCnt, order * real, nullptr, 0},  // the values: the one step without a report
+        {gMatCnt, scatteredWidth(knots, k) * real, " leave. create cc fail", 195},
+        {gMatCnt, whole, " leave. create mat1 fail", 205},
+        {gMatCnt, order * whole, " leave. create repMat1 fail", 225, true},
+        {gMatCnt, whole, " leave. create mat2 fail", 237},
+        {gMatCnt, order * whole, " leave. create repMat2 fail", 252, true},
+        {gMatCnt, order * whole, " leave. create mat3 fail", 267},
+        {gMatCnt, order * whole, " leave. create repMat3 fail", 289, true},
+        {gMatCnt, order * whole, " leave. create repMat1AndMat2 fail", 321},
+        {gMatCnt, order * whole, " leave. create ccColIdx0 fail", 338},
+        {gMatCnt, whole, " leave. create ccmat1 fail", 382},
+        {gMatCnt, n * whole, " leave. create ccrepmat1 fail", 410, true},
+        {gMatCnt, n * whole, " leave. create ccmat2 fail", 431},
+        {gMatCnt, n * whole, " leave. create ccrepmat2 fail", 461, true},
+        {gMatCnt, n * whole, " leave. create ccPartRowIdx fail", 508},
+        {gMatCnt, n * real, " leave. create ccPart fail", 532},
     };
-    return made(t.augknot, standIn(knots.size), 74, ". augknot copyFromVector fail.") &&
-           made(t.augknotfrom1toNaug, standIn(cols), 82, " leave. augknotfrom1toNaug creat fail") &&
-           (t.b = standIn<Mat>(1, order)) != nullptr &&  // the one step without a report
-           made(t.cc, standIn<Mat>(scatteredWidth(knots, k), 1), 195, " leave. create cc fail") &&
-           made(t.mat1, standIn<MatInt>(1, 1), 205, " leave. create mat1 fail") &&
-           made(t.repMat1, repeated(order), 225, " leave. create repMat1 fail") &&
-           made(t.mat2, standIn<MatInt>(1, 1), 237, " leave. create mat2 fail") &&
-           made(t.repMat2, repeated(order), 252, " leave. create repMat2 fail") &&
-           made(t.mat3, standIn<MatInt>(1, order), 267, " leave. create mat3 fail") &&
-           made(t.repMat3, repeated(order), 289, " leave. create repMat3 fail") &&
-           made(t.repMat1AndMat2, standIn<MatInt>(1, order), 321,
-                " leave. create repMat1AndMat2 fail") &&
-           made(t.ccColIdx0, standIn<MatInt>(1, order), 338, " leave. create ccColIdx0 fail") &&
-           made(t.ccmat1, standIn<MatInt>(1, 1), 382, " leave. create ccmat1 fail") &&
-           made(t.ccrepmat1, repeated(cols), 410, " leave. create ccrepmat1 fail") &&
-           made(t.ccmat2, standIn<MatInt>(1, cols), 431, " leave. create ccmat2 fail") &&
-           made(t.ccrepmat2, repeated(cols), 461, " leave. create ccrepmat2 fail") &&
-           made(t.ccPartRowIdx, standIn<MatInt>(1, cols), 508,
-                " leave. create ccPartRowIdx fail") &&
-           made(t.ccPart, standIn<Mat>(cols, 1), 532, " leave. create ccPart fail");
+    static_assert(sizeof steps / sizeof *steps <= sizeof made.made / sizeof *made.made);
+    for (const Step& step : steps) {
+        if (!add(made, step.liveCount, step.bytes)) {
+            if (step.isTiled) {
+                reportNotTiled();
+            }
+            return step.text != nullptr && refuse(reporter, step.line, step.text);
+        }
+    }
+    return true;
 }
 
-}  // namespace
-
-bool createTables(const VectorDouble* knots, double k, SiteTables& tables, SplineBasis& basis) {
-    double augLeft = 0.0;
-    if (acceptKnots(knots, k, tables, augLeft) && acceptExtent(*knots, k, augLeft) &&
-        createSteps(*knots, k, tables)) {
-        basis = makeBasis(*knots, k, augLeft);
-        return true;
-    }
-    releaseTables(tables);
-    return false;
-}
-
-Mat* createRow(const SplineBasis& basis) {
-    auto* colloc = allocateMatrix<Mat>(1, basis.splines);
-    if (colloc == nullptr) {
-        refuse(reporter, 580, " leave. create colloc fail");
-    }
-    return colloc;
-}
-
-void releaseTables(SiteTables& tables) {
-    SiteTables& t = tables;
-    destroyVectorDouble(&t.diffKnots);
-    destroyVectorDouble(&t.augknot);
-    destroyVectorDouble(&t.augknotfrom1toNaug);
-    destroyMat(&t.b);
-    destroyMat(&t.cc);
-    for (MatInt** handle :
-         {&t.mat1, &t.repMat1, &t.mat2, &t.repMat2, &t.mat3, &t.repMat1AndMat2, &t.repMat3,
-          &t.ccColIdx0, &t.ccmat1, &t.ccrepmat1, &t.ccmat2, &t.ccrepmat2, &t.ccPartRowIdx}) {
-        destroyMatInt(handle);
-    }
-    destroyMat(&t.ccPart);
-}
-
-}  // namespace calibmap
-
-using namespace calibmap;
-
-Mat* spcol(const VectorDouble* knots, double k, double x) {
-    const LiveCounts enter = enterCounts();
-    SiteTables tables = {};
-    SplineBasis basis;
-    if (!createTables(knots, k, tables, basis)) {
-        return nullptr;
-    }
-    auto* colloc = createRow(basis);
-    if (colloc != nullptr) {
-        evaluateSites(basis, &x, 1, colloc->data);
-    }
-    releaseTables(tables);
-    if (colloc == nullptr) {
-        return nullptr;
-    }
+/** Warns of live counts that have moved, but for the row; the row is good all the same. */
+void compareCounts(const LiveCounts& enter) {
     const CountCheck leave = leaveCounts(enter, 0, 1);
     if (leave.vectorsMoved) {
         report("%s line:%d some vectors not free. enter:%d leave:%d", reporter.function, 634,
@@ -179,6 +122,37 @@ Mat* spcol(const VectorDouble* knots, double k, double x) {
     if (leave.matricesMoved) {
         report("%s line:%d some mats not free. enter:%d leave:%d", reporter.function, 640,
                enter.matrices, leave.matrices);
+    }
+}
+
+}  // namespace
+
+Mat* createRow(const VectorDouble* knots, double k, SplineBasis& basis) {
+    const LiveCounts enter = enterCounts();
+    double augLeft = 0.0;
+    StandIns steps = {};
+    Mat* colloc = nullptr;
+    const bool isMade = acceptKnots(knots, k, augLeft) && acceptExtent(*knots, k, augLeft) &&
+                        addSteps(*knots, k, steps) &&
+                        keep(colloc, allocateMatrix<Mat>(1, toInt(knots->size - k)), reporter, 580,
+                             " leave. create colloc fail");
+    release(steps);
+    if (isMade) {
+        basis = makeBasis(*knots, k, augLeft);
+        compareCounts(enter);
+    }
+    return colloc;
+}
+
+}  // namespace calibmap
+
+using namespace calibmap;
+
+Mat* spcol(const VectorDouble* knots, double k, double x) {
+    SplineBasis basis;
+    auto* colloc = createRow(knots, k, basis);
+    if (colloc != nullptr) {
+        evaluateSites(basis, &x, 1, colloc->data);
     }
     return colloc;
 }

@@ -1,6 +1,6 @@
 /**
- * `spcol` for one site or for many: what depends only on the knots and the order is checked and
- * created once, then any number of sites is evaluated, then it is released.
+ * `spcol` for one site or for many: all that depends only on the knots and the order is checked and
+ * created once, and then any number of sites is evaluated.
  */
 #ifndef CALIBMAP_SPLINE_SPCOL_H
 #define CALIBMAP_SPLINE_SPCOL_H
@@ -10,43 +10,11 @@
 namespace calibmap {
 
 /**
- * What `spcol` creates for the sites of one knot sequence and order, in the order of creation. Most
- * of it only stands for a step and has no elements; what they would be is noted beside it.
+ * `spcol` without the values: a row for one site, and the basis that `evaluateSites` takes for it
+ * and for others. Makes every check, asks for everything that a site's steps create, and compares
+ * the live counts; null after a report, with nothing left, where any of it is refused.
  */
-struct SiteTables {
-    VectorDouble* diffKnots;
-    VectorDouble* augknot;            /**< a copy of the knots */
-    VectorDouble* augknotfrom1toNaug; /**< the first m - k knots */
-    Mat* b;                           /**< 1 x k: the values that can be non-zero */
-    Mat* cc;                          /**< the column that the values are scattered into */
-    MatInt* mat1;
-    MatInt* repMat1;        /**< 1 x k */
-    MatInt* mat2;           /**< 1 x 1: position of the last value */
-    MatInt* repMat2;        /**< 1 x k */
-    MatInt* mat3;           /**< 1 x k: -(k - 1) ... 0 */
-    MatInt* repMat3;        /**< 1 x k */
-    MatInt* repMat1AndMat2; /**< 1 x k */
-    MatInt* ccColIdx0;      /**< 1 x k: positions in `cc` that the values go to */
-    MatInt* ccmat1;
-    MatInt* ccrepmat1;    /**< 1 x n */
-    MatInt* ccmat2;       /**< 1 x n: positions in `cc` that form the row */
-    MatInt* ccrepmat2;    /**< 1 x n */
-    MatInt* ccPartRowIdx; /**< 1 x n */
-    Mat* ccPart;          /**< n x 1: the row as a column */
-};
-
-/**
- * Makes every check and creates what stands for the steps of a site, but for its row. Returns false
- * after a report, with everything released, where `spcol` refuses the knots or the order or the
- * heap is exhausted. `tables` starts as all null.
- */
-bool createTables(const VectorDouble* knots, double k, SiteTables& tables, SplineBasis& basis);
-
-/** A row for the values of one site, still without them; null after a report of no memory. */
-Mat* createRow(const SplineBasis& basis);
-
-/** Releases everything that has been created. */
-void releaseTables(SiteTables& tables);
+Mat* createRow(const VectorDouble* knots, double k, SplineBasis& basis);
 
 }  // namespace calibmap
 

@@ -276,6 +276,11 @@ TEST_F(Faults, ALiveCountThatMovesIsReported) {
         leak("calcMainCameraUnDistortionB", undistortion, first);
         // Seven containers, of two requests each, stand before the evaluation starts.
         leak("doDistortionProcess", driver, {.leakAt = 14, .vectors = vectors, .mats = mats});
+        // And these are asked by `spcol`, the first two and the last for the row along x.
+        leak("collocationMatrix", rows, {.leakAt = 2, .vectors = vectors, .mats = mats});
+        leak("collocationMatrix", rows, {.leakAt = 25, .vectors = vectors, .mats = mats});
+        leak("undisortionBspline", maps, {.leakAt = 40, .vectors = vectors, .mats = mats});
+        leak("doDistortionProcess", driver, {.leakAt = 22, .vectors = vectors, .mats = mats});
     }
     expectFile(said.str(), "leaks.txt");
 }
