@@ -88,8 +88,7 @@ Polyline ringAround(Point centre, double radius) {
     Polyline ring;
     for (int i = 0; i < corners; ++i) {
         const double angle = 2 * std::numbers::pi * i / corners;
-        ring.push_back(
-            {centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)});
+        ring.push_back({centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)});
     }
     ring.push_back(ring.front());
     return ring;

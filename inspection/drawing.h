@@ -76,5 +76,6 @@ struct Drawing {
 /** The strokes of a figure; one that is not needed any more is moved here. */
 Drawing drawingOf(Figure figure);
 
-/** What marks, in a drawing of this layout, a pixel and where it is taken: a cross, a line, a ring. */
+/** What marks, in a drawing of this layout, a pixel and where it is taken: a cross, a line, a ring.
+ */
 Drawing markerOf(const Layout& layout, Point from, Point to);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <iterator>
+#include <limits>
 #include <numbers>
 #include <utility>
 
@@ -118,15 +119,16 @@ FieldOfView fieldOfView(const CameraIntrinsics& camera) {
     const double right = (camera.imageWidth - 0.5 - camera.cx) / camera.fx;
     const double top = (camera.cy + 0.5) / camera.fy;
     const double bottom = (camera.imageHeight - 0.5 - camera.cy) / camera.fy;
-    const auto between = [](double dot, double lengthA, double lengthB) {
-        return std::acos(std::clamp(dot / (lengthA * lengthB), -1.0, 1.0)) * 180 / std::numbers::pi;
+    // By the tangent: the cosine of a small angle has lost it.
+    const auto angle = [](double sine, double cosine) {
+        return std::isfinite(sine + cosine) ? std::atan2(sine, cosine) * 180 / std::numbers::pi
+                                            : std::numeric_limits<double>::quiet_NaN();
     };
-    const auto across = [&](double a, double b) {
-        return between(1 - a * b, std::hypot(1, a), std::hypot(1, b));
-    };
-    return {across(left, right), across(top, bottom),
-            between(1 - left * right - top * bottom, std::hypot(1, left, top),
-                    std::hypot(1, right, bottom))};
+    const double wide = left + right;
+    const double high = top + bottom;
+    return {angle(std::abs(wide), 1 - left * right), angle(std::abs(high), 1 - top * bottom),
+            angle(std::hypot(high, wide, left * bottom - right * top),
+                  1 - left * right - top * bottom)};
 }
 
 std::vector<ParameterSection> parametersOf(const Image& image, bool withCoefficients,

@@ -15,6 +15,6 @@ npm ci --prefix web --ignore-scripts --no-audit --no-fund --loglevel=error
 npm run --prefix web --silent format
 npm run --prefix web --silent lint
 
-build release calibmap-tool
+build release calibmap-tool drawing_record
 # The distribution's interpreter: it is the one that knows the distribution's packages.
 /usr/bin/python3 web/tests/browser_test.py build/web build/release

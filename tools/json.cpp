@@ -46,7 +46,10 @@ template <class Record>
 Json valueOf(const Record& record) {
     if constexpr (std::is_floating_point_v<Record>) {
         const auto number = static_cast<double>(record);
-        return std::isfinite(number) ? Json(number) : Json(format("%g", number));
+        // Of what is no number the sign is chance.
+        return std::isfinite(number) ? Json(number)
+               : std::isnan(number)  ? Json("nan")
+                                     : Json(format("%g", number));
     } else if constexpr (std::is_arithmetic_v<Record> || std::is_same_v<Record, std::string>) {
         return record;
     } else {

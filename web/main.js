@@ -74,9 +74,7 @@ async function addCalibration(file) {
 
 /** Asks what is to be said of a file; what differs from the other one, if there is one, is marked. */
 async function examine(entry, other) {
-  entry.examination = await withProgress(`Checking ${entry.name}`, () =>
-    bridge.run('examine', { file: entry, other }),
-  );
+  entry.examination = await withProgress(`Checking ${entry.name}`, () => bridge.run('examine', { file: entry, other }));
 }
 
 const acceptedFiles = () => state.files.filter((file) => file.examination.status === 0);

@@ -9,6 +9,7 @@ import os
 import re
 import shutil
 import struct
+import subprocess
 import sys
 import tempfile
 import time
@@ -32,6 +33,9 @@ def content(*path):
         return file.read()
 
 
+MODULE = content(BUILD, 'web', 'library.wasm')
+
+
 def sealed(image, changes):
     """A copy of a file image with other bytes from some offsets on, all four checksums right."""
     image = bytearray(image)
@@ -46,6 +50,43 @@ def sized(image, width, height):
     return sealed(image, {17: struct.pack('<ii', height, width)})
 
 
+def floats(*values):
+    return struct.pack(f'<{len(values)}f', *values)
+
+
+UNDISTORTION, DISTORTION = 13 + 2100, 13 + 88
+X_BREAKS, X_CORRECTION, Y_CORRECTION = 16, 108, 1060
+SIZE, FOCAL_LENGTHS, PRINCIPAL_POINT = 17, 25, 33
+# What keeps files from use whose checksums hold.
+UNUSABLE = {
+    'numbers': {UNDISTORTION + X_CORRECTION: floats(*[math.nan] * 3), DISTORTION + X_BREAKS: b'\xff' * 4,
+                DISTORTION + Y_CORRECTION + 40: floats(-math.inf)},
+    'sub camera': {4126 + 12: floats(math.nan)},
+    'orders': {97: b'\x06\x07'},
+    'pieces': {99: b'\0'},
+    'focal lengths': {FOCAL_LENGTHS: floats(-425.5, 0)},
+    'size': {SIZE: struct.pack('<ii', 0, -640)},
+    'break points': {UNDISTORTION + X_BREAKS + 8: floats(3)},
+    'uncovered': {PRINCIPAL_POINT: floats(0, -20)},
+    'uncovered twice': {FOCAL_LENGTHS: floats(1e-40, 1e38)},
+    'large': {SIZE: struct.pack('<ii', 16384, 16384), FOCAL_LENGTHS: floats(1e9, 1e9, 0, 0)},
+    'apart': {UNDISTORTION + X_CORRECTION + 120: floats(0.05)},
+    'out': {model + X_CORRECTION: floats(*[9] * 120) for model in (UNDISTORTION, DISTORTION)},
+    'overflow': {**{UNDISTORTION + grid: bytes(480) for grid in (X_CORRECTION, Y_CORRECTION)},
+                 DISTORTION + X_CORRECTION: floats(*[3e38, -3e38] * 60)},
+}
+SPOILED = {
+    **{f'{name}.bin': changes for name, changes in UNUSABLE.items()},
+    'failed.bin': {1: b'\x02'},
+    'wide.bin': {SIZE: struct.pack('<ii', 1, 2**31 - 1)},
+    'one.bin': {SIZE: struct.pack('<ii', 1, 1), PRINCIPAL_POINT: floats(0, 0)},
+    'small.bin': {SIZE: struct.pack('<ii', 48, 75), FOCAL_LENGTHS: floats(61.5, 47.25, 33.5, 21.75)},
+    'sub.bin': {4126 + 4: struct.pack('<ii', 33, 44), 4126 + 12: floats(1e-30, 3e38, -7.5, math.inf)},
+    'extrinsics.bin': {6227: floats(1, -2, 3e-40, 4, math.nan, 6)},
+    'reserved.bin': {5: b'abc', 6256: b'xyz'},
+}
+
+
 class PageTest(unittest.TestCase):
 
     @classmethod
@@ -53,8 +94,7 @@ class PageTest(unittest.TestCase):
         # The library keeps the path of its file in 33 bytes.
         cls.folder = tempfile.mkdtemp(dir='/tmp')
         cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
-        cls.native = Native(os.path.join(NATIVE_BUILD, 'libcalibmap.so'),
-                            os.path.join(NATIVE_BUILD, 'tools', 'calibmap'))
+        cls.native = Native(NATIVE_BUILD)
         cls.browser = Browser(os.path.join(BUILD, 'calibmap.html'), cls.folder)
         cls.addClassCleanup(cls.browser.close)
         cls.lens = cls.path('lens.bin')
@@ -137,32 +177,8 @@ class PageTest(unittest.TestCase):
         return said
 
     def test_says_what_keeps_an_accepted_file_from_use(self):
-        undistortion, distortion = 13 + 2100, 13 + 88
-        x_breaks, x_correction, y_correction = 16, 108, 1060
-        size, focal_lengths, principal_point = 17, 25, 33
-
-        def floats(*values):
-            return struct.pack(f'<{len(values)}f', *values)
-
-        cases = {
-            'numbers': {undistortion + x_correction: floats(*[math.nan] * 3), distortion + x_breaks: b'\xff' * 4,
-                        distortion + y_correction + 40: floats(-math.inf)},
-            'sub camera': {4126 + 12: floats(math.nan)},
-            'orders': {97: b'\x06\x07'},
-            'pieces': {99: b'\0'},
-            'focal lengths': {focal_lengths: floats(-425.5, 0)},
-            'size': {size: struct.pack('<ii', 0, -640)},
-            'break points': {undistortion + x_breaks + 8: floats(3)},
-            'uncovered': {principal_point: floats(0, -20)},
-            'uncovered twice': {focal_lengths: floats(1e-40, 1e38)},
-            'large': {size: struct.pack('<ii', 16384, 16384), focal_lengths: floats(1e9, 1e9, 0, 0)},
-            'apart': {undistortion + x_correction + 120: floats(0.05)},
-            'out': {model + x_correction: floats(*[9] * 120) for model in (undistortion, distortion)},
-            'overflow': {**{undistortion + grid: bytes(480) for grid in (x_correction, y_correction)},
-                         distortion + x_correction: floats(*[3e38, -3e38] * 60)},
-        }
         phrases = set()
-        for name, changes in cases.items():
+        for name, changes in UNUSABLE.items():
             with self.subTest(name):
                 path = self.write('unusable.bin', sealed(self.image, changes))
                 self.browser.open()
@@ -270,9 +286,12 @@ class PageTest(unittest.TestCase):
                 self.assertEqual(self.browser.lines('#map .refusal samp'), words)
 
     def test_draws_the_picture_that_the_program_draws(self):
-        """Contours, grid and texts lie within 1.5 pixels of the program's, both ways."""
+        """The same marks in the same places, and on the canvas the same lines; types of letters differ."""
         drawn = self.path('drawn.png')
         for direction in FLAGS:
+            record = subprocess.run([self.native.drawing_record, self.lens, direction, '992'],
+                                    stdout=subprocess.PIPE, check=True).stdout
+            self.assertEqual(self.harness('drawingDifferences', MODULE, self.image, direction, 992, record), [])
             self.native.run('draw', self.lens, '--direction', direction, '--width', '992', '-o', drawn)
             self.browser.open(width=1024)
             self.browser.add(self.lens)
@@ -282,8 +301,66 @@ class PageTest(unittest.TestCase):
             self.assertEqual(shown.shape, expected.shape)
             here, there = lines_in(shown), lines_in(expected)
             self.assertGreater(there.sum(), 3000)
-            self.assertGreater(share_near(here, there, 1.5), 0.97)
-            self.assertGreater(share_near(there, here, 1.5), 0.97)
+            self.assertGreater(share_near(here, there, 1.5), 0.95)
+            self.assertGreater(share_near(there, here, 1.5), 0.95)
+
+    def test_says_of_fifty_files_what_the_program_says(self):
+        files = {'lens.bin': self.image, **{name: sealed(self.image, changes) for name, changes in SPOILED.items()}}
+        random = np.random.default_rng(11)
+        for i in range(50 - len(files)):
+            place = int(random.integers(0, 6260))
+            damaged = bytearray(self.image)
+            damaged[place:place + 4] = random.bytes(4)
+            files[f'random{i}.bin'] = bytes(damaged) if i % 3 == 0 else sealed(bytes(damaged), {})
+        paths = {name: self.write(name, image) for name, image in files.items()}
+        said = json.loads(self.harness('inspections', MODULE, list(files.items())))
+        grades = set()
+        for (name, path), page in zip(paths.items(), said):
+            with self.subTest(name):
+                def program(*arguments):
+                    done = subprocess.run([self.native.program, *arguments], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                          check=False)
+                    return json.loads(done.stdout)
+
+                check, info = program('check', '--json', path), program('info', '--json', path)
+                for record in (check, info):
+                    record['file'] = name
+                self.assert_alike(page['check'], check)
+                self.assert_alike(page['info'], info)
+                grades.add((check['status'], check['usable']))
+                if page['maps'] is not None:
+                    compared = program('diff', '--json', self.lens, path)
+                    self.assert_alike(page['fields'], compared['fields'])
+                    renamed = json.loads(json.dumps(compared['maps']).replace(path, name).replace(self.lens, 'lens.bin'))
+                    self.assert_alike(page['maps'], renamed)
+        self.assertGreaterEqual(grades, {(0, True), (0, False), (9, False), (10, False)})
+
+    def assert_alike(self, here, there, path=''):
+        """Equal but for the last digits of numbers, which two C libraries may compute differently."""
+        if isinstance(there, dict):
+            self.assertEqual(list(here), list(there), path)
+            for name in there:
+                self.assert_alike(here[name], there[name], f'{path}.{name}')
+        elif isinstance(there, list):
+            self.assertEqual(len(here), len(there), path)
+            for i, value in enumerate(there):
+                self.assert_alike(here[i], value, f'{path}[{i}]')
+        elif isinstance(there, float):
+            self.assertTrue(math.isclose(here, there, rel_tol=1e-12, abs_tol=1e-12), (path, here, there))
+        else:
+            self.assertEqual(here, there, path)
+
+    def harness(self, function, *arguments):
+        """The answer of a function of harness.js; bytes go there in base64."""
+        def sent(value):
+            if isinstance(value, bytes):
+                return base64.b64encode(value).decode()
+            return [sent(part) for part in value] if isinstance(value, (list, tuple)) else value
+
+        return self.browser.driver.execute_async_script(
+            content(BUILD, 'web', 'harness.bundle.js').decode() +
+            f';const done = arguments[arguments.length - 1]; harness.{function}(...Array.from(arguments).slice(0, -1))'
+            '.then(done, error => done(String(error.stack)))', *map(sent, arguments))
 
     def test_tells_where_a_place_lies_in_both_images(self):
         self.browser.add(self.lens)
@@ -455,10 +532,7 @@ class PageTest(unittest.TestCase):
     # ---- The library in the browser ----------------------------------------------------------------------------
 
     def test_computes_the_promised_bits(self):
-        harness = content(BUILD, 'web', 'harness.bundle.js').decode()
-        module = base64.b64encode(content(BUILD, 'web', 'golden.wasm')).decode()
-        found = self.browser.driver.execute_async_script(
-            harness + ';harness.goldenHashes(arguments[0]).then(arguments[1], e => arguments[1]([String(e)]))', module)
+        found = self.harness('goldenHashes', content(BUILD, 'web', 'golden.wasm'))
         with open(os.path.join(SOURCE, 'tests', 'golden.txt'), encoding='utf-8') as file:
             committed = file.read().splitlines()
         self.assertGreater(len(committed), 60)

@@ -1,5 +1,6 @@
 """The same questions put to the native library and its program, each in a process of its own."""
 import json
+import os
 import re
 import subprocess
 import sys
@@ -18,11 +19,12 @@ print('STATUS', calibmap.DistortionProcess(flag, ratio, None, ctypes.byref(Map(*
 
 
 class Native:
-    """`library` and `program` are paths."""
+    """`build` is the folder of the native build."""
 
-    def __init__(self, library, program):
-        self.library = library
-        self.program = program
+    def __init__(self, build):
+        self.library = os.path.join(build, 'libcalibmap.so')
+        self.program = os.path.join(build, 'tools', 'calibmap')
+        self.drawing_record = os.path.join(build, 'tests', 'drawing_record')
 
     def ask(self, path, flag, ratio=1, rows=1, cols=1):
         """Status and printed lines of one request for the file at a path of at most 32 characters."""

@@ -81,8 +81,7 @@ export function buildMapView(bridge, onError) {
   }
 
   const frame = find('.figure', section);
-  const point = (event) =>
-    shown && moveTo(pointAt(event), { isSpoken: false, isOnPaper: true }).catch(onError);
+  const point = (event) => shown && moveTo(pointAt(event), { isSpoken: false, isOnPaper: true }).catch(onError);
   frame.addEventListener('pointermove', point);
   frame.addEventListener('pointerdown', point);
   frame.addEventListener('keydown', (event) => {
