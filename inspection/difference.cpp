@@ -92,7 +92,7 @@ void compareReserved(const Image& first, const Image& second, const std::vector<
 std::string sizeFaultOfComparison(const Camera& camera) {
     // A row is held as two maps of floats, one of doubles and 22 B-splines a column: 150 MB.
     constexpr int32_t longestRow = 1 << 20;
-    if (const std::string fault = sizeFault(camera, 1); !fault.empty()) {
+    if (std::string fault = sizeFault(camera, 1); !fault.empty()) {
         return fault;
     }
     return camera.width <= longestRow

@@ -37,9 +37,9 @@ class Listing {
 
     /** A row that speaks of these bytes of the file. */
     void row(const std::string& name, const std::string& text, std::size_t first,
-             std::size_t size) {
+             std::size_t count) {
         const auto from = static_cast<std::ptrdiff_t>(first);
-        const auto behind = static_cast<std::ptrdiff_t>(first + size);
+        const auto behind = static_cast<std::ptrdiff_t>(first + count);
         const bool differs =
             other_ != nullptr &&
             !std::equal(image_->begin() + from, image_->begin() + behind, other_->begin() + from);
@@ -80,9 +80,9 @@ void listCamera(Listing& list, const char* name, const CameraIntrinsics& camera,
                 std::size_t block) {
     constexpr std::size_t two = 2 * sizeof(float);
     const FieldOfView view = fieldOfView(camera);
-    const std::size_t size = block + CALIBMAP_IMAGE_HEIGHT;
+    const std::size_t place = block + CALIBMAP_IMAGE_HEIGHT;
     list.section(name);
-    list.row("image", format("%d x %d pixels", camera.imageWidth, camera.imageHeight), size, two);
+    list.row("image", format("%d x %d pixels", camera.imageWidth, camera.imageHeight), place, two);
     list.row("focal lengths", twoNumbers("fx", camera.fx, "fy", camera.fy), block + CALIBMAP_FX,
              two);
     list.row("principal point", twoNumbers("cx", camera.cx, "cy", camera.cy), block + CALIBMAP_CX,

@@ -21,7 +21,7 @@ double percentile(const Distances& distances, double share) {
         seen += distances.histogram[i];
         if (seen >= rank && seen > 0) {
             // Nothing but zeros belongs to the first interval.
-            const float inside = std::bit_cast<float>(i << shift | middle);
+            const auto inside = std::bit_cast<float>(i << shift | middle);
             return i == 0 ? 0 : std::min(static_cast<double>(inside), distances.largest);
         }
     }

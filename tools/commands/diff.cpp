@@ -82,7 +82,7 @@ DirectionDifference compared(const DiffOptions& options, const Pair& files, Dire
         throw std::bad_alloc();
     }
     if (isDrawn && maps->apart) {
-        drawDifference(options, files, std::move(values));
+        drawDifference(options, files, values);
     }
     return *maps;
 }
