@@ -90,7 +90,7 @@ void listCamera(Listing& list, const char* name, const CameraIntrinsics& camera,
     list.row("field of view",
              format("%.1f x %.1f degrees, %.1f across the diagonal", view.horizontal, view.vertical,
                     view.diagonal),
-             size, 3 * two);
+             place, 3 * two);
     list.words("coeff", coefficientsOf(camera), block + CALIBMAP_COEFF);
 }
 

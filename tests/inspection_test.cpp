@@ -306,7 +306,7 @@ TEST(Remap, InterpolatesEachColourAndFillsTheRest) {
     map.x[3] = nan;
     map.y[4] = inf;
     const int32_t outside[] = {0, 65535, 32767, 32767};
-    for (const std::size_t channels : {1, 3, 4}) {
+    for (const std::size_t channels : {std::size_t{1}, std::size_t{3}, std::size_t{4}}) {
         std::vector<uint16_t> source(35 * channels);
         std::generate(source.begin(), source.end(),
                       [&] { return static_cast<uint16_t>(random()); });
