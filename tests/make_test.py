@@ -74,7 +74,7 @@ class MakeTest(unittest.TestCase):
     def test_lenses_of_other_programs(self):
         # A message of ROS is printed again and again, and says the same each time.
         self.assertEqual(*(self.make('--main', self.write('echo', ECHO * times)) for times in (1, 3)))
-        for name in ('camchain.yaml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
+        for name in ('camchain.yaml', 'opencv.xml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
             with self.subTest(name):
                 case = CALIBRATIONS[name]
                 self.write(name, case['text'])
@@ -186,7 +186,7 @@ class MakeTest(unittest.TestCase):
                 (OPENCV, OPENCV.replace('image_width: 640\n', ''), 'does not say what --width is'),
                 (OPENCV, OPENCV.replace('data: [ 535', 'data: [ [535'), 'line .* is not YAML'),
                 (OPENCV, OPENCV + 'image_Width: 320\n', r"line \d+: 'image_Width' says again"),
-                (OPENCV, '<?xml version="1.0"?>\n', 'is XML'), (OPENCV, '', 'no calibration'),
+                (OPENCV, '<?xml version="1.0"?>\n', 'line 2: is not XML'), (OPENCV, '<launch>\n</launch>\n', "line 1: .* 'launch', not"), (OPENCV, '', 'no calibration'),
                 (OPENCV, OPENCV + '...\n---\nmore: 1\n', r'line 25: a second document'),
                 (ROS, f'{ROS}---\n{ROS}', 'line 18: a second document'), (ECHO, ECHO + ECHO.replace('605.6', '606'), 'line 10: .* another camera'),
                 (ROS, ROS.replace('437.3', '-437.3'), 'line 7: fy is -437.303'), (kalibr, kalibr[:kalibr.index('cam1')].replace('458.654', '0'), 'line 6: fx is 0'),

@@ -130,13 +130,17 @@ Camera mainCameraFrom(const MakeOptions& options, const std::optional<CameraDesc
             agreed(source, "--cy", inFile.cy, given.cy)};
 }
 
+std::optional<LensChoice> lensChoice(const MakeOptions& options) {
+    return options.isFisheye ? std::optional(LensChoice::fisheye) : std::nullopt;
+}
+
 /** Fills in the main camera and returns what a calibration says of it, if there is one. */
 std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& image,
                                            MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_MAIN_BLOCK;
     std::optional<CameraDescription> described;
     if (!options.main.empty()) {
-        described = readCameraFile(options.main, options.isFisheye);
+        described = readCameraFile(options.main, lensChoice(options));
     }
     const std::string origin = options.from.empty() ? "the command line" : inputName(options.from);
     Words coeff = wordsAt(image, block + CALIBMAP_COEFF);
@@ -166,7 +170,7 @@ std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& ima
         options.from.empty() ? "none given, all zero" : "as in " + inputName(options.from);
     if (!options.sub.empty()) {
         const std::string name = inputName(options.sub);
-        described = readCameraFile(options.sub, options.isFisheye);
+        described = readCameraFile(options.sub, lensChoice(options));
         const CameraDescription& sub = *described;
         const Camera camera = {agreed(name, "--sub-width", sub.width, options.subWidth),
                                agreed(name, "--sub-height", sub.height, options.subHeight),
