@@ -150,7 +150,7 @@ OLD = calibration(FILE_STORAGE, (640, 480), (438.783367, 437.302876, 305.593336,
 CALIBRATIONS = {
     'opencv.yml': calibration(FILE_STORAGE, *OPENCV_SAMPLE),
     'opencv.xml': calibration(XML, *OPENCV_SAMPLE),
-    'opencv-old.yml': {**OLD, 'text': OLD['text'].replace('image_w', 'image_W').replace('image_h', 'image_H')
+    'opencv-old.yml': {**OLD, 'options': ['--lens', 'plumb_bob'], 'text': OLD['text'].replace('image_w', 'image_W').replace('image_h', 'image_H')
                                                  .replace('camera_m', 'Camera_M').replace('distortion_c', 'Distortion_C')},
     'opencv-rational.yml': calibration(FILE_STORAGE, *DEPTH_SENSOR, more='fisheye_model: 0\n'),
     'opencv-prism.yml': calibration(FILE_STORAGE, *OPENCV_SAMPLE[:2],

@@ -74,6 +74,17 @@ class MakeTest(unittest.TestCase):
     def test_lenses_of_other_programs(self):
         # A message of ROS is printed again and again, and says the same each time.
         self.assertEqual(*(self.make('--main', self.write('echo', ECHO * times)) for times in (1, 3)))
+        # The same numbers by other names, and as lists of lists.
+        k, (fx, fy, cx, cy) = CALIBRATIONS['opencv.yml']['terms'], CALIBRATIONS['opencv.yml']['intrinsics']
+        self.write('opencv.yml', OPENCV)
+        self.write('opencv.xml', CALIBRATIONS['opencv.xml']['text'])
+        self.write('lists.yaml', f'image_size: [640, 480]\nmtx: [[{fx}, 0, {cx}], [0, {fy}, {cy}], [0, 0, 1]]\ndist: [{k}]\n')
+        self.write('names.yml', OPENCV.replace('camera_matrix', 'K').replace('distortion_coefficients', 'D'))
+        images = []
+        for name in ('opencv.yml', 'opencv.xml', 'lists.yaml', 'names.yml'):
+            self.make('--main', name)
+            images.append(self.read('device.bin'))
+        self.assertEqual(images, images[:1] * 4)
         for name in ('camchain.yaml', 'opencv.xml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
             with self.subTest(name):
                 case = CALIBRATIONS[name]
@@ -238,6 +249,8 @@ class MakeTest(unittest.TestCase):
         self.write('ros.yaml', ROS)
         self.write('stereo.yml', CALIBRATIONS['stereo.yml']['text'])
         self.write('wide.yaml', CALIBRATIONS['ros-fisheye.yaml']['text'])
+        self.write('four.yml', CALIBRATIONS['opencv-old.yml']['text'])
+        self.write('marked.yml', CALIBRATIONS['opencv-fisheye.yml']['text'])
         self.write('bad.csv', 'x,y,column,row\n1,2,3,4\n\n1,2,3\n')
         self.write('none.csv', '1,2,3000,4\n')
         self.write('nan.csv', 'nan,nan,nan,nan\n1,2,3,4\n')
@@ -254,8 +267,10 @@ class MakeTest(unittest.TestCase):
                 (r'--y-order: .* 5 \+ 4 - 1 = 8 .* 10 rows.* --y-order 7', *camera, '--y-order', '5'),
                 (r'--x-order: .* 12 columns; --x-pieces', *camera, '--x-order', '5', '--x-pieces', '8'), ('--x-pieces: .*0', *camera, '--x-pieces', '0'),
                 ('--max-angle: .*--points', *camera, '--points', 'none.csv', '--max-angle', '60'), ('--max-angle: .*--from', '--from', 'old.bin', '--max-angle', '90'),
-                ('--fisheye: .*--points', *camera, '--points', 'none.csv', '--fisheye'), ('--fisheye: ros.yaml', *camera, '--fisheye'),
-                ('--fisheye: .*--from', '--from', 'old.bin', '--fisheye'),
+                ('old.bin: is a device.s file', '--main', 'old.bin'),
+                ('--lens: .*--points', *camera, '--points', 'none.csv', '--lens', 'fisheye'), ('--lens: ros.yaml says .* plumb_bob, 5 terms', *camera, '--lens', 'plumb_bob'),
+                ('--lens: .*--from', '--from', 'old.bin', '--lens', 'fisheye'), ('four.yml, line 17: four coeff.* does not say which', '--main', 'four.yml'),
+                ('marked.yml, line 11: .* says otherwise', '--main', 'marked.yml', '--lens', 'plumb_bob'),
                 ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
                 ('none was recorded', *camera, '--points', 'none.csv'), ('no pairs', *camera, '--points', 'words.csv'),
                 ('nan.csv, line 1: ', *camera, '--points', 'nan.csv'), ('blank.csv, line 1: ', *camera, '--points', 'blank.csv'),

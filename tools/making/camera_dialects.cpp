@@ -110,12 +110,23 @@ void readUnnamedLens(const Source& source, const Node& terms, CameraDescription&
     if (mark != nullptr) {
         const bool isFisheye = numberOf(source, *mark, "fisheye_model") != 0;
         lens = isFisheye ? LensChoice::fisheye : LensChoice::plumbBob;
+        if (source.lens && source.lens != lens) {
+            refuse(source, *mark, "fisheye_model is " + mark->text + ", but --lens says otherwise",
+                   "leave one of them out");
+        }
     }
     if (lens == LensChoice::fisheye) {
         readLens(source, terms, LensKind::equidistant, {4}, camera);
         camera.lensModel = "equidistant";
     } else {
         readLens(source, terms, LensKind::radialTangential, {4, 5, 8, 12, 14}, camera);
+        // Both models fit four numbers, and a wrong one is far off only where few look.
+        if (!lens && camera.termCount == 4) {
+            refuse(source, terms,
+                   "four coefficients are a plumb_bob or a fisheye lens, and the file does not say "
+                   "which",
+                   "add --lens plumb_bob or --lens fisheye");
+        }
         camera.lensModel = camera.termCount <= 5 ? "plumb_bob" : "rational_polynomial";
     }
     camera.isLensChosen = mark == nullptr && source.lens && camera.termCount == 4;

@@ -35,7 +35,7 @@ std::string lensWords(const CameraDescription& camera);
  * Reads a camera from a file that OpenCV's FileStorage wrote, as YAML, XML or JSON (the names of
  * its calibration and of its stereo sample, and other common ones), a ROS camera_info file or
  * message, or a Kalibr camera chain. Where a file holds several cameras, `name` is FILE#CAMERA.
- * `lens` says what four coefficients are that the file does not name.
+ * `lens` says what four coefficients are that the file does not name; without it they are refused.
  *
  * Throws a `Failure` that names the line of what is missing, doubled, of the wrong length, not
  * finite, out of range or not known, and of a second document.

@@ -130,17 +130,15 @@ Camera mainCameraFrom(const MakeOptions& options, const std::optional<CameraDesc
             agreed(source, "--cy", inFile.cy, given.cy)};
 }
 
-std::optional<LensChoice> lensChoice(const MakeOptions& options) {
-    return options.isFisheye ? std::optional(LensChoice::fisheye) : std::nullopt;
-}
-
 /** Fills in the main camera and returns what a calibration says of it, if there is one. */
 std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& image,
                                            MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_MAIN_BLOCK;
     std::optional<CameraDescription> described;
     if (!options.main.empty()) {
-        described = readCameraFile(options.main, lensChoice(options));
+        // A lens that points replace need not be known.
+        const auto unused = options.points.empty() ? std::nullopt : std::optional(LensChoice{});
+        described = readCameraFile(options.main, options.lens ? options.lens : unused);
     }
     const std::string origin = options.from.empty() ? "the command line" : inputName(options.from);
     Words coeff = wordsAt(image, block + CALIBMAP_COEFF);
@@ -170,7 +168,7 @@ std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& ima
         options.from.empty() ? "none given, all zero" : "as in " + inputName(options.from);
     if (!options.sub.empty()) {
         const std::string name = inputName(options.sub);
-        described = readCameraFile(options.sub, lensChoice(options));
+        described = readCameraFile(options.sub, options.lens);
         const CameraDescription& sub = *described;
         const Camera camera = {agreed(name, "--sub-width", sub.width, options.subWidth),
                                agreed(name, "--sub-height", sub.height, options.subHeight),
@@ -195,25 +193,22 @@ std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& ima
     return described;
 }
 
-/** Refuses --fisheye when no lens that is made use of has been read as one. */
-void refuseIdleFisheye(const MakeOptions& options, const std::optional<CameraDescription>& main,
-                       const std::optional<CameraDescription>& sub) {
-    const auto isFisheye = [](const std::optional<CameraDescription>& camera) {
-        return camera && camera->lens.kind == LensKind::equidistant;
-    };
+/** Refuses --lens when no lens that is made use of needed it. */
+void refuseIdleLens(const MakeOptions& options, const std::optional<CameraDescription>& main,
+                    const std::optional<CameraDescription>& sub) {
     const bool isMainUsed = main && options.points.empty();
-    if (!options.isFisheye || (isMainUsed && isFisheye(main)) || isFisheye(sub)) {
+    if (!options.lens || (isMainUsed && main->isLensChosen) || (sub && sub->isLensChosen)) {
         return;
     }
     if (isMainUsed || sub) {
-        throw Failure("--fisheye",
+        throw Failure("--lens",
                       inputName(isMainUsed ? options.main : options.sub) +
-                          " names the model of its lens, and that is no fisheye lens",
+                          " says itself what its lens is, " + lensWords(isMainUsed ? *main : *sub),
                       "leave it out");
     }
     const char* const origin = options.points.empty() ? "the models are those of --from"
                                                       : "the models are fitted to --points";
-    throw Failure("--fisheye", std::string("there is no lens to read, ") + origin, "leave it out");
+    throw Failure("--lens", std::string("there is no lens to read, ") + origin, "leave it out");
 }
 
 /** The shape of the models along one axis, and how its parts are called. */
@@ -281,7 +276,7 @@ Image startingImage(const MakeOptions& options) {
 std::optional<Lens> storeFields(const MakeOptions& options, Image& image, MakeReport& report) {
     const std::optional<CameraDescription> main = storeMain(options, image, report);
     const std::optional<CameraDescription> sub = storeSub(options, image, report);
-    refuseIdleFisheye(options, main, sub);
+    refuseIdleLens(options, main, sub);
     storeFlags(options, image, report);
     return main ? std::optional(main->lens) : std::nullopt;
 }
