@@ -156,6 +156,18 @@ class MakeTest(unittest.TestCase):
     def test_parts_and_other_files(self):
         self.write('camchain.yaml', CHAIN['text'])
         both = ['--main', 'camchain.yaml#cam0', '--sub', 'camchain.yaml#cam1']
+        self.assertIn('T_cn_cnm1 of camchain.yaml not used', self.make(*both)['extrinsics'])
+        self.assertRegex(self.run_tool('make', *both, '-o', 'device.bin').stderr, '^calibmap: warning: device.bin: T_cn_cnm1 of camchain.yaml not used.*\n$')
+        told = self.run_tool('make', *both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0', '-o', 'device.bin')
+        self.assertEqual(told.stderr, '')
+        self.assertRegex(told.stdout, r'\n  lens: radtan, 4 terms\n(.*\n)+  sub camera: .*lens radtan, 4 terms\n  extrinsics: as given\n')
+        # One size for both cameras of a file that has none, the words of an assumption, the calibration's own error.
+        stereo = CALIBRATIONS['stereo.yml']['text'].replace(', 0., 0., 0. ]', ', 0., 0. ]').replace('cols: 5\n   dt: d\n   data: [ -2.8', 'cols: 4\n   dt: d\n   data: [ -2.8')
+        self.write('stereo.yml', stereo + 'R: 1\nT: 2\navg_reprojection_error: 0.25\n')
+        told = self.make('--main', 'stereo.yml#1', '--sub', 'stereo.yml#2', '--width', '640', '--height', '480', '--lens', 'plumb_bob')
+        self.assertEqual((told['lens'], told['reprojectionError']), ('plumb_bob, 5 terms', 0.25))
+        self.assertRegex(told['subCamera'], r'640 x 480 .*plumb_bob, 4 terms \(assumed: ')
+        self.assertIn('R and T', told['extrinsics'])
         self.make(*both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0')
         image = self.read('device.bin')
         self.assertEqual(struct.unpack('<6f', image[6227:6251]), (0.5, -1, 0, 1, -25, 0))

@@ -99,6 +99,10 @@ int run(const MakeOptions& options) {
         }
         throw;
     }
+    if (!report.unusedExtrinsics.empty()) {
+        warn(options.output, report.unusedExtrinsics +
+                                 " not used, give --extrinsics as docs/making-files.md shows");
+    }
     std::fputs((options.isJson ? jsonOf(report, "") : textOf(report)).c_str(), told);
     return exitGood;
 }
@@ -151,7 +155,8 @@ void addMake(Program& program) {
                     "Draw what is left between maps and lens, or points, as arrows");
     command.flag("--json", options->isJson, "Print the report for programs");
     command.explain(
-        "Reads YAML and XML of OpenCV's FileStorage (of its calibration sample, and of its stereo sample\n"
+        "Reads YAML and XML of OpenCV's FileStorage (of its calibration sample, and of its stereo "
+        "sample\n"
         "with FILE#1 or FILE#2), ROS camera_info, and Kalibr camera chains with FILE#cam0.\n"
         "--width, --height, --fx, --fy, --cx and --cy say what no calibration says, or change the\n"
         "camera of --from.\n"

@@ -54,6 +54,7 @@ CameraDescription cameraFrom(const std::string& text, const std::string& path,
     const Node& root = documents.front();
     const Dialect dialect = dialectOf(root);
     CameraDescription description = readDialect(dialect, {path, camera, root, lens});
+    description.path = path;
     // Nobody could tell which of several documents counts. Only what ROS prints, a message again
     // and again, may say the same several times.
     std::for_each(documents.begin() + 1, documents.end(), [&](const Node& further) {
@@ -80,9 +81,7 @@ CameraDescription readCameraFile(const std::string& name, std::optional<LensChoi
     }
     const std::string text = path == "-" ? standardInput() : readInput(path, longestDocument);
     refuseDeviceFile(text, path);
-    CameraDescription description = cameraFrom(text, path, camera, lens);
-    description.source = name;
-    return description;
+    return cameraFrom(text, path, camera, lens);
 }
 
 std::string lensWords(const CameraDescription& camera) {

@@ -12,7 +12,7 @@ enum class LensChoice { plumbBob, fisheye };
 
 /** One camera as another program's calibration describes it. */
 struct CameraDescription {
-    std::string source; /**< the file and what in it, for messages */
+    std::string path; /**< the file that it is from */
     std::optional<int32_t> width;
     std::optional<int32_t> height;
     double fx;

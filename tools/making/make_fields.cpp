@@ -156,12 +156,17 @@ std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& im
                 intrinsicsFrom(mainCameraFrom(options, described, mainCameraOf(image)), coeff));
     report.mainCamera = described ? inputName(options.main) : origin;
     report.camera = mainCameraOf(image);
+    if (described && options.points.empty()) {
+        report.lens = lensWords(*described);
+        report.reprojectionError = described->reprojectionError;
+    }
     return described;
 }
 
 /** Fills in the sub camera and returns what a calibration says of it, if there is one. */
-std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& image,
-                                          MakeReport& report) {
+std::optional<CameraDescription> storeSub(const MakeOptions& options,
+                                          const std::optional<CameraDescription>& main,
+                                          Image& image, MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_SUB_BLOCK;
     std::optional<CameraDescription> described;
     report.subCamera =
@@ -170,14 +175,22 @@ std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& ima
         const std::string name = inputName(options.sub);
         described = readCameraFile(options.sub, options.lens);
         const CameraDescription& sub = *described;
-        const Camera camera = {agreed(name, "--sub-width", sub.width, options.subWidth),
-                               agreed(name, "--sub-height", sub.height, options.subHeight),
+        // The cameras of one file have one size, unless somebody says otherwise.
+        CameraOptions size;
+        if (main && main->path == sub.path) {
+            size = options.camera;
+        }
+        const auto width = options.subWidth ? options.subWidth : size.width;
+        const auto height = options.subHeight ? options.subHeight : size.height;
+        const Camera camera = {agreed(name, "--sub-width", sub.width, width),
+                               agreed(name, "--sub-height", sub.height, height),
                                sub.fx,
                                sub.fy,
                                sub.cx,
                                sub.cy};
         storeCamera(image, block, intrinsicsFrom(camera, coefficientsOf(sub).value_or(Words{})));
-        report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name;
+        report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name +
+                           ", lens " + lensWords(sub);
     } else if (options.subWidth || options.subHeight) {
         throw Failure("the sub camera", "has a size, but nothing else", "add --sub");
     }
@@ -189,6 +202,14 @@ std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& ima
     if (!options.extrinsics.empty()) {
         storeWords(image, CALIBMAP_EXTRINSIC_BLOCK, wordsFrom("--extrinsics", options.extrinsics));
         report.extrinsics = "as given";
+    } else {
+        for (const auto& camera : {main, described}) {
+            if (camera && !camera->extrinsics.empty()) {
+                report.unusedExtrinsics = camera->extrinsics + " of " + inputName(camera->path);
+                report.extrinsics += ", " + report.unusedExtrinsics + " not used";
+                break;
+            }
+        }
     }
     return described;
 }
@@ -275,7 +296,7 @@ Image startingImage(const MakeOptions& options) {
 
 std::optional<Lens> storeFields(const MakeOptions& options, Image& image, MakeReport& report) {
     const std::optional<CameraDescription> main = storeMain(options, image, report);
-    const std::optional<CameraDescription> sub = storeSub(options, image, report);
+    const std::optional<CameraDescription> sub = storeSub(options, main, image, report);
     refuseIdleLens(options, main, sub);
     storeFlags(options, image, report);
     return main ? std::optional(main->lens) : std::nullopt;
