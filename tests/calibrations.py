@@ -29,6 +29,30 @@ distortion_coefficients: !!opencv-matrix
 avg_reprojection_error: 3.9259109564815858e-01
 '''
 
+XML = '''<?xml version="1.0"?>
+<opencv_storage>
+<calibration_time>"Thu Nov 19 10:12:13 2026"</calibration_time>
+<nr_of_frames>13</nr_of_frames>
+<image_width>{size[0]}</image_width>
+<image_height>{size[1]}</image_height>
+{more}<camera_matrix type_id="opencv-matrix">
+  <rows>3</rows>
+  <cols>3</cols>
+  <dt>d</dt>
+  <data>
+    {fx!r} 0. {cx!r} 0. {fy!r}
+    {cy!r} 0. 0. 1.</data></camera_matrix>
+<distortion_coefficients type_id="opencv-matrix">
+  <rows>{count}</rows>
+  <cols>1</cols>
+  <dt>d</dt>
+  <data>
+    {xml_terms}</data></distortion_coefficients>
+<avg_reprojection_error>3.9259109564815858e-01</avg_reprojection_error>
+<image_points><_>1. 2.</_><_>3. 4.</_></image_points>
+</opencv_storage>
+'''
+
 STEREO = '''%YAML:1.0
 ---
 M1: !!opencv-matrix
@@ -108,7 +132,7 @@ cam1:
 def calibration(template, size, intrinsics, terms, model='pinhole', named='', more='', **other):
     fx, fy, cx, cy = intrinsics
     text = template.format(size=size, fx=fx, fy=fy, cx=cx, cy=cy, count=len(terms), named=named, more=more,
-                           terms=', '.join(map(repr, terms)))
+                           terms=', '.join(map(repr, terms)), xml_terms=' '.join(map(repr, terms)))
     return {'text': text, 'size': size, 'intrinsics': intrinsics, 'terms': terms, 'model': model, **other}
 
 
@@ -125,7 +149,8 @@ OLD = calibration(FILE_STORAGE, (640, 480), (438.783367, 437.302876, 305.593336,
 
 CALIBRATIONS = {
     'opencv.yml': calibration(FILE_STORAGE, *OPENCV_SAMPLE),
-    'opencv-old.yml': {**OLD, 'text': OLD['text'].replace('image_w', 'image_W').replace('image_h', 'image_H')
+    'opencv.xml': calibration(XML, *OPENCV_SAMPLE),
+    'opencv-old.yml': {**OLD, 'options': ['--lens', 'plumb_bob'], 'text': OLD['text'].replace('image_w', 'image_W').replace('image_h', 'image_H')
                                                  .replace('camera_m', 'Camera_M').replace('distortion_c', 'Distortion_C')},
     'opencv-rational.yml': calibration(FILE_STORAGE, *DEPTH_SENSOR, more='fisheye_model: 0\n'),
     'opencv-prism.yml': calibration(FILE_STORAGE, *OPENCV_SAMPLE[:2],

@@ -74,7 +74,18 @@ class MakeTest(unittest.TestCase):
     def test_lenses_of_other_programs(self):
         # A message of ROS is printed again and again, and says the same each time.
         self.assertEqual(*(self.make('--main', self.write('echo', ECHO * times)) for times in (1, 3)))
-        for name in ('camchain.yaml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
+        # The same numbers by other names, and as lists of lists.
+        k, (fx, fy, cx, cy) = CALIBRATIONS['opencv.yml']['terms'], CALIBRATIONS['opencv.yml']['intrinsics']
+        self.write('opencv.yml', OPENCV)
+        self.write('opencv.xml', CALIBRATIONS['opencv.xml']['text'])
+        self.write('lists.yaml', f'image_size: [640, 480]\nmtx: [[{fx}, 0, {cx}], [0, {fy}, {cy}], [0, 0, 1]]\ndist: [{k}]\n')
+        self.write('names.yml', OPENCV.replace('camera_matrix', 'K').replace('distortion_coefficients', 'D'))
+        images = []
+        for name in ('opencv.yml', 'opencv.xml', 'lists.yaml', 'names.yml'):
+            self.make('--main', name)
+            images.append(self.read('device.bin'))
+        self.assertEqual(images, images[:1] * 4)
+        for name in ('camchain.yaml', 'opencv.xml', 'opencv-old.yml', 'opencv-fisheye.yml', 'ros.yaml'):
             with self.subTest(name):
                 case = CALIBRATIONS[name]
                 self.write(name, case['text'])
@@ -145,6 +156,18 @@ class MakeTest(unittest.TestCase):
     def test_parts_and_other_files(self):
         self.write('camchain.yaml', CHAIN['text'])
         both = ['--main', 'camchain.yaml#cam0', '--sub', 'camchain.yaml#cam1']
+        self.assertIn('T_cn_cnm1 of camchain.yaml not used', self.make(*both)['extrinsics'])
+        self.assertRegex(self.run_tool('make', *both, '-o', 'device.bin').stderr, '^calibmap: warning: device.bin: T_cn_cnm1 of camchain.yaml not used.*\n$')
+        told = self.run_tool('make', *both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0', '-o', 'device.bin')
+        self.assertEqual(told.stderr, '')
+        self.assertRegex(told.stdout, r'\n  lens: radtan, 4 terms\n(.*\n)+  sub camera: .*lens radtan, 4 terms\n  extrinsics: as given\n')
+        # One size for both cameras of a file that has none, the words of an assumption, the calibration's own error.
+        stereo = CALIBRATIONS['stereo.yml']['text'].replace(', 0., 0., 0. ]', ', 0., 0. ]').replace('cols: 5\n   dt: d\n   data: [ -2.8', 'cols: 4\n   dt: d\n   data: [ -2.8')
+        self.write('stereo.yml', stereo + 'R: 1\nT: 2\navg_reprojection_error: 0.25\n')
+        told = self.make('--main', 'stereo.yml#1', '--sub', 'stereo.yml#2', '--width', '640', '--height', '480', '--lens', 'plumb_bob')
+        self.assertEqual((told['lens'], told['reprojectionError']), ('plumb_bob, 5 terms', 0.25))
+        self.assertRegex(told['subCamera'], r'640 x 480 .*plumb_bob, 4 terms \(assumed: ')
+        self.assertIn('R and T', told['extrinsics'])
         self.make(*both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0')
         image = self.read('device.bin')
         self.assertEqual(struct.unpack('<6f', image[6227:6251]), (0.5, -1, 0, 1, -25, 0))
@@ -186,7 +209,7 @@ class MakeTest(unittest.TestCase):
                 (OPENCV, OPENCV.replace('image_width: 640\n', ''), 'does not say what --width is'),
                 (OPENCV, OPENCV.replace('data: [ 535', 'data: [ [535'), 'line .* is not YAML'),
                 (OPENCV, OPENCV + 'image_Width: 320\n', r"line \d+: 'image_Width' says again"),
-                (OPENCV, '<?xml version="1.0"?>\n', 'is XML'), (OPENCV, '', 'no calibration'),
+                (OPENCV, '<?xml version="1.0"?>\n', 'line 2: is not XML'), (OPENCV, '<launch>\n</launch>\n', "line 1: .* 'launch', not"), (OPENCV, '', 'no calibration'),
                 (OPENCV, OPENCV + '...\n---\nmore: 1\n', r'line 25: a second document'),
                 (ROS, f'{ROS}---\n{ROS}', 'line 18: a second document'), (ECHO, ECHO + ECHO.replace('605.6', '606'), 'line 10: .* another camera'),
                 (ROS, ROS.replace('437.3', '-437.3'), 'line 7: fy is -437.303'), (kalibr, kalibr[:kalibr.index('cam1')].replace('458.654', '0'), 'line 6: fx is 0'),
@@ -238,6 +261,8 @@ class MakeTest(unittest.TestCase):
         self.write('ros.yaml', ROS)
         self.write('stereo.yml', CALIBRATIONS['stereo.yml']['text'])
         self.write('wide.yaml', CALIBRATIONS['ros-fisheye.yaml']['text'])
+        self.write('four.yml', CALIBRATIONS['opencv-old.yml']['text'])
+        self.write('marked.yml', CALIBRATIONS['opencv-fisheye.yml']['text'])
         self.write('bad.csv', 'x,y,column,row\n1,2,3,4\n\n1,2,3\n')
         self.write('none.csv', '1,2,3000,4\n')
         self.write('nan.csv', 'nan,nan,nan,nan\n1,2,3,4\n')
@@ -254,8 +279,10 @@ class MakeTest(unittest.TestCase):
                 (r'--y-order: .* 5 \+ 4 - 1 = 8 .* 10 rows.* --y-order 7', *camera, '--y-order', '5'),
                 (r'--x-order: .* 12 columns; --x-pieces', *camera, '--x-order', '5', '--x-pieces', '8'), ('--x-pieces: .*0', *camera, '--x-pieces', '0'),
                 ('--max-angle: .*--points', *camera, '--points', 'none.csv', '--max-angle', '60'), ('--max-angle: .*--from', '--from', 'old.bin', '--max-angle', '90'),
-                ('--fisheye: .*--points', *camera, '--points', 'none.csv', '--fisheye'), ('--fisheye: ros.yaml', *camera, '--fisheye'),
-                ('--fisheye: .*--from', '--from', 'old.bin', '--fisheye'),
+                ('old.bin: is a device.s file', '--main', 'old.bin'),
+                ('--lens: .*--points', *camera, '--points', 'none.csv', '--lens', 'fisheye'), ('--lens: ros.yaml says .* plumb_bob, 5 terms', *camera, '--lens', 'plumb_bob'),
+                ('--lens: .*--from', '--from', 'old.bin', '--lens', 'fisheye'), ('four.yml, line 17: four coeff.* does not say which', '--main', 'four.yml'),
+                ('marked.yml, line 11: .* says otherwise', '--main', 'marked.yml', '--lens', 'plumb_bob'),
                 ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
                 ('none was recorded', *camera, '--points', 'none.csv'), ('no pairs', *camera, '--points', 'words.csv'),
                 ('nan.csv, line 1: ', *camera, '--points', 'nan.csv'), ('blank.csv, line 1: ', *camera, '--points', 'blank.csv'),

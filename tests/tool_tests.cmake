@@ -29,6 +29,11 @@ set_tests_properties(
     ENVIRONMENT
     "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tool_leaks.supp:print_suppressions=0")
 
+add_test(NAME readers COMMAND ${CALIBMAP_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/readers_test.py
+                              $<TARGET_FILE:calibmap-tool>)
+set_tests_properties(readers PROPERTIES TIMEOUT 300 ENVIRONMENT
+                                                    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tool_leaks.supp:print_suppressions=0")
+
 # Where OpenCV is installed, its maps are the measure of what `make` writes.
 find_path(CALIBMAP_OPENCV_INCLUDE opencv2/calib3d.hpp PATH_SUFFIXES opencv4)
 find_library(CALIBMAP_OPENCV_CORE opencv_core)

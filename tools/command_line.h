@@ -81,6 +81,19 @@ class Command {
             [&value](int chosen) { value = static_cast<Value>(chosen); }, description);
     }
 
+    /** One of several words, or none. */
+    template <class Value>
+    void choice(const std::string& name, std::optional<Value>& value, const Choice<Value>& choice,
+                const std::string& description) {
+        Choice<int> numbered;
+        for (const auto& [word, meaning] : choice) {
+            numbered.emplace_back(word, static_cast<int>(meaning));
+        }
+        addChoice(
+            name, -1, numbered, [&value](int chosen) { value = static_cast<Value>(chosen); },
+            description);
+    }
+
     /** --direction. */
     void direction(Direction& direction);
 

@@ -99,6 +99,10 @@ int run(const MakeOptions& options) {
         }
         throw;
     }
+    if (!report.unusedExtrinsics.empty()) {
+        warn(options.output, report.unusedExtrinsics +
+                                 " not used, give --extrinsics as docs/making-files.md shows");
+    }
     std::fputs((options.isJson ? jsonOf(report, "") : textOf(report)).c_str(), told);
     return exitGood;
 }
@@ -107,8 +111,10 @@ void addSources(Command& command, MakeOptions& options) {
     command.text("--main", options.main, "FILE[#CAMERA]",
                  "The main camera, as a calibration program wrote it");
     command.text("--sub", options.sub, "FILE[#CAMERA]", "The sub camera, likewise");
-    command.flag("--fisheye", options.isFisheye,
-                 "Four coefficients whose model the file does not name are a fisheye lens");
+    command.choice<LensChoice>(
+        "--lens", options.lens,
+        {{"plumb_bob", LensChoice::plumbBob}, {"fisheye", LensChoice::fisheye}},
+        "What four coefficients are whose model the file does not name");
     command.text("--points", options.points, "FILE.csv",
                  "Fit measured points instead of the lens of --main");
     command.text("--from", options.from, "OLD.bin", "Start from a file and change what is given");
@@ -149,7 +155,8 @@ void addMake(Program& program) {
                     "Draw what is left between maps and lens, or points, as arrows");
     command.flag("--json", options->isJson, "Print the report for programs");
     command.explain(
-        "Reads YAML of OpenCV's FileStorage (of its calibration sample, and of its stereo sample\n"
+        "Reads YAML and XML of OpenCV's FileStorage (of its calibration sample, and of its stereo "
+        "sample\n"
         "with FILE#1 or FILE#2), ROS camera_info, and Kalibr camera chains with FILE#cam0.\n"
         "--width, --height, --fx, --fy, --cx and --cy say what no calibration says, or change the\n"
         "camera of --from.\n"

@@ -136,7 +136,9 @@ std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& im
     constexpr std::size_t block = CALIBMAP_MAIN_BLOCK;
     std::optional<CameraDescription> described;
     if (!options.main.empty()) {
-        described = readCameraFile(options.main, options.isFisheye);
+        // A lens that points replace need not be known.
+        const auto unused = options.points.empty() ? std::nullopt : std::optional(LensChoice{});
+        described = readCameraFile(options.main, options.lens ? options.lens : unused);
     }
     const std::string origin = options.from.empty() ? "the command line" : inputName(options.from);
     Words coeff = wordsAt(image, block + CALIBMAP_COEFF);
@@ -154,28 +156,41 @@ std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& im
                 intrinsicsFrom(mainCameraFrom(options, described, mainCameraOf(image)), coeff));
     report.mainCamera = described ? inputName(options.main) : origin;
     report.camera = mainCameraOf(image);
+    if (described && options.points.empty()) {
+        report.lens = lensWords(*described);
+        report.reprojectionError = described->reprojectionError;
+    }
     return described;
 }
 
 /** Fills in the sub camera and returns what a calibration says of it, if there is one. */
-std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& image,
-                                          MakeReport& report) {
+std::optional<CameraDescription> storeSub(const MakeOptions& options,
+                                          const std::optional<CameraDescription>& main,
+                                          Image& image, MakeReport& report) {
     constexpr std::size_t block = CALIBMAP_SUB_BLOCK;
     std::optional<CameraDescription> described;
     report.subCamera =
         options.from.empty() ? "none given, all zero" : "as in " + inputName(options.from);
     if (!options.sub.empty()) {
         const std::string name = inputName(options.sub);
-        described = readCameraFile(options.sub, options.isFisheye);
+        described = readCameraFile(options.sub, options.lens);
         const CameraDescription& sub = *described;
-        const Camera camera = {agreed(name, "--sub-width", sub.width, options.subWidth),
-                               agreed(name, "--sub-height", sub.height, options.subHeight),
+        // The cameras of one file have one size, unless somebody says otherwise.
+        CameraOptions size;
+        if (main && main->path == sub.path) {
+            size = options.camera;
+        }
+        const auto width = options.subWidth ? options.subWidth : size.width;
+        const auto height = options.subHeight ? options.subHeight : size.height;
+        const Camera camera = {agreed(name, "--sub-width", sub.width, width),
+                               agreed(name, "--sub-height", sub.height, height),
                                sub.fx,
                                sub.fy,
                                sub.cx,
                                sub.cy};
         storeCamera(image, block, intrinsicsFrom(camera, coefficientsOf(sub).value_or(Words{})));
-        report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name;
+        report.subCamera = format("%d x %d pixels, from ", camera.width, camera.height) + name +
+                           ", lens " + lensWords(sub);
     } else if (options.subWidth || options.subHeight) {
         throw Failure("the sub camera", "has a size, but nothing else", "add --sub");
     }
@@ -187,29 +202,34 @@ std::optional<CameraDescription> storeSub(const MakeOptions& options, Image& ima
     if (!options.extrinsics.empty()) {
         storeWords(image, CALIBMAP_EXTRINSIC_BLOCK, wordsFrom("--extrinsics", options.extrinsics));
         report.extrinsics = "as given";
+    } else {
+        for (const auto& camera : {main, described}) {
+            if (camera && !camera->extrinsics.empty()) {
+                report.unusedExtrinsics = camera->extrinsics + " of " + inputName(camera->path);
+                report.extrinsics += ", " + report.unusedExtrinsics + " not used";
+                break;
+            }
+        }
     }
     return described;
 }
 
-/** Refuses --fisheye when no lens that is made use of has been read as one. */
-void refuseIdleFisheye(const MakeOptions& options, const std::optional<CameraDescription>& main,
-                       const std::optional<CameraDescription>& sub) {
-    const auto isFisheye = [](const std::optional<CameraDescription>& camera) {
-        return camera && camera->lens.kind == LensKind::equidistant;
-    };
+/** Refuses --lens when no lens that is made use of needed it. */
+void refuseIdleLens(const MakeOptions& options, const std::optional<CameraDescription>& main,
+                    const std::optional<CameraDescription>& sub) {
     const bool isMainUsed = main && options.points.empty();
-    if (!options.isFisheye || (isMainUsed && isFisheye(main)) || isFisheye(sub)) {
+    if (!options.lens || (isMainUsed && main->isLensChosen) || (sub && sub->isLensChosen)) {
         return;
     }
     if (isMainUsed || sub) {
-        throw Failure("--fisheye",
+        throw Failure("--lens",
                       inputName(isMainUsed ? options.main : options.sub) +
-                          " names the model of its lens, and that is no fisheye lens",
+                          " says itself what its lens is, " + lensWords(isMainUsed ? *main : *sub),
                       "leave it out");
     }
     const char* const origin = options.points.empty() ? "the models are those of --from"
                                                       : "the models are fitted to --points";
-    throw Failure("--fisheye", std::string("there is no lens to read, ") + origin, "leave it out");
+    throw Failure("--lens", std::string("there is no lens to read, ") + origin, "leave it out");
 }
 
 /** The shape of the models along one axis, and how its parts are called. */
@@ -276,8 +296,8 @@ Image startingImage(const MakeOptions& options) {
 
 std::optional<Lens> storeFields(const MakeOptions& options, Image& image, MakeReport& report) {
     const std::optional<CameraDescription> main = storeMain(options, image, report);
-    const std::optional<CameraDescription> sub = storeSub(options, image, report);
-    refuseIdleFisheye(options, main, sub);
+    const std::optional<CameraDescription> sub = storeSub(options, main, image, report);
+    refuseIdleLens(options, main, sub);
     storeFlags(options, image, report);
     return main ? std::optional(main->lens) : std::nullopt;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "commands/camera_options.h"
+#include "making/camera_file.h"
 #include "making/proof.h"
 
 /** What the command line of `make` asks for; a text that was not given is empty. */
@@ -17,7 +18,7 @@ struct MakeOptions {
     CameraOptions camera;
     std::optional<int32_t> subWidth;
     std::optional<int32_t> subHeight;
-    bool isFisheye = false;
+    std::optional<LensChoice> lens;
     std::string extrinsics;
     std::string mainCoeff;
     std::string subCoeff;

@@ -66,14 +66,20 @@ std::string textOf(const MakeReport& report) {
     std::string text =
         format("%s: %d x %d pixels, main camera from %s\n", shown(report.file).c_str(),
                report.camera.width, report.camera.height, shown(report.mainCamera).c_str());
+    text += report.lens.empty() ? "" : "  lens: " + report.lens + "\n";
+    if (report.reprojectionError) {
+        text += format("  the calibration itself: reprojection error %g pixels\n",
+                       *report.reprojectionError);
+    }
     if (report.points) {
         text += format("  %zu points, %zu left out as outliers, noise %.3f pixels\n",
                        report.points->used.size() + report.points->leftOut.size(),
                        report.points->leftOut.size(), report.points->noise);
     }
     for (const auto& [direction, deviation] : report.fits) {
-        text +=
-            "  " + describe(direction, report.points ? "residuals" : "fit error", deviation) + "\n";
+        text += "  " +
+                describe(direction, report.points ? "residuals" : "spline from lens", deviation) +
+                "\n";
     }
     if (!report.points && report.maxAngle < 90) {
         text += format("  fitted up to %g degrees off the optical axis:", report.maxAngle);
@@ -88,7 +94,8 @@ std::string textOf(const MakeReport& report) {
     if (report.points) {
         text += coverageText(*report.points);
     }
-    text += "  sub camera: " + shown(report.subCamera) + "\n  extrinsics: " + report.extrinsics +
+    text += "  sub camera: " + shown(report.subCamera) +
+            "\n  extrinsics: " + shown(report.extrinsics) +
             "\n  further parameters: " + report.coefficients + "\n";
     if (report.passFlag != 1) {
         text += format("  the pass flag is %d, so devices refuse the file\n", report.passFlag);
@@ -112,9 +119,15 @@ std::string jsonOf(const MakeReport& report, const std::string& reason) {
                               {"cy", camera.cy},
                               {"coeff", report.coefficients}};
     }
+    if (!report.lens.empty()) {
+        json["lens"] = report.lens;
+    }
+    if (report.reprojectionError) {
+        json["reprojectionError"] = *report.reprojectionError;
+    }
     if (!report.extrinsics.empty()) {
         json["subCamera"] = shown(report.subCamera);
-        json["extrinsics"] = report.extrinsics;
+        json["extrinsics"] = shown(report.extrinsics);
         json["passFlag"] = report.passFlag;
     }
     json["tolerance"] = report.tolerance;

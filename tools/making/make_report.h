@@ -17,10 +17,13 @@ struct MakeReport {
 
     std::string file;
     Camera camera;
-    std::string mainCamera; /**< where it comes from */
+    std::string mainCamera;                  /**< where it comes from */
+    std::string lens;                        /**< in words; empty when none has been fitted */
+    std::optional<double> reprojectionError; /**< pixels; of the calibration against its views */
     std::string subCamera;
     std::string extrinsics;
-    std::string coefficients; /**< the main camera's further parameters */
+    std::string unusedExtrinsics; /**< what a calibration has of them and nobody took over */
+    std::string coefficients;     /**< the main camera's further parameters */
     int passFlag;
     double maxAngle;       /**< degrees */
     double tolerance;      /**< pixels */
