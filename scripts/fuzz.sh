@@ -6,7 +6,7 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" clang libclang-rt-dev llvm
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" clang libclang-rt-dev llvm
 
 report=false
 [ "${1:-}" != --report ] || {
@@ -15,21 +15,26 @@ report=false
 }
 seconds=${1:-30}
 targets=("${@:2}")
-[ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers)
+[ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers camera_file point_pairs)
 
 build fuzz
 
 # fuzzTarget TARGET: fails on a finding.
 fuzzTarget() {
-    local target=$1 log length folders
+    local target=$1 log length folders limits=(-timeout=20 -rss_limit_mb=1024 -dict=fuzz/numbers.dict)
     log=build/fuzz/$target.log
     length=512
     [ "$target" != calibration_file ] || length=6400
+    # What a reader promises to anybody, sanitizers and all.
+    if [ "$target" = camera_file ] || [ "$target" = point_pairs ]; then
+        length=16384
+        limits=(-timeout=2 -rss_limit_mb=300 -dict=fuzz/readers.dict)
+    fi
     folders=("build/fuzz/corpus/$target")
     mkdir -p "${folders[0]}"
     [ ! -d "fuzz/corpus/$target" ] || folders+=("fuzz/corpus/$target")
-    if ! "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=$length -timeout=20 \
-        -rss_limit_mb=1024 -dict=fuzz/numbers.dict -print_final_stats=1 \
+    if ! ASAN_OPTIONS=quarantine_size_mb=16 "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=$length \
+        "${limits[@]}" -print_final_stats=1 \
         -artifact_prefix="build/fuzz/finding-$target-" "${folders[@]}" 2>"$log"; then
         echo "$target: FINDING, see $log"
         grep -m 1 -A 12 -e '^does not hold' -e ERROR -e 'runtime error' "$log" || tail "$log"
