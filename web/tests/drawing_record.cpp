@@ -1,4 +1,5 @@
-// What `calibmap draw` strokes of a file, as bytes for the page's reader: drawing_record FILE DIRECTION WIDTH.
+// What `calibmap draw` strokes of a file, as bytes for the page's reader: drawing_record FILE
+// DIRECTION WIDTH.
 
 #include <algorithm>
 #include <cstdio>
@@ -22,10 +23,10 @@ int main(int /*argc*/, char** argv) {
     map.x.resize(map.index(map.rows, 0));
     map.y.resize(map.x.size());
     const CamDistortionLUT lut = {map.x.data(), map.y.data(), map.rows, map.cols};
-    if (doDistortionProcess(argv[1],
-                            direction == Direction::undistort ? CALIBMAP_UNDISTORTION
-                                                              : CALIBMAP_DISTORTION,
-                            1, nullptr, &lut) != CALIBMAP_SUCCESS) {
+    if (doDistortionProcess(
+            argv[1],
+            direction == Direction::undistort ? CALIBMAP_UNDISTORTION : CALIBMAP_DISTORTION, 1,
+            nullptr, &lut) != CALIBMAP_SUCCESS) {
         return 1;
     }
     const int32_t width = std::atoi(argv[3]);
