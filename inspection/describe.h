@@ -124,8 +124,7 @@ void describe(Out& out, const ModelsInfo& models) {
     out("xpieces", shape.xPieces);
     out("ypieces", shape.yPieces);
     for (const Direction direction : {Direction::distort, Direction::undistort}) {
-        out(nameOf(direction).c_str(),
-            ModelInfo{modelOf(*info.image, direction), info.withCoefficients});
+        out(nameOf(direction), ModelInfo{modelOf(*info.image, direction), info.withCoefficients});
     }
 }
 

@@ -21,11 +21,11 @@ Json valueOf(const std::vector<Value>& values);
 /** The `out` of `describe`: one member of an object after the other. */
 struct Members {
     template <class Value>
-    void operator()(const char* name, const Value& value) {
+    void operator()(const std::string& name, const Value& value) {
         object[name] = valueOf(value);
     }
     template <class Value>
-    void operator()(const char* name, const std::optional<Value>& value) {
+    void operator()(const std::string& name, const std::optional<Value>& value) {
         if (value) {
             object[name] = valueOf(*value);
         }

@@ -23,8 +23,11 @@
 #include "inspection/usability.h"
 
 /** The page's: shows how much of the work is done, from 0 to 1. */
-[[clang::import_module("page"), clang::import_name("reached")]] extern "C" void showReached(
-    double part);
+#ifdef __wasm__
+[[clang::import_module("page"), clang::import_name("reached")]]
+#endif
+extern "C" void
+showReached(double part);
 
 namespace {
 
@@ -54,8 +57,8 @@ void describe(Answer& out, const Theme& theme) {
 }
 
 /** What a drawing is stroked from. */
-void putDrawing(Answer& out, Drawing drawing) {
-    out("drawing", std::move(drawing));
+void putDrawing(Answer& out, const Drawing& drawing) {
+    out("drawing", drawing);
     out("light", Theme{false});
     out("dark", Theme{true});
 }
@@ -227,7 +230,7 @@ const char* compareFiles(const char* first, const char* second, int32_t undistor
     std::vector<DirectionDifference> differences;
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         const bool isDrawn = direction == directionOf(undistorts);
-        const double done = static_cast<double>(differences.size());
+        const auto done = static_cast<double>(differences.size());
         auto difference = directionDifferenceOf(
             images[0], images[1], first, second, direction, 0, isDrawn ? &values : nullptr, width,
             [done](double part) { showReached((done + part) / 2); });

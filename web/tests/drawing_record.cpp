@@ -13,7 +13,7 @@
 #include "inspection/pixel_values.h"
 #include "web/library/answer.h"
 
-int main(int /*argc*/, char** argv) {
+int main(int /*argc*/, char** argv) try {
     Image image{};
     const auto direction =
         std::strcmp(argv[2], "undistort") == 0 ? Direction::undistort : Direction::distort;
@@ -37,4 +37,6 @@ int main(int /*argc*/, char** argv) {
     answer.put(drawingOf(std::move(figure)));
     std::fwrite(answer.bytes.data(), 1, answer.bytes.size(), stdout);
     return 0;
+} catch (...) {
+    return 1;
 }
