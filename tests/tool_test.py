@@ -264,20 +264,11 @@ class ToolTest(unittest.TestCase):
 
     def test_check_tells_why(self):
         good = self.sample()
-        damaged = {at: good[:at] + bytes([good[at] ^ 1]) + good[at + 1:] for at in (100, 4200, 6230, 6267)}
-        nan, size = math.nan, lambda width, height: dict(width=struct.pack('<i', width), height=struct.pack('<i', height))
         cases = [(good, 0, 'accepted and usable'), (good + b'more', 0, 'accepted and usable'), (b'', 8, 'has 0 bytes.*6268'),
-                 (good[:-1], 8, 'has 6267 bytes'), (b'text ' * 2000, 9, 'main camera'), (damaged[100], 9, 'main camera and whole file'),
-                 (damaged[4200], 9, 'sub camera and whole file'), (damaged[6230], 9, 'extrinsics and whole file'),
-                 (damaged[6267], 9, r'\(whole file\)'), (sealed(good, passFlag=0), 10, 'pass flag is 0')]
+                 (good[:-1], 8, 'has 6267 bytes'), (b'text ' * 2000, 9, r'\(main camera and .* whole file\), copy'),
+                 (sealed(good, passFlag=0), 10, 'pass flag is 0')]
         cases += [(sealed(good, **changes), 0, 'not usable.*' + text) for changes, text in (
-            (dict(mainFx=math.inf), 'main.fx is inf'), (dict(mainFx=-425.0), 'main.fx is -425'), (dict(subFx=nan), 'sub.fx is nan'),
-            (dict(undistortX=nan), r'undistortion.xcorrect\[0\] is nan'), (dict(kx=5), 'need the orders 7 and 7'),
-            (dict(undistortBreaks=-0.7), 'columns 0 to 21 of the image lie outside'), (dict(distortX=5.0), 'do not undo each other: '),
-            (dict(undistortBreaks=nan), r'xbreaks\[0\] is nan'), (size(640, -480), 'image size is 640 x -480'),
-            (dict(size(20000, 20000), undistortBreaks=-9.0), 'too large for a map of ratio 1; .*lie outside'),
-            (size(2147483647, 1), '2147483647 x 1 pixels is too large for a map; columns 640 to 2147483646 of'),
-            (size(641, 480), 'column 640 of the image lies outside'),
+            (dict(subFx=math.nan), 'sub.fx is nan'), (dict(distortX=5.0), 'do not undo each other: '),
             (dict(undistortBreaks=struct.pack('<7f', *(i / 1000 for i in range(-3, 4)))), 'columns 0 to 317 and 320 to 639 of the image'))]
         for content, status, text in cases:
             self.write('case.bin', content)
