@@ -90,7 +90,7 @@ class ReadersTest(unittest.TestCase):
 
     def test_points_that_grow(self):
         for text, expected in [(',' * (60 * MEBIBYTE), 'too long'), (',' * (9 * MEBIBYTE), 'line 1: has 9437184 bytes'),
-                               ('1,2,3,4\n' + '7' * MEBIBYTE, 'line 2: has 1048576 bytes'), (repeated('\n', 9 * MEBIBYTE), 'no pairs'),
+                               (repeated('1,2,3,4\n'), 'line 100001: is one more'), ('1,2,3,4\n' + '7' * MEBIBYTE, 'line 2: has 1048576 bytes'), (repeated('\n', 9 * MEBIBYTE), 'no pairs'),
                                (repeated('a,b,c,d\n', 9 * MEBIBYTE), 'line 2: is not four'), ('a,b,c,d\n1,2,3,+-4\n', 'line 2: is not four')]:
             with self.subTest(expected):
                 self.refuse(text, expected, '--points', 'input', *CAMERA)
