@@ -77,7 +77,7 @@ class ReadersTest(unittest.TestCase):
                 (ROS.replace('camera_matrix', 'k' * 1000), "'camera_matrix' is missing"),
                 ('&' + repeated('a')[:-9], 'holds|is'), ('*' + repeated('a')[:-9], 'is not YAML'),
                 (repeated('!')[:-9], 'is'), (repeated('\t')[:-9], 'is'), (repeated('"')[:-9], 'is|holds'), (repeated("''")[:-9], 'is'),
-                ('a: |\n' + repeated(' \n')[:-9], 'is'), (repeated('\\'), 'is'), ('"\\z"', 'is not YAML'), (repeated('#\n'), 'is'),
+                ('a: |\n' + repeated(' \n')[:-9], 'is'), (repeated('\\'), 'is'), ('"\\z"', 'is not YAML'), (', a', 'line 1: is not YAML'), (repeated('#\n'), 'is'),
                 ('"' + repeated('\\x41')[:-9], 'is not YAML'), ('a: >\n' + repeated('  b\n')[:-9], 'is'), (repeated('a\n')[:-9], 'is'),
                 (XML.replace('<rows>', '<rows>' + repeated('<a>')[:-5000], 1), 'is not XML'),
                 ('<opencv_storage>' + '<a>' * 50 + '</a>' * 50 + '</opencv_storage>', 'line 1: is ' + deep),
@@ -90,7 +90,7 @@ class ReadersTest(unittest.TestCase):
 
     def test_points_that_grow(self):
         for text, expected in [(',' * (60 * MEBIBYTE), 'too long'), (',' * (9 * MEBIBYTE), 'line 1: has 9437184 bytes'),
-                               ('1,2,3,4\n' + '7' * MEBIBYTE, 'line 2: has 1048576 bytes'), (repeated('\n', 9 * MEBIBYTE), 'no pairs'),
+                               (repeated('1,2,3,4\n'), 'line 100001: is one more'), ('1,2,3,4\n' + '7' * MEBIBYTE, 'line 2: has 1048576 bytes'), (repeated('\n', 9 * MEBIBYTE), 'no pairs'),
                                (repeated('a,b,c,d\n', 9 * MEBIBYTE), 'line 2: is not four'), ('a,b,c,d\n1,2,3,+-4\n', 'line 2: is not four')]:
             with self.subTest(expected):
                 self.refuse(text, expected, '--points', 'input', *CAMERA)

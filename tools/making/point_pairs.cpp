@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::size_t longestText = std::size_t{16} << 20;
 constexpr std::size_t longestLine = 1000;
+// A fit gains nothing from more, and would take minutes over millions.
+constexpr std::size_t mostPairs = 100000;
 
 constexpr const char* advice = "write straight column, straight row, recorded column, recorded row";
 
@@ -55,6 +57,10 @@ std::vector<PointPair> pointPairsFrom(std::string_view text, const std::string& 
             }
         }
         // A header names all columns and holds no number.
+        if (good && pairs.size() == mostPairs) {
+            throw Failure(subject, format("is one more than %zu pairs of points", mostPairs),
+                          "keep some of them");
+        }
         if (good) {
             pairs.push_back({{*values[0], *values[1]}, {*values[2], *values[3]}});
         } else if (!isFirst || hasNumber || cells.size() != values.size()) {

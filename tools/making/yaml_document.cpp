@@ -20,7 +20,14 @@ class TreeBuilder : public YAML::EventHandler {
 
     std::vector<Node> takeDocuments() { return std::move(documents_); }
 
-    void OnDocumentStart(const YAML::Mark& /*mark*/) override { anchors_.clear(); }
+    void OnDocumentStart(const YAML::Mark& mark) override {
+        // At some tokens the parser begins one document after the other and goes no further.
+        if (mark.pos == start_) {
+            refuseLine(limits_.name(), lineOf(mark), "is not YAML");
+        }
+        start_ = mark.pos;
+        anchors_.clear();
+    }
     void OnDocumentEnd() override {}
 
     void OnNull(const YAML::Mark& mark, YAML::anchor_t anchor) override {
@@ -111,6 +118,7 @@ class TreeBuilder : public YAML::EventHandler {
     }
 
     DocumentLimits& limits_;
+    int start_ = -1; /**< where the document begins */
     std::vector<Weighed> open_;
     std::map<YAML::anchor_t, Weighed> anchors_;
     std::vector<Node> documents_;
