@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <regex>
 #include <tuple>
 
 #include "calibration_image.h"
@@ -30,6 +29,13 @@ Image with(const std::string& name, const std::vector<double>& values) {
     set(image.data(), name, values);
     seal(image.data());
     return image;
+}
+
+/** Whether a regular expression describes all of a text. */
+testing::AssertionResult matches(const std::string& text, const std::string& expected) {
+    const testing::Matcher<std::string> matcher(testing::MatchesRegex(expected));
+    return (matcher.Matches(text) ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << text;
 }
 
 /** The identity, and all of a model's coefficients moved: B-splines sum to one, and so does this.
@@ -134,9 +140,8 @@ TEST(Check, TellsWhatIsWrong) {
         {"distortion.ybreaks", {1, 0}, "the y break points of the distort model do not increase.*"},
     };
     for (const auto& [name, values, text] : cases) {
-        const std::regex expected("a: accepted but not usable, status 0: " + std::string(text));
-        EXPECT_TRUE(std::regex_match(said(with(name, values)), expected))
-            << said(with(name, values));
+        EXPECT_TRUE(matches(said(with(name, values)),
+                            "a: accepted but not usable, status 0: " + std::string(text)));
     }
     // Each range's own byte, and one of nobody's.
     for (const auto& [at, ranges] : {std::pair{50, "main camera and whole file"},
@@ -209,11 +214,11 @@ TEST(Difference, NamesEachFieldWithBothValues) {
     for (const FieldDifference& each : fieldDifferencesOf(image, other)) {
         all += each.name + ": " + each.text + (each.isParameter ? "!\n" : "\n");
     }
-    const std::regex expected(
-        "main.imageWidth: 32 and 640!\ndistortion.ycorrect: 3 of 120 values, by up to "
-        "(69|70)[.\\d]* at \\[1\\]\nchecksum of the main camera: 0x.. and 0x..\n"
-        "checksum of the whole file: 0x.. and 0x..\nreserved bytes: 2, at 3, 6260\n");
-    EXPECT_TRUE(std::regex_match(all, expected)) << all;
+    EXPECT_TRUE(
+        matches(all,
+                "main.imageWidth: 32 and 640!\ndistortion.ycorrect: 3 of 120 values, by up to "
+                "(69|70)[.0-9]* at \\[1\\]\nchecksum of the main camera: 0x.. and 0x..\n"
+                "checksum of the whole file: 0x.. and 0x..\nreserved bytes: 2, at 3, 6260\n"));
 }
 
 TEST(Difference, MeasuresHowFarMapsAreApart) {
