@@ -47,3 +47,12 @@ if(CALIBMAP_OPENCV_INCLUDE AND CALIBMAP_OPENCV_CORE AND CALIBMAP_OPENCV_CALIB3D
     add_test(NAME opencv COMMAND ${CALIBMAP_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/opencv_test.py
                                  $<TARGET_FILE:calibmap-tool> $<TARGET_FILE:opencv_maps>)
 endif()
+
+# A system that fails is compiled by the test; what was compiled for another machine has its own.
+add_test(NAME output COMMAND ${CALIBMAP_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/output_test.py
+                             $<TARGET_FILE:calibmap-tool> ${CMAKE_C_COMPILER})
+set_tests_properties(
+    output PROPERTIES
+    TIMEOUT 600
+    ENVIRONMENT
+    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tool_leaks.supp:print_suppressions=0")

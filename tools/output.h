@@ -1,15 +1,14 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
 #include <string>
 
 /**
  * A file that appears under its name only when it is complete: it is written under a temporary name
  * in the same folder and takes its place by `commit`. Without `commit`, or when a signal ends the
- * program, nothing is left of it. What stood there before keeps its mode and its links. "-" is
- * standard output; a device or a pipe is written in place. An output that is an input of the
- * program is refused. Every failure throws a `Failure`.
+ * program, nothing is left of it. What stood there before keeps its owner, its permissions and its
+ * links, but never runs as somebody else. "-" is standard output; a device or a pipe is written in
+ * place. An output that is an input of the program is refused. Every failure throws a `Failure`.
  */
 class OutputFile {
   public:
@@ -27,15 +26,20 @@ class OutputFile {
     void commit();
 
   private:
-    void createBeside();
-    void copyIntoPlace();
+    void createBeside(const struct stat* existing);
+    void removeTemporary();
+    void flush();
+    void writeInPlace();
     [[noreturn]] void refuse(int error) const;
 
     std::string path_;
     std::string target_;    /**< where the temporary goes; empty when written in place */
     std::string temporary_; /**< empty when there is nothing to remove */
-    bool isShared_ = false; /**< the target has several names, which have to stay one file */
-    std::FILE* file_ = nullptr;
+    /** The file has several names or an owner that no other could have: its bytes wait till
+     * `commit`. */
+    bool isKept_ = false;
+    std::string buffer_;  /**< what has not been handed to the system yet */
+    int descriptor_ = -1; /**< none once the file is complete */
 };
 
 /** Removes unfinished outputs when a signal ends the program. */
