@@ -127,7 +127,7 @@ TEST(Check, TellsWhatIsWrong) {
     EXPECT_EQ(said(calibrationImage()).substr(0, 62),
               "a: accepted and usable, status 0, maps undo each other within ");
     const std::tuple<const char*, std::vector<double>, const char*> cases[] = {
-        {"fx", {inf}, "main.fx is inf"},
+        {"fx", {HUGE_VAL}, "main.fx is inf"},
         {"fy", {-28}, "main.fy is -28 and not positive"},
         {"ky", {5}, "the orders are 7 and 5, .*10 with the 4 along y"},
         {"xpieces", {0}, "a piece count is 0"},
@@ -136,7 +136,9 @@ TEST(Check, TellsWhatIsWrong) {
         {"width",
          {1e9},
          "the image of 1000000000 x 24 pixels is too large for a map of ratio 1; .*"},
-        {"undistortion.x", {nan, nan}, "undistortion.xcorrect\\[0\\] is nan, as 2 of its values"},
+        {"undistortion.x",
+         {std::nan(""), std::nan("")},
+         "undistortion.xcorrect\\[0\\] is nan, as 2 of its values"},
         {"distortion.ybreaks", {1, 0}, "the y break points of the distort model do not increase.*"},
     };
     for (const auto& [name, values, text] : cases) {

@@ -95,6 +95,12 @@ class ReadersTest(unittest.TestCase):
             with self.subTest(expected):
                 self.refuse(text, expected, '--points', 'input', *CAMERA)
 
+    def test_arguments_that_grow(self):
+        word = 'x' * 100000
+        for arguments in (['info', word], [word], ['info', '--' + word], ['map', 'input', '--ratio', word], ['draw', 'input', '-o', word]):
+            told = subprocess.run([PROGRAM, *arguments], capture_output=True, check=False).stderr
+            self.assertRegex(told.decode(), '^calibmap: [^\n]{40,9020}\n$')
+
 
 if __name__ == '__main__':
     unittest.main()

@@ -199,12 +199,13 @@ Command Program::addCommand(const std::string& name, const std::string& descript
 }
 
 void warn(const std::string& subject, const std::string& text) {
-    std::fprintf(stderr, "calibmap: warning: %s: %s\n", shown(subject).c_str(),
-                 shown(text).c_str());
+    complain(("warning: " + subject + ": " + text).c_str(), exitGood);
 }
 
 int complain(const char* text, int status) {
-    std::fprintf(stderr, "calibmap: %s\n", shown(text).c_str());
+    // Two names of files have room, of the longest that the system knows.
+    constexpr std::size_t longest = 9000;
+    std::fprintf(stderr, "calibmap: %s\n", shortened(shown(text), longest).c_str());
     return status;
 }
 
