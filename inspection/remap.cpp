@@ -8,6 +8,13 @@
 
 namespace {
 
+/** What `lround` gives for what is not negative, without a call: the difference is exact. */
+template <class Sample>
+Sample rounded(double value) {
+    const auto whole = static_cast<int32_t>(value);
+    return static_cast<Sample>(whole + (value - whole >= 0.5 ? 1 : 0));
+}
+
 template <class Sample>
 void remap(const RemapJob<Sample>& job, int32_t first, int32_t end) {
     const CoordinateMap& map = *job.map;
@@ -34,13 +41,30 @@ void remap(const RemapJob<Sample>& job, int32_t first, int32_t end) {
             job.source + map.index(cell.row, cell.nextCol) * channels,
             job.source + map.index(cell.nextRow, cell.col) * channels,
             job.source + map.index(cell.nextRow, cell.nextCol) * channels};
+        const bool isOpaque =
+            colours == channels ||
+            std::all_of(std::begin(corners), std::end(corners),
+                        [&](const Sample* corner) { return corner[colours] == white; });
+        // Of the colours of what cannot be seen nothing may show.
+        const auto weighted = [&](std::size_t channel) {
+            const auto value = [&](const Sample* corner) {
+                return static_cast<double>(corner[channel]) * corner[colours];
+            };
+            return between(cell, value(corners[0]), value(corners[1]), value(corners[2]),
+                           value(corners[3]));
+        };
+        const auto plain = [&](std::size_t channel) {
+            return between(cell, corners[0][channel], corners[1][channel], corners[2][channel],
+                           corners[3][channel]);
+        };
+        const double opacity = isOpaque ? white : plain(colours);
         for (std::size_t channel = 0; channel < colours; ++channel) {
-            const double value = between(cell, corners[0][channel], corners[1][channel],
-                                         corners[2][channel], corners[3][channel]);
-            // What `lround` gives for what is not negative, without a call: the difference is
-            // exact.
-            const auto whole = static_cast<int32_t>(value);
-            result[channel] = static_cast<Sample>(whole + (value - whole >= 0.5 ? 1 : 0));
+            result[channel] = rounded<Sample>(isOpaque      ? plain(channel)
+                                              : opacity > 0 ? weighted(channel) / opacity
+                                                            : 0);
+        }
+        if (!isOpaque) {
+            result[colours] = rounded<Sample>(opacity);
         }
     }
 }

@@ -13,7 +13,7 @@ struct RemapJob {
     const CoordinateMap* map; /**< of ratio 1 */
     const Sample* source;
     Sample* result;
-    int32_t channels; /**< the last of 2 or 4 is opacity, and the result is opaque */
+    int32_t channels; /**< the last of 2 or 4 is opacity; colours count by it */
     int32_t bits;     /**< 8 or 16 */
     Border border;
 };

@@ -262,7 +262,7 @@ TEST(Difference, MeasuresHowFarMapsAreApart) {
 }
 
 /** Remapping as one would write it down. */
-double naive(const std::vector<uint16_t>& source, const CoordinateMap& map, std::size_t i,
+double naive(const std::vector<double>& source, const CoordinateMap& map, std::size_t i,
              std::size_t channels, std::size_t channel, double outside, bool toEdge) {
     double x = map.x[i];
     double y = map.y[i];
@@ -303,12 +303,20 @@ TEST(Remap, InterpolatesEachColourAndFillsTheRest) {
             remapRows(job, 1, 5);
             EXPECT_EQ(result[7 * channels - 1], 77);
             remapRows(job, 0, 1);
+            std::vector<double> weighted(source.begin(), source.end());
+            for (std::size_t i = 0; channels == 4 && i < weighted.size(); ++i) {
+                weighted[i] *= i % 4 == 3 ? 1 : source[i | 3] / 65535.0;
+            }
             for (std::size_t i = 0; i < result.size(); ++i) {
+                const auto value = [&](std::size_t channel, double around) {
+                    return naive(weighted, map, i / channels, channels, channel, around,
+                                 border == Border::edge);
+                };
+                const double around = outside[static_cast<int>(border)];
+                const bool isOpacity = i % channels == 3;
                 const double expected =
-                    i % channels == 3
-                        ? 65535
-                        : naive(source, map, i / channels, channels, i % channels,
-                                outside[static_cast<int>(border)], border == Border::edge);
+                    value(i % channels, isOpacity ? 65535 : around) /
+                    (channels == 4 && !isOpacity ? value(3, 65535) / 65535 : 1);
                 EXPECT_NEAR(result[i], expected, 0.5001) << i << " of " << channels;
             }
         }

@@ -61,22 +61,28 @@ def bilinear(picture, x, y):
             b * ((1 - a) * picture[y0 + 1, x0] + a * picture[y0 + 1, x0 + 1]))
 
 
-def read_png(path):
-    """Decodes a grey or RGB PNG by its definition, not by the library that wrote it."""
+def png_chunks(path):
+    """The chunks of a PNG file, those of one kind joined."""
     with open(path, 'rb') as file:
         data = file.read()
     assert data[:8] == b'\x89PNG\r\n\x1a\n'
-    at, packed = 8, b''
+    at, chunks = 8, {}
     while at < len(data):
         size, kind = struct.unpack('>I4s', data[at:at + 8])
         body = data[at + 8:at + 8 + size]
         assert zlib.crc32(kind + body) == struct.unpack('>I', data[at + 8 + size:at + 12 + size])[0]
-        if kind == b'IHDR':
-            width, height, bits, colour, _, _, interlace = struct.unpack('>IIBBBBB', body)
-        packed += body if kind == b'IDAT' else b''
+        chunks[kind] = chunks.get(kind, b'') + body
         at += size + 12
-    assert colour in (0, 2) and bits in (8, 16) and interlace == 0
-    channels = 3 if colour == 2 else 1
+    return chunks
+
+
+def read_png(path):
+    """Decodes a PNG without palette by its definition, not by the library that wrote it."""
+    chunks = png_chunks(path)
+    width, height, bits, colour, _, _, interlace = struct.unpack('>IIBBBBB', chunks[b'IHDR'])
+    packed = chunks[b'IDAT']
+    assert colour in (0, 2, 4, 6) and bits in (8, 16) and interlace == 0
+    channels = {0: 1, 2: 3, 4: 2, 6: 4}[colour]
     step = channels * bits // 8
     raw = zlib.decompress(packed)
     line, rows = width * step, [bytes(width * step + step)]
@@ -92,17 +98,17 @@ def read_png(path):
         rows.append(row)
     pixels = np.frombuffer(b''.join(row[step:] for row in rows[1:]), np.uint8).reshape(height, line)
     samples = pixels.view('>u2') if bits == 16 else pixels
-    return samples.astype(np.int64).reshape((height, width, 3) if channels == 3 else (height, width))
+    return samples.astype(np.int64).reshape((height, width, channels) if channels > 1 else (height, width))
 
 
-def write_png(path, picture, bits):
+def write_png(path, picture, bits, chunks=()):
     rows = picture.astype('>u2' if bits == 16 else np.uint8).reshape(picture.shape[0], -1)
     packed = zlib.compress(b''.join(b'\0' + row.tobytes() for row in rows))
-    colour = 2 if picture.ndim == 3 else 0
+    colour = {1: 0, 2: 4, 3: 2, 4: 6}[picture.shape[2] if picture.ndim == 3 else 1]
     head = struct.pack('>IIBBBBB', picture.shape[1], picture.shape[0], bits, colour, 0, 0, 0)
     with open(path, 'wb') as file:
         file.write(b'\x89PNG\r\n\x1a\n')
-        for kind, body in ((b'IHDR', head), (b'IDAT', packed), (b'IEND', b'')):
+        for kind, body in ((b'IHDR', head), *chunks, (b'IDAT', packed), (b'IEND', b'')):
             file.write(struct.pack('>I', len(body)) + kind + body +
                        struct.pack('>I', zlib.crc32(kind + body)))
 
@@ -235,6 +241,37 @@ class ToolTest(unittest.TestCase):
             if border != 'edge':
                 expected[~inside] = 2**bits - 1 if border == 'white' else 0
             self.assertLessEqual(np.abs(result - expected).max(), 0.5001)
+
+    def test_remap_weighs_colours_by_opacity_and_takes_along_what_stands_beside_them(self):
+        self.sample()
+        x, y = self.map('distort')
+        inside = (x >= 0) & (x <= WIDTH - 1) & (y >= 0) & (y <= HEIGHT - 1)
+        random = np.random.default_rng(2)
+        kept = {b'pHYs': struct.pack('>IIB', 3000, 5000, 1), b'gAMA': struct.pack('>I', 50000),
+                b'tEXt': b'Author\0somebody'}
+        for bits, channels in ((8, 4), (16, 2)):
+            picture = random.integers(0, 2**bits, (HEIGHT, WIDTH, channels))
+            picture[100:300, :, -1] = 2**bits - 1
+            picture[200:400, 300:, -1] = 0
+            write_png('in.png', picture, bits, kept.items())
+            self.run_tool('remap', 'lens.bin', 'in.png', '--direction', 'distort', '-o', 'out.png')
+            result = read_png('out.png')[inside]
+            weighted = picture * np.where(np.arange(channels) < channels - 1, picture[..., -1:], 1)
+            expected = bilinear(weighted, x, y)[inside]
+            seen = expected[:, -1] > 0
+            expected[:, :-1] = np.where(seen[:, None], expected[:, :-1], 0) / np.where(seen, expected[:, -1], 1)[:, None]
+            self.assertLessEqual(np.abs(result - expected).max(), 0.5001)
+            chunks = png_chunks('out.png')
+            self.assertEqual({kind: chunks.get(kind) for kind in kept}, kept)
+        # Small in a file and gigabytes once unpacked.
+        half, whole = (zlib.compress(bytes(size << 20)) for size in (9, 17))
+        for bomb in ([(b'zTXt', b'a\0\0' + half)] * 2, [(b'iCCP', b'a\0\0' + whole)],
+                     [(b'iTXt', b'a\0\1\0\0\0' + whole)]):
+            write_png('in.png', picture, 16, bomb)
+            with open('out.png', 'rb') as before:
+                told = self.run_tool('remap', 'lens.bin', 'in.png', '-o', 'out.png', status=1)
+                self.assertRegex(told.stderr.decode(), r'^calibmap: in.png: cannot be read as a PNG picture \(')
+                self.assertEqual(os.stat('out.png').st_ino, os.fstat(before.fileno()).st_ino)
 
     def test_draw_strokes_every_kind_of_mark(self):
         self.sample()

@@ -79,8 +79,8 @@ int run(const PatternOptions& options) {
 
     const Picture colour = canvas.picture();
     Picture grey = makePicture(options.width, options.height, 1, 8);
-    for (std::size_t i = 0; i < grey.samples.size(); ++i) {
-        grey.samples[i] = colour.samples[i * static_cast<std::size_t>(colour.channels)];
+    for (std::size_t i = 0; i < grey.bytes.size(); ++i) {
+        grey.bytes[i] = colour.bytes[i * static_cast<std::size_t>(colour.channels)];
     }
     writePng(options.output, grey);
     return exitGood;

@@ -25,10 +25,16 @@ struct RemapOptions {
     Border border = Border::black;
 };
 
+template <class Sample>
 Picture applied(const CoordinateMap& map, const Picture& source, Border border) {
     Picture result = makePicture(source.width, source.height, source.channels, source.bits);
-    const RemapJob<uint16_t> job = {
-        &map, source.samples.data(), result.samples.data(), source.channels, source.bits, border};
+    result.origin = source.origin;
+    const RemapJob<Sample> job = {&map,
+                                  reinterpret_cast<const Sample*>(source.bytes.data()),
+                                  reinterpret_cast<Sample*>(result.bytes.data()),
+                                  source.channels,
+                                  source.bits,
+                                  border};
     const Progress progress("applying the map");
     constexpr int32_t rowsAtOnce = 16;
     std::atomic<int32_t> next = 0;
@@ -57,7 +63,8 @@ int run(const RemapOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, 1);
     const Picture source = readPng(options.input, map.cols, map.rows);
-    writePng(options.output, applied(map, source, options.border));
+    writePng(options.output, source.bits == 8 ? applied<uint8_t>(map, source, options.border)
+                                              : applied<uint16_t>(map, source, options.border));
     return exitGood;
 }
 
@@ -78,7 +85,8 @@ void addRemap(Program& program) {
                             {"edge", Border::edge}},
                            "What places outside the picture show");
     command.explain(
-        "Reads and writes 8- or 16-bit grey or RGB PNG pictures of the camera's size and\n"
-        "interpolates bilinearly.\n\n"
+        "Reads and writes 8- or 16-bit grey or RGB PNG pictures of the camera's size, with or\n"
+        "without opacity, and interpolates bilinearly. Resolution, colour profile and texts "
+        "stay.\n\n"
         "Example:\n  calibmap remap stereoParams.bin recorded.png -o straight.png");
 }

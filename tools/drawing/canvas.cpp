@@ -77,14 +77,14 @@ unsigned char* Canvas::pixelAt(int col, int row) const {
 Picture Canvas::picture() const {
     cairo_surface_flush(surface_.get());
     Picture result = makePicture(width_, height_, 3, 8);
+    auto sample = result.bytes.begin();
     for (int32_t row = 0; row < height_; ++row) {
         for (int32_t col = 0; col < width_; ++col) {
             uint32_t pixel = 0;
             std::memcpy(&pixel, pixelAt(col, row), sizeof pixel);
-            uint16_t* const sample = &result.samples[result.index(row, col)];
-            sample[0] = pixel >> 16 & 0xFF;
-            sample[1] = pixel >> 8 & 0xFF;
-            sample[2] = pixel & 0xFF;
+            for (const int shift : {16, 8, 0}) {
+                *sample++ = static_cast<uint8_t>(pixel >> shift & 0xFF);
+            }
         }
     }
     return result;

@@ -1,13 +1,17 @@
 #include "drawing/picture.h"
 
-#include <png.h>
+#include <spng.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <new>
+#include <type_traits>
 
 #include "failure.h"
 #include "input.h"
@@ -17,180 +21,194 @@
 
 namespace {
 
-/** What libpng last complained about; it stands in the error pointer of the png_struct. */
-using Complaint = std::array<char, 160>;
-
-void complain(png_structp png, png_const_charp message) {
-    auto* const complaint = static_cast<Complaint*>(png_get_error_ptr(png));
-    std::snprintf(complaint->data(), complaint->size(), "%s", message);
-    png_longjmp(png, 1);
+std::shared_ptr<spng_ctx> makeCodec(int flags) {
+    spng_ctx* const codec = spng_ctx_new(flags);
+    if (codec == nullptr) {
+        throw std::bad_alloc();
+    }
+    return {codec, spng_ctx_free};
 }
 
-void ignoreWarning(png_structp /*png*/, png_const_charp /*message*/) {}
-
-/** The libpng state of one file that is read. */
-struct Reader {
-    Complaint complaint{};
-    png_structp png =
-        png_create_read_struct(PNG_LIBPNG_VER_STRING, &complaint, complain, ignoreWarning);
-    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
-    Reader() = default;
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-    ~Reader() { png_destroy_read_struct(&png, &info, nullptr); }
+/** Where a picture comes from, and why no more comes, if so. */
+struct Source {
+    InputFile file;
+    std::size_t limit;
+    int error = 0;
 };
 
-/** The libpng state of one file that is written, and what stopped it, if something did. */
-struct Writer {
-    Complaint complaint{};
+int readBytes(spng_ctx* /*codec*/, void* user, void* bytes, std::size_t size) {
+    auto* const source = static_cast<Source*>(user);
+    source->error = size > source->limit ? EFBIG : 0;
+    if (source->error != 0) {
+        return SPNG_IO_ERROR;
+    }
+    source->limit -= size;
+    const bool isWhole = std::fread(bytes, 1, size, source->file.get()) == size;
+    source->error = std::ferror(source->file.get()) != 0 ? errno : 0;
+    return isWhole ? SPNG_OK : SPNG_IO_EOF;
+}
+
+/** Where a picture is written, and what stopped it, if something did. */
+struct Destination {
     OutputFile* file;
     std::exception_ptr stopped;
-    png_structp png =
-        png_create_write_struct(PNG_LIBPNG_VER_STRING, &complaint, complain, ignoreWarning);
-    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
-    explicit Writer(OutputFile& output) : file(&output) {}
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-    ~Writer() { png_destroy_write_struct(&png, &info); }
 };
 
-void writeBytes(png_structp png, png_bytep bytes, size_t size) {
-    auto* const writer = static_cast<Writer*>(png_get_io_ptr(png));
+int writeBytes(spng_ctx* /*codec*/, void* user, void* bytes, std::size_t size) {
+    auto* const destination = static_cast<Destination*>(user);
     try {
-        writer->file->write(bytes, size);
-        return;
+        destination->file->write(bytes, size);
+        return 0;
     } catch (...) {
-        // No exception may pass through libpng.
-        writer->stopped = std::current_exception();
+        // No exception may pass through a library of C.
+        destination->stopped = std::current_exception();
     }
-    png_error(png, "write error");
+    return SPNG_IO_ERROR;
 }
 
-void flushBytes(png_structp /*png*/) {}
-
-// Between setjmp and a longjmp of libpng nothing that has a destructor may come to life: the next
-// functions work on what their callers hold. They return false after a complaint.
-
-bool readHeader(Reader& reader, std::FILE* file) {
-    if (setjmp(png_jmpbuf(reader.png)) != 0) {
-        return false;
+/** How the samples of a PNG file are asked for, so that each has 8 or 16 bits. */
+int formatOf(const spng_ihdr& header, bool isGrey, bool isUnpacked) {
+    if (header.bit_depth == 16) {
+        return !isUnpacked ? SPNG_FMT_PNG : isGrey ? SPNG_FMT_GA16 : SPNG_FMT_RGBA16;
     }
-    png_init_io(reader.png, file);
-    png_read_info(reader.png, reader.info);
-    // Palettes and 1, 2 or 4 bits become 8 bits of grey or RGB.
-    png_set_expand(reader.png);
-    png_set_interlace_handling(reader.png);
-    png_read_update_info(reader.png, reader.info);
-    return true;
+    if (header.color_type == SPNG_COLOR_TYPE_GRAYSCALE) {
+        return isUnpacked ? SPNG_FMT_GA8 : SPNG_FMT_G8;
+    }
+    if (header.color_type == SPNG_COLOR_TYPE_INDEXED) {
+        return isUnpacked ? SPNG_FMT_RGBA8 : SPNG_FMT_RGB8;
+    }
+    return isUnpacked ? SPNG_FMT_RGBA8 : SPNG_FMT_PNG;
 }
 
-bool readRows(Reader& reader, png_bytepp rows) {
-    if (setjmp(png_jmpbuf(reader.png)) != 0) {
-        return false;
+template <class Chunk, class Set>
+void takeAlong(spng_ctx* from, spng_ctx* to, int (*get)(spng_ctx*, Chunk*), Set set) {
+    Chunk chunk{};
+    if (get(from, &chunk) == SPNG_OK) {
+        if constexpr (std::is_invocable_v<Set, spng_ctx*, Chunk*>) {
+            set(to, &chunk);
+        } else {
+            set(to, chunk);
+        }
     }
-    png_read_image(reader.png, rows);
-    png_read_end(reader.png, nullptr);
-    return true;
 }
 
-bool writeRows(Writer& writer, const Picture& picture, png_bytepp rows) {
-    if (setjmp(png_jmpbuf(writer.png)) != 0) {
-        return false;
+/** What says how large and in which colours a picture is to be shown, and whose it is. */
+void takeAlong(spng_ctx* from, spng_ctx* to) {
+    takeAlong(from, to, spng_get_phys, spng_set_phys);
+    takeAlong(from, to, spng_get_iccp, spng_set_iccp);
+    takeAlong(from, to, spng_get_srgb, spng_set_srgb);
+    takeAlong(from, to, spng_get_chrm_int, spng_set_chrm_int);
+    takeAlong(from, to, spng_get_gama_int, spng_set_gama_int);
+    uint32_t count = 0;
+    if (spng_get_text(from, nullptr, &count) == SPNG_OK) {
+        std::vector<spng_text> texts(count);
+        spng_get_text(from, texts.data(), &count);
+        spng_set_text(to, texts.data(), count);
     }
-    png_set_write_fn(writer.png, &writer, writeBytes, flushBytes);
-    png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(picture.width),
-                 static_cast<png_uint_32>(picture.height), picture.bits,
-                 picture.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(writer.png, writer.info);
-    png_write_image(writer.png, rows);
-    png_write_end(writer.png, nullptr);
-    return true;
-}
-
-/** The rows of a buffer of bytes, as libpng wants them. */
-std::vector<png_bytep> rowsOf(std::vector<uint8_t>& bytes, int32_t height) {
-    std::vector<png_bytep> rows(static_cast<std::size_t>(height));
-    for (std::size_t row = 0; row < rows.size(); ++row) {
-        rows[row] = bytes.data() + row * (bytes.size() / rows.size());
-    }
-    return rows;
 }
 
 }  // namespace
 
-Picture makePicture(int32_t width, int32_t height, int channels, int bits) {
-    Picture picture = {width, height, channels, bits, {}};
-    picture.samples.resize(picture.index(height, 0));
+Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bits) {
+    Picture picture = {width, height, channels, bits, {}, nullptr};
+    picture.bytes.resize(picture.rowSize() * static_cast<std::size_t>(height));
     return picture;
 }
 
 Picture readPng(const std::string& path, int32_t width, int32_t height) {
-    const InputFile file = openInput(path);
-    Reader reader;
-    if (reader.info == nullptr) {
-        throw std::bad_alloc();
-    }
-    const auto refuse = [&] {
-        throw Failure(
-            inputName(path),
-            std::string("cannot be read as a PNG picture (") + reader.complaint.data() + ")",
-            "convert it to PNG or write it again");
+    // No pixel has more than 8 bytes; what is left is for everything that a camera adds to them.
+    constexpr std::size_t besides = std::size_t{64} << 20;
+    // Texts and colour profiles can be small in a file and gigabytes once unpacked.
+    constexpr std::size_t mostUnpacked = std::size_t{16} << 20;
+    Source source = {openInput(path), besides + std::size_t{8} * static_cast<std::size_t>(width) *
+                                                    static_cast<std::size_t>(height)};
+    const std::shared_ptr<spng_ctx> decoder = makeCodec(0);
+    const auto must = [&](int status) {
+        if (status == SPNG_EMEM) {
+            throw std::bad_alloc();
+        }
+        if (source.error != 0) {
+            throw Failure(inputName(path),
+                          std::string("cannot be read (") + std::strerror(source.error) + ")",
+                          "check that it is the right file");
+        }
+        if (status != SPNG_OK) {
+            throw Failure(
+                inputName(path),
+                std::string("cannot be read as a PNG picture (") + spng_strerror(status) + ")",
+                "convert it to PNG or write it again");
+        }
     };
-    if (!readHeader(reader, file.get())) {
-        refuse();
-    }
-    const png_uint_32 foundWidth = png_get_image_width(reader.png, reader.info);
-    const png_uint_32 foundHeight = png_get_image_height(reader.png, reader.info);
-    if (foundWidth != static_cast<png_uint_32>(width) ||
-        foundHeight != static_cast<png_uint_32>(height)) {
+    spng_ihdr header{};
+    // A damaged tRNS chunk would hide that there is transparency.
+    must(spng_set_crc_action(decoder.get(), SPNG_CRC_ERROR, SPNG_CRC_ERROR));
+    must(spng_set_chunk_limits(decoder.get(), mostUnpacked, mostUnpacked));
+    must(spng_set_png_stream(decoder.get(), readBytes, &source));
+    must(spng_get_ihdr(decoder.get(), &header));
+    if (header.width != static_cast<uint32_t>(width) ||
+        header.height != static_cast<uint32_t>(height)) {
         throw Failure(inputName(path),
-                      format("the picture has %u x %u pixels and the camera %d x %d", foundWidth,
-                             foundHeight, width, height),
+                      format("the picture has %u x %u pixels and the camera %d x %d", header.width,
+                             header.height, width, height),
                       "take a picture of the camera's size");
     }
-    const int channels = png_get_channels(reader.png, reader.info);
-    if (channels != 1 && channels != 3) {
-        throw Failure(inputName(path), "the picture has an alpha channel", "remove it");
-    }
-    const int bits = png_get_bit_depth(reader.png, reader.info);
-    std::vector<uint8_t> bytes(png_get_rowbytes(reader.png, reader.info) * foundHeight);
-    if (!readRows(reader, rowsOf(bytes, height).data())) {
-        refuse();
-    }
-    Picture picture = makePicture(width, height, channels, bits);
-    if (bits == 8) {
-        picture.samples.assign(bytes.begin(), bytes.end());
-        return picture;
-    }
-    for (std::size_t i = 0; i < picture.samples.size(); ++i) {
-        // PNG is big-endian.
-        picture.samples[i] = static_cast<uint16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
-    }
+    must(spng_decode_chunks(decoder.get()));
+    spng_trns transparency{};
+    const bool isGrey = (header.color_type & ~SPNG_COLOR_TYPE_GRAYSCALE_ALPHA) == 0;
+    const bool isUnpacked = spng_get_trns(decoder.get(), &transparency) == SPNG_OK;
+    const bool hasOpacity =
+        isUnpacked || (header.color_type & SPNG_COLOR_TYPE_GRAYSCALE_ALPHA) != 0;
+    Picture picture = makePicture(width, height, (isGrey ? 1 : 3) + (hasOpacity ? 1 : 0),
+                                  header.bit_depth == 16 ? 16 : 8);
+    must(spng_decode_image(decoder.get(), picture.bytes.data(), picture.bytes.size(),
+                           formatOf(header, isGrey, isUnpacked),
+                           isUnpacked ? SPNG_DECODE_TRNS : 0));
+    // A file that ends early has lost something, even if all samples are there.
+    must(spng_decode_chunks(decoder.get()));
+    picture.origin = decoder;
     return picture;
 }
 
 void writePng(const std::string& path, const Picture& picture) {
-    std::vector<uint8_t> bytes;
-    bytes.reserve(picture.samples.size() * static_cast<std::size_t>(picture.bits) / 8);
-    for (const uint16_t sample : picture.samples) {
-        if (picture.bits == 16) {
-            bytes.push_back(static_cast<uint8_t>(sample >> 8));
-        }
-        bytes.push_back(static_cast<uint8_t>(sample));
-    }
     const Progress progress("writing " + shortened(path, 40));
     OutputFile file(path);
-    Writer writer(file);
-    if (writer.info == nullptr) {
-        throw std::bad_alloc();
-    }
-    if (!writeRows(writer, picture, rowsOf(bytes, picture.height).data())) {
-        if (writer.stopped) {
-            std::rethrow_exception(writer.stopped);
+    Destination destination = {&file, nullptr};
+    const std::shared_ptr<spng_ctx> encoder = makeCodec(SPNG_CTX_ENCODER);
+    const auto must = [&](int status) {
+        if (destination.stopped) {
+            std::rethrow_exception(destination.stopped);
         }
-        throw Failure(path, std::string("cannot be written (") + writer.complaint.data() + ")",
-                      "choose a smaller picture");
+        if (status == SPNG_EMEM) {
+            throw std::bad_alloc();
+        }
+        if (status != SPNG_OK && status != SPNG_EOI) {
+            throw Failure(path, std::string("cannot be written (") + spng_strerror(status) + ")",
+                          "choose a smaller picture");
+        }
+    };
+    spng_ihdr header{};
+    header.width = static_cast<uint32_t>(picture.width);
+    header.height = static_cast<uint32_t>(picture.height);
+    header.bit_depth = static_cast<uint8_t>(picture.bits);
+    const bool isGrey = picture.channels < 3;
+    const bool hasOpacity = picture.channels % 2 == 0;
+    header.color_type = static_cast<uint8_t>((isGrey ? 0 : SPNG_COLOR_TYPE_TRUECOLOR) |
+                                             (hasOpacity ? SPNG_COLOR_TYPE_GRAYSCALE_ALPHA : 0));
+    must(spng_set_png_stream(encoder.get(), writeBytes, &destination));
+    must(spng_set_ihdr(encoder.get(), &header));
+    if (picture.origin != nullptr) {
+        takeAlong(picture.origin.get(), encoder.get());
+        // What a camera saw has runs and hardly a repetition: searching takes long and saves
+        // nothing.
+        must(spng_set_option(encoder.get(), SPNG_IMG_COMPRESSION_STRATEGY, Z_RLE));
+    }
+    must(spng_encode_image(encoder.get(), nullptr, 0, SPNG_FMT_PNG,
+                           SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE));
+    const std::size_t size = picture.rowSize();
+    for (int32_t row = 0; row < picture.height; ++row) {
+        progress.reached(static_cast<double>(row) / picture.height);
+        must(spng_encode_row(encoder.get(), &picture.bytes[static_cast<std::size_t>(row) * size],
+                             size));
     }
     file.commit();
 }

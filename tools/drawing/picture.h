@@ -2,26 +2,27 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-/** A grey or RGB picture of 8 or 16 bits, its samples interleaved, row by row from the top. */
+/** A picture, its samples interleaved, row by row from the top. */
 struct Picture {
     int32_t width;
     int32_t height;
-    int channels; /**< 1 grey, 3 RGB */
-    int bits;     /**< 8 or 16 */
-    std::vector<uint16_t> samples;
+    int32_t channels;           /**< 1 grey, 3 RGB, and one more where the last is opacity */
+    int32_t bits;               /**< 8 or 16 */
+    std::vector<uint8_t> bytes; /**< samples of 16 bits in the machine's own order */
+    /** The file it was read from, whose resolution, colours and texts it takes along. */
+    std::shared_ptr<struct spng_ctx> origin;
 
-    [[nodiscard]] std::size_t index(int32_t row, int32_t col) const {
-        return (static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +
-                static_cast<std::size_t>(col)) *
-               static_cast<std::size_t>(channels);
+    [[nodiscard]] std::size_t rowSize() const {
+        return static_cast<std::size_t>(width) * static_cast<std::size_t>(channels * bits / 8);
     }
 };
 
-/** An empty picture of this kind. */
-Picture makePicture(int32_t width, int32_t height, int channels, int bits);
+/** A black picture of this kind. */
+Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bits);
 
 /** Reads a PNG file that has to be of this size; throws a `Failure` if it is not, or is no PNG. */
 Picture readPng(const std::string& path, int32_t width, int32_t height);
