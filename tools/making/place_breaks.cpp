@@ -19,11 +19,7 @@ constexpr double smallestPiece = 0.02;
 /** An orthonormal basis of what the splines of one axis can be at the sites. */
 template <class Axis>
 Matrix basisOver(const Axis& breaks, int order, const std::vector<double>& sites) {
-    const Collocation splines = splinesAt({breaks.begin(), breaks.end()}, order, sites);
-    using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-    const Matrix values =
-        Eigen::Map<const RowMajor>(splines.values.data(), static_cast<Eigen::Index>(splines.rows),
-                                   static_cast<Eigen::Index>(splines.cols));
+    const Matrix values = splinesAt(breaks, order, sites);
     const Eigen::HouseholderQR<Matrix> decomposed(values);
     return decomposed.householderQ() * Matrix::Identity(values.rows(), values.cols());
 }
