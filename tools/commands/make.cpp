@@ -24,19 +24,22 @@ namespace {
 const std::string writeAnyway = ", or --unproved to write it all the same";
 
 /** What helps against a file that no device could use. */
-std::string remedyFor(const MakeOptions& options, const Camera& camera) {
+std::string remedyFor(const MakeOptions& options, const Camera& camera, const Lens& lens) {
     if (options.main.empty() && options.points.empty()) {
         return "undo that, or give --main or --points to fit models to it" + writeAnyway;
     }
-    double corner = 0;
+    double widest = 0;
+    bool isUnfolded = true;
     for (const double x : {0.0, camera.width - 1.0}) {
         for (const double y : {0.0, camera.height - 1.0}) {
-            corner = std::max(corner, angleOf(normalised(camera, {x, y})));
+            const Point corner = normalised(camera, {x, y});
+            widest = std::max(widest, angleOf(corner));
+            isUnfolded = isUnfolded && isUnfoldedUpTo(lens, corner);
         }
     }
     // A view of all of the straight image leaves little that is not fitted.
-    const double angle = std::ceil(corner * 180 / std::numbers::pi + 0.5);
-    return (options.maxAngle && *options.maxAngle < angle
+    const double angle = std::ceil(widest * 180 / std::numbers::pi + 0.5);
+    return (options.maxAngle && *options.maxAngle < angle && isUnfolded
                 ? format("the straight image reaches further, try --max-angle %.0f", angle)
                 : "check what it is made from") +
            writeAnyway;
@@ -61,7 +64,7 @@ void make(const MakeOptions& options, MakeReport& report) {
                      {},
                      options.set,
                      options.residuals,
-                     remedyFor(options, mainCameraOf(image)),
+                     remedyFor(options, mainCameraOf(image), main ? main->lens : Lens{}),
                      options.isUnproved};
     if (!options.points.empty()) {
         making.pairs = readPointPairs(options.points);

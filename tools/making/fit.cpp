@@ -22,7 +22,7 @@ constexpr std::size_t sitesAlongY = 48;
 constexpr double bareSmoothing = 1e-12;
 
 /** So little weight does not draw a model away from what it is fitted to. */
-constexpr double weightBeyond = 1e-4;
+constexpr double weightBeyond = 1e-6;
 
 /** Break points at even distances from `first` to `last`, as the file's single precision has them.
  */
