@@ -186,6 +186,7 @@ class MakeTest(unittest.TestCase):
         self.write('stereo.yml', stereo + 'R: 1\nT: 2\navg_reprojection_error: 0.25\n')
         told = self.make('--main', 'stereo.yml#1', '--sub', 'stereo.yml#2', '--width', '640', '--height', '480', '--lens', 'plumb_bob')
         self.assertEqual((told['lens'], told['reprojectionError']), ('plumb_bob, 5 terms', 0.25))
+        self.assertLess(told['roundTrip']['largest'], 0.01)
         self.assertRegex(told['subCamera'], r'640 x 480 .*plumb_bob, 4 terms \(assumed: ')
         self.assertIn('R and T', told['extrinsics'])
         self.make(*both, '--set', 'extrinsics=0.5,-1,0,1,-25,0', '--set', 'pass=0')

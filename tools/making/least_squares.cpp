@@ -137,7 +137,7 @@ ValidatedFit crossValidated(const Observations& observed, const Roughness& rough
         const double score = squares / sum * validationFactor(freedom, sum);
         if (score <= bestScore) {
             bestScore = score;
-            best = {coefficients, smoothing, freedom};
+            best = {coefficients, freedom};
         }
         smoothing *= 4;
     }

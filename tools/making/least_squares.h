@@ -38,7 +38,6 @@ Coefficients leastSquares(const Observations& observed, const Roughness& roughne
  */
 struct ValidatedFit {
     Coefficients coefficients;
-    double smoothing;
     double freedom; /**< how many free parameters the model effectively has, for one coordinate */
 };
 ValidatedFit crossValidated(const Observations& observed, const Roughness& roughness, double least);

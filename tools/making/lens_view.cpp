@@ -63,7 +63,8 @@ void refuseRightAngle(const Camera& camera, const Lens& lens, const std::vector<
  */
 double foldTowards(const Lens& lens, Point place) {
     const double radius = std::hypot(place.x, place.y);
-    for (double angle = 0.1; angle < 90; angle += 0.1) {
+    for (int tenth = 1; tenth < 900; ++tenth) {
+        const double angle = tenth / 10.0;
         const double scale = std::tan(angle / degreesOfRadian) / radius;
         if (!isRegularAt(lens, {place.x * scale, place.y * scale})) {
             return angle;

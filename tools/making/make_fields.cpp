@@ -186,7 +186,7 @@ Image startingImage(const MakeOptions& options) {
 
 std::optional<CameraDescription> storeFields(const MakeOptions& options, Image& image,
                                              MakeReport& report) {
-    const std::optional<CameraDescription> main = storeMain(options, image, report);
+    std::optional<CameraDescription> main = storeMain(options, image, report);
     const std::optional<CameraDescription> sub = storeSub(options, main, image, report);
     refuseIdleLens(options, main, sub);
     const CameraOptions& given = options.camera;

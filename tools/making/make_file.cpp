@@ -84,7 +84,7 @@ void prove(const Making& making, const Image& image, MakeReport& report) {
         throw Failure(shown(report.file),
                       "no device could use it, " + joined(usability.faults, "; "), making.remedy);
     }
-    report.agreement = agreementOf(*usability.roundTrip);
+    report.roundTrip = usability.roundTrip;
 }
 
 void setFields(const std::vector<std::string>& assignments, Image& image, MakeReport& report) {

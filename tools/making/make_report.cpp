@@ -96,7 +96,7 @@ std::string textOf(const MakeReport& report) {
     }
     text += report.models.empty() ? "" : "  models: " + shown(report.models) + "\n";
     text += report.bend ? "  " + sentenceOf(*report.bend) + "\n" : "";
-    text += report.agreement.empty() ? "" : "  " + report.agreement + "\n";
+    text += report.roundTrip ? "  " + agreementOf(*report.roundTrip) + "\n" : "";
     if (report.points) {
         text += coverageText(*report.points);
     }
@@ -145,6 +145,12 @@ std::string jsonOf(const MakeReport& report, const std::string& reason) {
     if (report.bend) {
         json["bend"] = {{"outwards", report.bend->outwards},
                         {"at", {report.bend->place.x, report.bend->place.y}}};
+    }
+    if (report.roundTrip) {
+        const RoundTrip& trip = *report.roundTrip;
+        json["roundTrip"] = {{"largest", trip.largest},
+                             {"at", {trip.place.x, trip.place.y}},
+                             {"first", nameOf(trip.first)}};
     }
     if (!report.set.empty()) {
         json["set"] = report.set;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "inspection/image.h"
+#include "inspection/usability.h"
 #include "making/fit_points.h"
 #include "making/proof.h"
 
@@ -24,7 +25,7 @@ struct MakeReport {
     double tolerance;            /**< pixels */
     std::vector<MapErrors> fits; /**< none when the models come from another file */
     std::optional<Bend> bend;
-    std::string agreement;        /**< how well the maps undo each other */
+    std::optional<RoundTrip> roundTrip;
     std::string models;           /**< what has become of those of another file */
     std::vector<std::string> set; /**< fields that were set by name */
     std::optional<PointFit> points;

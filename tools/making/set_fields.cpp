@@ -1,6 +1,7 @@
 #include "making/set_fields.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cctype>
 #include <charconv>
@@ -112,19 +113,12 @@ std::optional<std::vector<uint32_t>> valuesFor(const Field& field, const std::st
     return values;
 }
 
-std::string kindOf(const Field& field) {
-    switch (field.type) {
-        case FieldType::byte:
-            return "a whole number from 0 to 255";
-        case FieldType::int32:
-            return "a whole number";
-        case FieldType::float32:
-            return field.count == 1 ? "a finite number"
-                                    : format("%zu finite numbers with commas", field.count);
-        default:
-            return format("%zu finite numbers or 0x words with commas, or %zu hexadecimal digits",
-                          field.count, 8 * field.count);
-    }
+std::string valuesOf(const Field& field) {
+    constexpr std::array kinds = {"whole from 0 to 255", "whole", "finite numbers",
+                                  "finite numbers or 0x words, or all bytes in hexadecimal"};
+    return format("it takes %zu %s: ", field.count,
+                  field.count == 1 ? "value" : "values with commas") +
+           kinds.at(static_cast<std::size_t>(field.type));
 }
 
 }  // namespace
@@ -139,7 +133,7 @@ std::string setField(Image& image, const std::string& assignment) {
     const std::optional<std::vector<uint32_t>> values = valuesFor(field, text);
     if (!values) {
         throw Failure("--set " + field.name, quoted(text) + " is not what it holds",
-                      "give " + kindOf(field));
+                      valuesOf(field));
     }
     std::size_t offset = field.offset;
     for (const uint32_t value : *values) {
