@@ -24,16 +24,6 @@ constexpr double bareSmoothing = 1e-12;
 /** So little weight does not draw a model away from what it is fitted to. */
 constexpr double weightBeyond = 1e-6;
 
-/** Break points at even distances from `first` to `last`, as the file's single precision has them.
- */
-template <class Axis>
-void spread(Axis& breaks, double first, double last) {
-    const auto pieces = static_cast<double>(breaks.size() - 1);
-    for (std::size_t i = 0; i < breaks.size(); ++i) {
-        breaks[i] = static_cast<float>(std::lerp(first, last, static_cast<double>(i) / pieces));
-    }
-}
-
 template <class Axis>
 bool serves(const Axis& breaks, int32_t pixels, double principal, double focal) {
     return std::adjacent_find(breaks.begin(), breaks.end(), std::greater_equal<>()) ==
@@ -54,10 +44,17 @@ std::vector<double> sitesOver(std::size_t count, int32_t pixels, double principa
     return sites;
 }
 
-std::vector<Point> gridOf(const std::vector<double>& u, const std::vector<double>& v) {
+/** A grid of sites over the image, so many times as dense as usual, without values. */
+GridValues gridOver(const Camera& camera, std::size_t density) {
+    return {sitesOver(density * sitesAlongX, camera.width, camera.cx, camera.fx),
+            sitesOver(density * sitesAlongY, camera.height, camera.cy, camera.fy),
+            {}};
+}
+
+std::vector<Point> nodesOf(const GridValues& grid) {
     std::vector<Point> sites;
-    for (const double y : v) {
-        for (const double x : u) {
+    for (const double y : grid.v) {
+        for (const double x : grid.u) {
             sites.push_back({x, y});
         }
     }
@@ -71,9 +68,8 @@ struct SampledTarget {
     bool everywhere;
 };
 
-SampledTarget sample(const Camera& camera, const Target& target, const std::vector<double>& u,
-                     const std::vector<double>& v) {
-    const std::vector<Point> sites = gridOf(u, v);
+SampledTarget sample(const Camera& camera, const Target& target, const GridValues& grid) {
+    const std::vector<Point> sites = nodesOf(grid);
     const std::vector<std::optional<Point>> values = target(sites);
     SampledTarget result{{}, {}, true};
     for (std::size_t i = 0; i < sites.size(); ++i) {
@@ -155,9 +151,7 @@ CorrectionModel modelOfDisplacement(const Camera& camera, const Breaks& breaks,
 std::vector<Sample> inverseBeyond(const Camera& camera, const LensView& view,
                                   const CorrectionModel& undistortion) {
     const Breaks breaks = breaksOf(undistortion);
-    const std::vector<Point> straight =
-        gridOf(sitesOver(sitesAlongX, camera.width, camera.cx, camera.fx),
-               sitesOver(sitesAlongY, camera.height, camera.cy, camera.fy));
+    const std::vector<Point> straight = nodesOf(gridOver(camera, 1));
     const std::vector<SiteSplines> splines = siteSplines(breaks, straight);
     const Coefficients coefficients = coefficientsOf(undistortion);
     std::vector<Sample> samples;
@@ -180,6 +174,7 @@ Breaks evenBreaks(const Camera& camera) {
     const Point last = normalised(camera, {camera.width - 0.5, camera.height - 0.5});
     spread(breaks.x, first.x, last.x);
     spread(breaks.y, first.y, last.y);
+    breaks = rounded(breaks);
     if (!serves(breaks.x, camera.width, camera.cx, camera.fx) ||
         !serves(breaks.y, camera.height, camera.cy, camera.fy)) {
         throw Failure("main camera",
@@ -192,22 +187,20 @@ Breaks evenBreaks(const Camera& camera) {
 CorrectionModel fitModel(const Camera& camera, const Target& target,
                          const std::vector<Sample>& beyond) {
     Breaks breaks = evenBreaks(camera);
-    const std::vector<double> u = sitesOver(sitesAlongX, camera.width, camera.cx, camera.fx);
-    const std::vector<double> v = sitesOver(sitesAlongY, camera.height, camera.cy, camera.fy);
-    SampledTarget sampled = sample(camera, target, u, v);
+    GridValues grid = gridOver(camera, 1);
+    SampledTarget sampled = sample(camera, target, grid);
     if (!sampled.everywhere) {
         // Between the sites next to the border of what is fitted, a model may err more than at
         // them.
-        sampled =
-            sample(camera, target, sitesOver(2 * sitesAlongX, camera.width, camera.cx, camera.fx),
-                   sitesOver(2 * sitesAlongY, camera.height, camera.cy, camera.fy));
+        sampled = sample(camera, target, gridOver(camera, 2));
     }
     if (sampled.sites.size() < CorrectionModel::coefficientCount) {
         throw Failure("main camera", "too little of the image is left to fit a model to",
                       "allow a wider angle");
     }
-    breaks = rounded(sampled.everywhere ? placeBreaks(breaks, {u, v, sampled.displacements})
-                                        : breaksOver(breaks, sampled.sites));
+    grid.values = sampled.displacements;
+    breaks =
+        rounded(sampled.everywhere ? placeBreaks(breaks, grid) : breaksOver(breaks, sampled.sites));
     const std::size_t count = sampled.sites.size();
     std::vector<double> weights(count, 1.0);
     for (const Sample& further : beyond) {
@@ -241,7 +234,7 @@ ModelPair fitLens(const Camera& camera, const LensView& view) {
 std::optional<CorrectionModel> extendedOver(const Camera& camera, const CorrectionModel& model) {
     // So far the outermost pieces go on as the lens does, to a fraction of a pixel.
     constexpr double farthest = 0.01;
-    const Breaks image = rounded(evenBreaks(camera));
+    const Breaks image = evenBreaks(camera);
     const Breaks old = breaksOf(model);
     Breaks wider = old;
     wider.x.front() = std::min(old.x.front(), image.x.front());

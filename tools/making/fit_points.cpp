@@ -122,10 +122,7 @@ Breaks breaksAround(const Camera& camera, const std::vector<Point>& points) {
             first = std::min(first, point.*coordinate);
             last = std::max(last, point.*coordinate);
         }
-        for (std::size_t i = 0; i < axis.size(); ++i) {
-            axis[i] = std::lerp(first, last,
-                                static_cast<double>(i) / static_cast<double>(axis.size() - 1));
-        }
+        spread(axis, first, last);
     };
     widen(breaks.x, &Point::x);
     widen(breaks.y, &Point::y);

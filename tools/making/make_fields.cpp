@@ -1,5 +1,6 @@
 #include "making/make_fields.h"
 
+#include <array>
 #include <cstddef>
 #include <string>
 
@@ -48,14 +49,6 @@ std::optional<Words> coefficientsOf(const CameraDescription& camera) {
     return coefficientsFrom(camera.lens);
 }
 
-Words wordsAt(const Image& image, std::size_t offset) {
-    Words words{};
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        words[i] = wordAt(image, offset + sizeof words[i] * i);
-    }
-    return words;
-}
-
 /** Size, focal lengths and principal point, from the calibration, the options or the old file. */
 Camera mainCameraFrom(const MakeOptions& options, const std::optional<CameraDescription>& described,
                       const Camera& old) {
@@ -88,7 +81,7 @@ std::optional<CameraDescription> storeMain(const MakeOptions& options, Image& im
         described = readCameraFile(options.main, options.lens ? options.lens : unused);
     }
     const std::string origin = options.from.empty() ? "the command line" : inputName(options.from);
-    Words coeff = wordsAt(image, block + CALIBMAP_COEFF);
+    Words coeff = std::to_array(extractMainCameraIntrn(image.data()).coeff);
     report.coefficients = options.from.empty() ? "zero" : "as in " + origin;
     if (described && options.points.empty()) {
         const std::optional<Words> own = coefficientsOf(*described);

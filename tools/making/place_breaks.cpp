@@ -30,15 +30,10 @@ class Search {
     Search(const Breaks& breaks, const GridValues& target) : target_(target), breaks_(breaks) {
         const auto rows = static_cast<Eigen::Index>(target.v.size());
         const auto cols = static_cast<Eigen::Index>(target.u.size());
-        x_.resize(rows, cols);
-        y_.resize(rows, cols);
-        for (Eigen::Index row = 0; row < rows; ++row) {
-            for (Eigen::Index col = 0; col < cols; ++col) {
-                const Point& value = target.values[static_cast<std::size_t>(row * cols + col)];
-                x_(row, col) = value.x;
-                y_(row, col) = value.y;
-            }
-        }
+        using Interleaved = Eigen::Map<const Collocation, 0, Eigen::Stride<Eigen::Dynamic, 2>>;
+        const Eigen::Stride<Eigen::Dynamic, 2> stride(2 * cols, 2);
+        x_ = Interleaved(&target.values.front().x, rows, cols, stride);
+        y_ = Interleaved(&target.values.front().y, rows, cols, stride);
         alongX_ = basisOver(breaks_.x, fittingShape.xOrder, target_.u);
         alongY_ = basisOver(breaks_.y, fittingShape.yOrder, target_.v);
         error_ = error(alongX_, alongY_);

@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -13,6 +14,15 @@ struct Breaks {
     std::array<double, CALIBMAP_X_BREAK_COUNT> x;
     std::array<double, CALIBMAP_Y_BREAK_COUNT> y;
 };
+
+/** Spreads break points evenly from `first` to `last`. */
+template <class Axis>
+void spread(Axis& breaks, double first, double last) {
+    const auto pieces = static_cast<double>(breaks.size() - 1);
+    for (std::size_t i = 0; i < breaks.size(); ++i) {
+        breaks[i] = std::lerp(first, last, static_cast<double>(i) / pieces);
+    }
+}
 
 /** B-spline values or derivatives at sites, one row a site. */
 using Collocation = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
