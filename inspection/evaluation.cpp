@@ -2,17 +2,7 @@
 
 #include <algorithm>
 
-namespace {
-
-template <class Breaks>
-VectorDouble* knotsOver(const Breaks& breaks, int order) {
-    std::array<double, std::tuple_size_v<Breaks>> widened{};
-    std::copy(breaks.begin(), breaks.end(), widened.begin());
-    const VectorDouble vector = {widened.data(), static_cast<int32_t>(widened.size())};
-    return augknt_init(&vector, order);
-}
-
-}  // namespace
+#include "inspection/knots.h"
 
 Evaluation::Evaluation(const Image& image, Direction direction)
     : camera_(mainCameraOf(image)),

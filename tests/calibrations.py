@@ -165,9 +165,9 @@ CALIBRATIONS = {
     'ros.yaml': calibration(ROS, (640, 480), (438.783367, 437.302876, 305.593336, 243.738352),
                             [-0.361976, 0.11051, 0.001014, 0.000505, 0.0], named='plumb_bob'),
     'ros-rational.yaml': calibration(ROS_MESSAGE, *DEPTH_SENSOR, named='rational_polynomial'),
-    'ros-fisheye.yaml': calibration(ROS, *RIG, 'fisheye', 'equidistant', options=['--max-angle', '55']),
+    'ros-fisheye.yaml': calibration(ROS, *RIG, 'fisheye', 'equidistant', options=['--max-angle', '63']),
     'camchain.yaml': calibration(KALIBR, (752, 480), (458.654, 457.296, 367.215, 248.375),
                                  [-0.28340811, 0.07395907, 0.00019359, 1.76187114e-05], named='radtan', camera='#cam0'),
     'camchain-fisheye.yaml': calibration(KALIBR, *RIG, 'fisheye', 'equidistant', camera='#cam0',
-                                         options=['--max-angle', '50']),
+                                         options=['--max-angle', '63']),
 }

@@ -153,12 +153,32 @@ class MakeTest(unittest.TestCase):
         self.assertIn('root mean square', self.run_tool('make', '--points', 'poor.csv', *camera, '-o', 'poor.bin',
                                                         status=1).stderr)
 
+    def test_what_contradicts_itself(self):
+        # The two sides exchanged give a file that agrees with itself: the lens of --main tells, or a person.
+        self.write('camchain.yaml', CHAIN['text'])
+        pairs = self.measure(400, np.random.default_rng(3))
+        np.savetxt('points.csv', pairs, delimiter=',')
+        np.savetxt('exchanged.csv', pairs[:, [2, 3, 0, 1]], delimiter=',')
+        lens, camera = ['--main', 'camchain.yaml#cam0'], ['--width', '752', '--height', '480', '--fx', '458', '--fy', '457',
+                                                          '--cx', '367', '--cy', '248']
+        self.refuse('points: half of them .* camchain.yaml#cam0 .* exchanged columns', *lens, '--points', 'exchanged.csv')
+        for told, *arguments in [('inwards.*barrel.* 95\.\d pixels', *lens), ('inwards.*barrel', *lens, '--points', 'points.csv'),
+                                 ('outwards.*pincushion', *camera, '--points', 'exchanged.csv')]:
+            self.assertRegex(self.run_tool('make', '-o', 'device.bin', *arguments).stdout, told)
+        # A lens that folds is refused with an angle that is free of folds.
+        self.write('fold.yaml', ROS.replace('-0.361976, 0.11051', '-0.9, 0.1'))
+        told = self.run_tool('make', '--main', 'fold.yaml', '-o', 'out.bin', status=1).stderr
+        self.assertRegex(told, r'folds .* 32.\d degrees from the axis, .* try --max-angle 25\n$')
+        # Half of a view leaves models that do not undo each other, unless all of the straight image is in it.
+        self.write('wide.yaml', CALIBRATIONS['ros-fisheye.yaml']['text'])
+        self.refuse('undo each other: .* try --max-angle 63|reaches further', '--main', 'wide.yaml', '--max-angle', '50')
+
     def test_parts_and_other_files(self):
         self.write('camchain.yaml', CHAIN['text'])
         both = ['--main', 'camchain.yaml#cam0', '--sub', 'camchain.yaml#cam1']
         self.assertIn('T_cn_cnm1 of camchain.yaml not used', self.make(*both)['extrinsics'])
         self.assertRegex(self.run_tool('make', *both, '-o', 'device.bin').stderr, '^calibmap: warning: device.bin: T_cn_cnm1 of camchain.yaml not used.*\n$')
-        told = self.run_tool('make', *both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0', '-o', 'device.bin')
+        told = self.run_tool('make', *both, '--set', 'extrinsics=0.5,-1,0,1,-25,0', '--set', 'pass=0', '-o', 'device.bin')
         self.assertEqual(told.stderr, '')
         self.assertRegex(told.stdout, r'\n  lens: radtan, 4 terms\n(.*\n)+  sub camera: .*lens radtan, 4 terms\n  extrinsics: as given\n')
         # One size for both cameras of a file that has none, the words of an assumption, the calibration's own error.
@@ -166,9 +186,10 @@ class MakeTest(unittest.TestCase):
         self.write('stereo.yml', stereo + 'R: 1\nT: 2\navg_reprojection_error: 0.25\n')
         told = self.make('--main', 'stereo.yml#1', '--sub', 'stereo.yml#2', '--width', '640', '--height', '480', '--lens', 'plumb_bob')
         self.assertEqual((told['lens'], told['reprojectionError']), ('plumb_bob, 5 terms', 0.25))
+        self.assertLess(told['roundTrip']['largest'], 0.01)
         self.assertRegex(told['subCamera'], r'640 x 480 .*plumb_bob, 4 terms \(assumed: ')
         self.assertIn('R and T', told['extrinsics'])
-        self.make(*both, '--extrinsics', '0.5,-1,0,1,-25,0', '--pass', '0')
+        self.make(*both, '--set', 'extrinsics=0.5,-1,0,1,-25,0', '--set', 'pass=0')
         image = self.read('device.bin')
         self.assertEqual(struct.unpack('<6f', image[6227:6251]), (0.5, -1, 0, 1, -25, 0))
         self.assertEqual(struct.unpack('<2i', image[4130:4138]), (480, 752))
@@ -178,14 +199,31 @@ class MakeTest(unittest.TestCase):
         # What is not given stays as it was, but for the checksums of what has changed.
         shutil.copy('device.bin', 'old.bin')
         words = bytes(range(24)).hex()
-        for arguments, places in ((['--pass', '1'], {1, 6267}), (['--extrinsics', words], {*range(6227, 6252), 6267}),
-                                  (['--sub-coeff', words], {*range(4154, 4178), 6226, 6267}),
-                                  (['--x-pieces', '9'], {99, 4125, 6267})):
-            self.make('--from', 'old.bin', *arguments)
+        for field, places in (('passFlag=1', {1, 6267}), (f'extrinsics={words}', {*range(6227, 6252), 6267}),
+                              ('sub.coeff=1,-2,3,0x01020304,5,6', {*range(4154, 4178), 6226, 6267}),
+                              ('sub.imageWidth=-9', {*range(4134, 4138), 6226, 6267}), ('main.x-pieces=9', {99, 4125, 6267})):
+            self.assertEqual(self.make('--from', 'old.bin', '--set', field)['passFlag'], int(field == 'passFlag=1'))
             changed = {i for i, (a, b) in enumerate(zip(image, self.read('device.bin'))) if a != b}
-            self.assertTrue(changed and changed <= places, (arguments, changed))
-        self.make('--from', 'old.bin', '--pass', '1', '--x-order', '5', '--unproved')
+            self.assertTrue(changed and changed <= places, (field, changed))
+        self.make('--from', 'old.bin', '--set', f'extrinsics={words}', '--set', 'pass=1')
+        self.assertEqual((self.read('device.bin')[6227:6251].hex(), self.read('device.bin')[1]), (words, 1))
+        self.run_tool('make', '--from', 'old.bin', '--set', 'sub.coeff=1,-2,3,0x01020304,5,6', '-o', 'device.bin')
+        self.assertEqual(struct.unpack('<3fI2f', self.read('device.bin')[4154:4178]), (1, -2, 3, 0x01020304, 5, 6))
+        # What a device could not use is refused here as `check` would, or written because somebody says so.
+        for text, *arguments in [('orders are 5 and 7', '--set', 'main.x-order=5'),
+                                 ('piece count is 0', '--set', 'main.xpieces=0'), ('outside the break points.*--main', '--width', '1200'),
+                                 ('outside the break points.*--main', '--cx', '340'), ('main.fx is -1 ', '--set', 'main.fx=-1')]:
+            with self.subTest(text):
+                self.assertRegex(self.run_tool('make', '-o', 'out.bin', '--from', 'old.bin', *arguments, status=1).stderr, text)
+        self.make('--from', 'old.bin', '--set', 'pass=1', '--set', 'main.x-order=5', '--unproved')
         self.assertEqual(self.read('device.bin')[97], 5)
+        # The lens moves with a principal point that moves a little, and is what it would be if fitted there.
+        self.assertIn('continued', self.run_tool('make', '--from', 'old.bin', '--cx', '368.215', '--cy', '247.375', '--set', 'pass=1', '-o', 'device.bin').stdout)
+        moved = self.map('undistort')
+        self.run_tool('check', 'device.bin')
+        y, x = np.mgrid[0:480, 0:752].astype(float)
+        truth = recorded(x, y, {**CHAIN, 'intrinsics': (*CHAIN['intrinsics'][:2], 368.215, 247.375)})
+        self.assertLess(np.hypot(*(moved - truth)).max(), 1e-3)
         piped = subprocess.run([PROGRAM, 'make', '--from', 'old.bin', '-o', '-'], capture_output=True, check=True)
         self.assertEqual(piped.stdout, image)
 
@@ -274,11 +312,11 @@ class MakeTest(unittest.TestCase):
         for text, *arguments in [
                 ('wide|115.6 degrees', '--main', 'wide.yaml'), ('pixels off at', '--main', 'wide.yaml', '--max-angle', '80'),
                 ('pixels off at', *camera, '--tolerance', '0.05'), ('says 640, but --width says 320', *camera, '--width', '320'),
-                ('nothing to make',), ('--extrinsics: ', *camera, '--extrinsics', '1,2,3'),
-                ('--main-coeff: ', *camera, '--main-coeff', '1,2,3,4,5,inf'), ('choose one|holds two', '--main', 'stereo.yml'),
-                (r'--y-order: .* 5 \+ 4 - 1 = 8 .* 10 rows.* --y-order 7', *camera, '--y-order', '5'),
-                (r'--x-order: .* 12 columns; --x-pieces', *camera, '--x-order', '5', '--x-pieces', '8'), ('--x-pieces: .*0', *camera, '--x-pieces', '0'),
-                ('--max-angle: .*--points', *camera, '--points', 'none.csv', '--max-angle', '60'), ('--max-angle: .*--from', '--from', 'old.bin', '--max-angle', '90'),
+                ('nothing to make',), ('--set extrinsics: ', *camera, '--set', 'extrinsics=1,2,3'),
+                ('--set extrinsics: ', *camera, '--set', 'extrinsics=1 2,0,0,0,0,0'), ('--set main.coeff: ', *camera, '--set', 'main.coeff=1,2,3,4,5,inf'),
+                ('--set passFlag: .*not what it holds', *camera, '--set', 'pass=256'), ('--set: .*gives no value', *camera, '--set', 'pass'),
+                ("--set: there is no field 'main.yorderr', nearest are main.ky", *camera, '--set', 'main.yorderr=7'),
+                ('choose one|holds two', '--main', 'stereo.yml'),
                 ('old.bin: is a device.s file', '--main', 'old.bin'),
                 ('--lens: .*--points', *camera, '--points', 'none.csv', '--lens', 'fisheye'), ('--lens: ros.yaml says .* plumb_bob, 5 terms', *camera, '--lens', 'plumb_bob'),
                 ('--lens: .*--from', '--from', 'old.bin', '--lens', 'fisheye'), ('four.yml, line 17: four coeff.* does not say which', '--main', 'four.yml'),
@@ -286,14 +324,16 @@ class MakeTest(unittest.TestCase):
                 ('bad.csv, line 4: ', *camera, '--points', 'bad.csv'),
                 ('none was recorded', *camera, '--points', 'none.csv'), ('no pairs', *camera, '--points', 'words.csv'),
                 ('nan.csv, line 1: ', *camera, '--points', 'nan.csv'), ('blank.csv, line 1: ', *camera, '--points', 'blank.csv'),
-                ('--extrinsics: ', *camera, '--extrinsics', '1 2,0,0,0,0,0'), ('none called', '--main', 'ros.yaml#1'),
-                ('has a size, but nothing else', *camera, '--sub-width', '640'), ('nothing to compare', '--from', 'old.bin', '--residuals', 'a.png'),
+                ('none called', '--main', 'ros.yaml#1'),
+                ('nothing to compare', '--from', 'old.bin', '--residuals', 'a.png'),
                 ('gone.csv: cannot be read', *camera, '--points', 'gone.csv'),
                 ('gone.yaml: cannot be read', '--main', 'gone.yaml'), ('cannot be read', '--main', '.'),
                 ('ros.yaml: .*calibration file', '--from', 'ros.yaml'), ('--height', '--points', 'none.csv', '--width', '9')]:
             with self.subTest(text):
                 self.refuse(text, *arguments)
-        self.run_tool('make', '-o', 'out.bin', *camera, '--extrinsics', '', status=2)
+        for text, *arguments in [('--max-angle', *camera, '--points', 'none.csv', '--max-angle', '60'), ('--main', '--from', 'old.bin', '--max-angle', '90'),
+                                 ('--sub', *camera, '--sub-width', '640'), ('--unproved', *camera, '--residuals', 'a.png', '--unproved')]:
+            self.assertIn(text, self.run_tool('make', '-o', 'out.bin', *arguments, status=2).stderr)
         told = self.run_tool('make', '--json', '-o', 'out.bin', *camera, '--tolerance', '0.05', '--residuals', 'why.png',
                              status=1)
         self.assertTrue(os.path.exists('why.png'))

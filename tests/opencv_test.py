@@ -50,7 +50,7 @@ class OpenCvTest(unittest.TestCase):
             judged = angle < told['maxAngle']
             apart = np.hypot(*(ours - other))[judged].max()
             printed = told[direction]['largest']
-            print(f'{name:28} {direction:9} fit error {printed:.5f}, from OpenCV {apart:.5f} pixels')
+            print(f'{name:28} {direction:9} spline from lens {printed:.5f}, from OpenCV {apart:.5f} pixels')
             self.assertLess(apart, printed + ROUNDING)
 
 

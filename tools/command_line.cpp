@@ -126,6 +126,19 @@ void Command::text(const std::string& name, std::string& text, const std::string
     app_->add_option(name, text, description)->type_name(kind)->check(CLI::Validator(check, ""));
 }
 
+void Command::texts(const std::string& name, std::vector<std::string>& texts,
+                    const std::string& kind, const std::string& description) {
+    app_->add_option(name, texts, description)->type_name(kind)->allow_extra_args(false);
+}
+
+void Command::needs(const std::string& name, const std::string& other) {
+    app_->get_option(name)->needs(app_->get_option(other));
+}
+
+void Command::excludes(const std::string& name, const std::string& other) {
+    app_->get_option(name)->excludes(app_->get_option(other));
+}
+
 void Command::number(const std::string& name, int32_t& value, int32_t low, int32_t high,
                      const std::string& description) {
     addNumberBetween(*app_, name, value, low, high, description);

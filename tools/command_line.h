@@ -56,6 +56,14 @@ class Command {
     void text(const std::string& name, std::string& text, const std::string& kind,
               const std::string& description);
 
+    /** The same, as often as one likes. */
+    void texts(const std::string& name, std::vector<std::string>& texts, const std::string& kind,
+               const std::string& description);
+
+    /** Refuses an option without another one, or with it. */
+    void needs(const std::string& name, const std::string& other);
+    void excludes(const std::string& name, const std::string& other);
+
     /** A number from `low` to `high`. */
     void number(const std::string& name, int32_t& value, int32_t low, int32_t high,
                 const std::string& description);

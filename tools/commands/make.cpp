@@ -1,37 +1,48 @@
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <numbers>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "calibration_file.h"
 #include "commands/commands.h"
-#include "drawing/residuals.h"
 #include "failure.h"
+#include "input.h"
 #include "inspection/image.h"
+#include "inspection/text.h"
 #include "making/make_fields.h"
-#include "making/make_models.h"
+#include "making/make_file.h"
 #include "making/make_options.h"
 #include "making/make_report.h"
+#include "making/plane.h"
 #include "making/point_pairs.h"
-#include "making/producer.h"
-#include "maps.h"
-#include "output.h"
+#include "making/proof.h"
+#include "making/set_fields.h"
 
 namespace {
 
-constexpr double wholeViewAngle = 90;
+const std::string writeAnyway = ", or --unproved to write it all the same";
 
-/** Writes the file and has the library read it again. */
-void writeImage(const Image& image, const std::string& path) {
-    OutputFile file(path);
-    file.write(image.data(), image.size());
-    file.commit();
-    Image read{};
-    if (path != "-" && image[CALIBMAP_PASS_FLAG] == 1 &&
-        (examine(path, read).status != CALIBMAP_SUCCESS || read != image)) {
-        throw Failure(path, "does not come back as it was written", "try another disk");
+/** What helps against a file that no device could use. */
+std::string remedyFor(const MakeOptions& options, const Camera& camera, const Lens& lens) {
+    if (options.main.empty() && options.points.empty()) {
+        return "undo that, or give --main or --points to fit models to it" + writeAnyway;
     }
+    double widest = 0;
+    bool isUnfolded = true;
+    for (const double x : {0.0, camera.width - 1.0}) {
+        for (const double y : {0.0, camera.height - 1.0}) {
+            const Point corner = normalised(camera, {x, y});
+            widest = std::max(widest, angleOf(corner));
+            isUnfolded = isUnfolded && isUnfoldedUpTo(lens, corner);
+        }
+    }
+    // A view of all of the straight image leaves little that is not fitted.
+    const double angle = std::ceil(widest * 180 / std::numbers::pi + 0.5);
+    return (options.maxAngle && *options.maxAngle < angle && isUnfolded
+                ? format("the straight image reaches further, try --max-angle %.0f", angle)
+                : "check what it is made from") +
+           writeAnyway;
 }
 
 /** Makes the file; the report is filled in on the way, so that it tells of a refusal as well. */
@@ -40,49 +51,31 @@ void make(const MakeOptions& options, MakeReport& report) {
         throw Failure("make", "there is nothing to make a file from",
                       "give --main, --points or --from");
     }
-    if (!options.residuals.empty() &&
-        (options.isUnproved || (options.main.empty() && options.points.empty()))) {
+    if (!options.residuals.empty() && options.main.empty() && options.points.empty()) {
         throw Failure("--residuals", "there is nothing to compare maps with",
-                      "give --main or --points without --unproved, or leave it out");
+                      "give --main or --points, or leave it out");
     }
     if (!options.residuals.empty() && options.residuals == options.output) {
         throw Failure(options.output, "is to be the file and the picture", "choose another name");
     }
-    if (options.maxAngle && (options.main.empty() || !options.points.empty())) {
-        throw Failure("--max-angle",
-                      options.points.empty() ? "there is no lens to fit, the models are those of "
-                                               "--from"
-                                             : "there is no lens to fit, the models are fitted to "
-                                               "--points",
-                      "leave it out");
-    }
     Image image = startingImage(options);
-    const std::optional<Lens> lens = storeFields(options, image, report);
-    FitSource source;
+    const std::optional<CameraDescription> main = storeFields(options, image, report);
+    Making making = {{},
+                     {},
+                     options.set,
+                     options.residuals,
+                     remedyFor(options, mainCameraOf(image), main ? main->lens : Lens{}),
+                     options.isUnproved};
     if (!options.points.empty()) {
-        source.pairs = readPointPairs(options.points);
-    } else if (lens) {
-        source.view = View{*lens, report.maxAngle * std::numbers::pi / 180};
-    }
-    const bool hasNewModels = source.view || !source.pairs.empty();
-    if (hasNewModels) {
-        storeModels(source, image, report);
-    }
-    seal(image);
-    if (hasNewModels && !options.isUnproved) {
-        const std::vector<ResidualPanel> panels = compareMaps(source, image, report);
-        // First the picture: it shows why models are refused, too, and if it cannot be written,
-        // there is no file that the report disowns.
-        if (!options.residuals.empty()) {
-            writePng(options.residuals, drawResiduals(report.camera, panels));
+        making.pairs = readPointPairs(options.points);
+        if (main && !main->isLensChosen) {
+            refuseContradiction(making.pairs, mainCameraOf(image), main->lens,
+                                inputName(options.main));
         }
-        refusePoorModels(report);
-    } else if (!options.isUnproved) {
-        // What is kept must still give maps with what has changed around it.
-        computeMap(report.file, image, Direction::undistort, 1);
-        computeMap(report.file, image, Direction::distort, 1);
+    } else if (main) {
+        making.view = viewOf(main->lens, report.maxAngle);
     }
-    writeImage(image, options.output);
+    makeFile(making, image, report);
 }
 
 int run(const MakeOptions& options) {
@@ -101,7 +94,7 @@ int run(const MakeOptions& options) {
     }
     if (!report.unusedExtrinsics.empty()) {
         warn(options.output, report.unusedExtrinsics +
-                                 " not used, give --extrinsics as docs/making-files.md shows");
+                                 " not used, give --set extrinsics= as docs/making-files.md shows");
     }
     std::fputs((options.isJson ? jsonOf(report, "") : textOf(report)).c_str(), told);
     return exitGood;
@@ -124,19 +117,6 @@ void addSources(Command& command, MakeOptions& options) {
                    "The sub camera's image height");
 }
 
-void addFileOptions(Command& command, MakeOptions& options) {
-    command.text("--extrinsics", options.extrinsics, "WORDS",
-                 "Six numbers with commas, or 24 bytes in hexadecimal");
-    command.text("--main-coeff", options.mainCoeff, "WORDS",
-                 "The main camera's six further parameters, likewise");
-    command.text("--sub-coeff", options.subCoeff, "WORDS", "The sub camera's, likewise");
-    command.number("--x-order", options.xOrder, 0, 255, "Spline order along x; maps need 7");
-    command.number("--y-order", options.yOrder, 0, 255, "Spline order along y; maps need 7");
-    command.number("--x-pieces", options.xPieces, 0, 255, "Pieces along x, usually 6");
-    command.number("--y-pieces", options.yPieces, 0, 255, "Pieces along y, usually 4");
-    command.number("--pass", options.pass, 0, 255, "Pass flag; devices accept 1, the usual value");
-}
-
 }  // namespace
 
 void addMake(Program& program) {
@@ -144,16 +124,22 @@ void addMake(Program& program) {
         program.add("make", run, "Write a device's file from what calibration programs write");
     command.output(options->output, "The file to write, or - for standard output");
     addSources(command, *options);
-    addFileOptions(command, *options);
+    command.texts("--set", options->set, "FIELD=VALUE[,...]",
+                  "Store this in a field, whatever else is given; may be repeated");
     command.number("--max-angle", options->maxAngle, 1.0, 90.0,
                    "Fit only what the lens sees within so many degrees of its axis (all: 90)");
     command.number("--tolerance", options->tolerance, 0.0, 1e6,
                    "Largest error of the maps in pixels; for points, the root mean square");
     command.flag("--unproved", options->isUnproved,
-                 "Do not compute the maps, to make files that ought to be refused");
+                 "Do not prove the file, to make one that ought to be refused");
     command.picture("--residuals", options->residuals,
                     "Draw what is left between maps and lens, or points, as arrows");
     command.flag("--json", options->isJson, "Print the report for programs");
+    command.needs("--sub-width", "--sub");
+    command.needs("--sub-height", "--sub");
+    command.needs("--max-angle", "--main");
+    command.excludes("--max-angle", "--points");
+    command.excludes("--residuals", "--unproved");
     command.explain(
         "Reads YAML and XML of OpenCV's FileStorage (of its calibration sample, and of its stereo "
         "sample\n"
@@ -162,7 +148,12 @@ void addMake(Program& program) {
         "camera of --from.\n"
         "A line of FILE.csv holds straight column, straight row, recorded column, recorded row in\n"
         "pixels. Both models are fitted, the library computes their maps, and these are compared\n"
-        "with the lens at every pixel before anything is written.\n\n"
+        "with the lens at every pixel, and with each other, before anything is written.\n\n"
+        "Fields of --set: " +
+        settableFields() +
+        ".\nCapitals and hyphens do not count; pass, main.x-order and main.y-order are passFlag, "
+        "main.kx\nand main.ky. Words are numbers, 0x and eight digits, or all bytes in "
+        "hexadecimal.\n\n"
         "Example:\n  calibmap make --main camchain.yaml#cam0 --sub camchain.yaml#cam1 -o "
         "device.bin");
 }

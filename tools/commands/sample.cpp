@@ -1,18 +1,16 @@
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <optional>
 
 #include "commands/camera_options.h"
 #include "commands/commands.h"
-#include "failure.h"
 #include "inspection/image.h"
-#include "inspection/text.h"
-#include "making/model.h"
+#include "making/make_file.h"
+#include "making/make_report.h"
 #include "making/producer.h"
 #include "making/proof.h"
-#include "making/spline.h"
-#include "maps.h"
-#include "output.h"
+#include "making/set_fields.h"
 
 namespace {
 
@@ -24,7 +22,7 @@ struct SampleOptions {
     std::optional<double> p1;
     std::optional<double> p2;
     std::optional<double> k3;
-    double tolerance = usualTolerance;
+    double tolerance = usualLargestError;
 };
 
 /** What is described when nothing is given. */
@@ -52,41 +50,26 @@ Lens lensOf(const SampleOptions& options) {
 }
 
 int run(const SampleOptions& options) {
-    const View view = wholeView(lensOf(options));
+    const Lens lens = lensOf(options);
+    Image image = emptyImage();
+    storeCamera(image, CALIBMAP_MAIN_BLOCK,
+                intrinsicsFrom(cameraOf(options), coefficientsFrom(lens)));
     // A sub camera and an arrangement of the two as they may be found in a telephone: colour, full
     // HD, 25 mm beside the main camera and parallel to it.
-    CalibrationContent content = {
-        .mainCamera = intrinsicsFrom(cameraOf(options), coefficientsFrom(view.lens)),
-        .subCamera = {1920, 1080, 961.2F, 538.4F, 1402.5F, 1402.5F, {}},
-        .extrinsics = {0, 0, 0, 1, 25, 0},
-        .shape = fittingShape,
-        .undistortion = {},
-        .distortion = {},
-    };
-    const CameraIntrinsics& stored = content.mainCamera;
-    // The file holds single precision, so the models are fitted to the camera that it describes.
-    const Camera camera = {stored.imageWidth, stored.imageHeight, stored.fx,
-                           stored.fy,         stored.cx,          stored.cy};
-    refuseUnfittable(camera, view);
-    const ModelPair models = fitView(camera, view);
-    content.undistortion = models.undistortion;
-    content.distortion = models.distortion;
-
-    const Image image = sealedImage(content);
-    std::string report =
-        format("%s: %d x %d pixels, two models of %d x %d B-splines, orders %d and %d\n",
-               shown(options.output).c_str(), camera.width, camera.height, CALIBMAP_CORRECTION_COLS,
-               CALIBMAP_CORRECTION_ROWS, content.shape.xOrder, content.shape.yOrder);
-    for (const Direction direction : {Direction::undistort, Direction::distort}) {
-        const CoordinateMap map = computeMap(options.output, image, direction, 1);
-        const Deviation error = deviationFromLens(map, camera, view, direction);
-        refusePoorFit(direction, error, options.tolerance);
-        report += "  " + describe(direction, "fit error", error) + "\n";
-    }
-    OutputFile file(options.output);
-    file.write(image.data(), image.size());
-    file.commit();
-    std::fputs(report.c_str(), options.output == "-" ? stderr : stdout);
+    storeCamera(image, CALIBMAP_SUB_BLOCK, {1920, 1080, 961.2F, 538.4F, 1402.5F, 1402.5F, {}});
+    setField(image, "extrinsics=0,0,0,1,25,0");
+    MakeReport report{};
+    report.file = options.output;
+    report.tolerance = options.tolerance;
+    report.maxAngle = wholeViewAngle;
+    report.mainCamera = "the command line";
+    report.lens = "plumb_bob, 5 terms";
+    report.subCamera = "made up";
+    report.extrinsics = "made up";
+    report.coefficients = coefficientsInWords;
+    makeFile({viewOf(lens, wholeViewAngle), {}, {}, "", "choose a gentler lens", false}, image,
+             report);
+    std::fputs(textOf(report).c_str(), options.output == "-" ? stderr : stdout);
     return exitGood;
 }
 

@@ -1,5 +1,6 @@
 #include "making/fit.h"
 
+#include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -8,6 +9,7 @@
 #include "failure.h"
 #include "making/least_squares.h"
 #include "making/place_breaks.h"
+#include "making/plane.h"
 
 namespace {
 
@@ -19,15 +21,8 @@ constexpr std::size_t sitesAlongY = 48;
 /** So little smoothing shows only where nothing else decides. */
 constexpr double bareSmoothing = 1e-12;
 
-/** Break points at even distances from `first` to `last`, as the file's single precision has them.
- */
-template <class Axis>
-void spread(Axis& breaks, double first, double last) {
-    const auto pieces = static_cast<double>(breaks.size() - 1);
-    for (std::size_t i = 0; i < breaks.size(); ++i) {
-        breaks[i] = static_cast<float>(std::lerp(first, last, static_cast<double>(i) / pieces));
-    }
-}
+/** So little weight does not draw a model away from what it is fitted to. */
+constexpr double weightBeyond = 1e-6;
 
 template <class Axis>
 bool serves(const Axis& breaks, int32_t pixels, double principal, double focal) {
@@ -49,6 +44,23 @@ std::vector<double> sitesOver(std::size_t count, int32_t pixels, double principa
     return sites;
 }
 
+/** A grid of sites over the image, so many times as dense as usual, without values. */
+GridValues gridOver(const Camera& camera, std::size_t density) {
+    return {sitesOver(density * sitesAlongX, camera.width, camera.cx, camera.fx),
+            sitesOver(density * sitesAlongY, camera.height, camera.cy, camera.fy),
+            {}};
+}
+
+std::vector<Point> nodesOf(const GridValues& grid) {
+    std::vector<Point> sites;
+    for (const double y : grid.v) {
+        for (const double x : grid.u) {
+            sites.push_back({x, y});
+        }
+    }
+    return sites;
+}
+
 /** The displacement, in pixels, of each site that the target has a value for. */
 struct SampledTarget {
     std::vector<Point> sites;
@@ -56,22 +68,15 @@ struct SampledTarget {
     bool everywhere;
 };
 
-SampledTarget sample(const Camera& camera, const Target& target, const std::vector<double>& u,
-                     const std::vector<double>& v) {
-    std::vector<Point> sites;
-    for (const double y : v) {
-        for (const double x : u) {
-            sites.push_back({x, y});
-        }
-    }
+SampledTarget sample(const Camera& camera, const Target& target, const GridValues& grid) {
+    const std::vector<Point> sites = nodesOf(grid);
     const std::vector<std::optional<Point>> values = target(sites);
     SampledTarget result{{}, {}, true};
     for (std::size_t i = 0; i < sites.size(); ++i) {
         const std::optional<Point>& value = values[i];
         if (value && std::isfinite(value->x) && std::isfinite(value->y)) {
             result.sites.push_back(sites[i]);
-            result.displacements.push_back(
-                {(value->x - sites[i].x) * camera.fx, (value->y - sites[i].y) * camera.fy});
+            result.displacements.push_back(displacementOf(camera, sites[i], *value));
         } else {
             result.everywhere = false;
         }
@@ -104,49 +109,64 @@ Breaks rounded(Breaks breaks) {
 }
 
 /**
- * Least squares with weights that grow where the fit errs, until they hold the largest error down.
- * The weights swing on the way, so that the best of all rounds is what counts.
+ * Least squares with weights that grow where the fit errs, until they hold the largest error of the
+ * first `count` observations down; the others keep theirs. The weights swing on the way, so that
+ * the best of all rounds is what counts.
  */
-Coefficients leastLargestError(Observations& observed, const Roughness& roughness) {
+Coefficients leastLargestError(Observations& observed, std::size_t count,
+                               const Roughness& roughness) {
     constexpr int rounds = 60;
     constexpr double goodEnough = 5e-4;
-    Coefficients best{};
+    Coefficients best = Coefficients::Zero();
     double leastLargest = INFINITY;
     for (int round = 0; round < rounds && leastLargest > goodEnough; ++round) {
         const Coefficients fitted = leastSquares(observed, roughness, bareSmoothing);
-        std::vector<double> errors;
-        for (std::size_t i = 0; i < observed.sites.size(); ++i) {
-            const Point value = valueAt(fitted, observed.sites[i]);
-            errors.push_back(
-                std::hypot(value.x - observed.values[i].x, value.y - observed.values[i].y));
-        }
+        std::vector<double> errors = distancesFrom(fitted, observed);
+        errors.resize(count);
         const double largest = *std::max_element(errors.begin(), errors.end());
         if (largest < leastLargest) {
             leastLargest = largest;
             best = fitted;
         }
         double sum = 0;
-        for (std::size_t i = 0; i < errors.size(); ++i) {
+        for (std::size_t i = 0; i < count; ++i) {
             sum += observed.weights[i] *= std::sqrt(errors[i]);
         }
         // A floor keeps every site in the problem.
-        const auto count = static_cast<double>(errors.size());
-        for (double& weight : observed.weights) {
-            weight = weight / sum * count + 1e-6;
+        for (std::size_t i = 0; i < count; ++i) {
+            observed.weights[i] = observed.weights[i] / sum * static_cast<double>(count) + 1e-6;
         }
     }
     return best;
 }
 
+/** Pixels of displacement to the normalised coordinates of a model: identity + coefficients. */
+CorrectionModel modelOfDisplacement(const Camera& camera, const Breaks& breaks,
+                                    const Coefficients& displacement) {
+    const Eigen::DiagonalMatrix<double, 2> scale(1 / camera.fx, 1 / camera.fy);
+    return storedModel(breaks, identityCoefficients(breaks) + displacement * scale);
+}
+
+/** What the inverse of a model has to be where `view` says nothing of it. */
+std::vector<Sample> inverseBeyond(const Camera& camera, const LensView& view,
+                                  const CorrectionModel& undistortion) {
+    const Breaks breaks = breaksOf(undistortion);
+    const std::vector<Point> straight = nodesOf(gridOver(camera, 1));
+    const std::vector<SiteSplines> splines = siteSplines(breaks, straight);
+    const Coefficients coefficients = coefficientsOf(undistortion);
+    std::vector<Sample> samples;
+    for (std::size_t i = 0; i < straight.size(); ++i) {
+        const Point recorded = splineValue(coefficients, splines[i]);
+        if (!truthAt(view, Direction::undistort, straight[i]) && recorded.x >= breaks.x.front() &&
+            recorded.x <= breaks.x.back() && recorded.y >= breaks.y.front() &&
+            recorded.y <= breaks.y.back() && !truthAt(view, Direction::distort, recorded)) {
+            samples.push_back({recorded, straight[i]});
+        }
+    }
+    return samples;
+}
+
 }  // namespace
-
-Point normalised(const Camera& camera, Point pixel) {
-    return {(pixel.x - camera.cx) / camera.fx, (pixel.y - camera.cy) / camera.fy};
-}
-
-Point inPixels(const Camera& camera, Point p) {
-    return {p.x * camera.fx + camera.cx, p.y * camera.fy + camera.cy};
-}
 
 Breaks evenBreaks(const Camera& camera) {
     Breaks breaks{};
@@ -154,6 +174,7 @@ Breaks evenBreaks(const Camera& camera) {
     const Point last = normalised(camera, {camera.width - 0.5, camera.height - 0.5});
     spread(breaks.x, first.x, last.x);
     spread(breaks.y, first.y, last.y);
+    breaks = rounded(breaks);
     if (!serves(breaks.x, camera.width, camera.cx, camera.fx) ||
         !serves(breaks.y, camera.height, camera.cy, camera.fy)) {
         throw Failure("main camera",
@@ -163,64 +184,95 @@ Breaks evenBreaks(const Camera& camera) {
     return breaks;
 }
 
-Coefficients identityCoefficients(const Breaks& breaks) {
-    // The coefficient of the identity for a B-spline is the mean of its inner knots (Greville).
-    const auto means = [](const auto& axis, int order) {
-        const auto repeated = static_cast<std::size_t>(order - 1);
-        std::vector<double> knots(repeated, axis.front());
-        knots.insert(knots.end(), axis.begin(), axis.end());
-        knots.insert(knots.end(), repeated, axis.back());
-        std::vector<double> result;
-        for (std::size_t i = 0; i + repeated + 1 < knots.size(); ++i) {
-            double sum = 0;
-            for (std::size_t j = 1; j <= repeated; ++j) {
-                sum += knots[i + j];
-            }
-            result.push_back(sum / static_cast<double>(repeated));
-        }
-        return result;
-    };
-    const std::vector<double> x = means(breaks.x, fittingShape.xOrder);
-    const std::vector<double> y = means(breaks.y, fittingShape.yOrder);
-    Coefficients result{};
-    for (std::size_t i = 0; i < result.x.size(); ++i) {
-        result.x[i] = x[i % x.size()];
-        result.y[i] = y[i / x.size()];
-    }
-    return result;
-}
-
-CorrectionModel modelOfDisplacement(const Camera& camera, const Breaks& breaks,
-                                    const Coefficients& displacement) {
-    Coefficients coefficients = identityCoefficients(breaks);
-    for (std::size_t i = 0; i < coefficients.x.size(); ++i) {
-        coefficients.x[i] += displacement.x[i] / camera.fx;
-        coefficients.y[i] += displacement.y[i] / camera.fy;
-    }
-    return storedModel(breaks, coefficients);
-}
-
-CorrectionModel fitModel(const Camera& camera, const Target& target) {
+CorrectionModel fitModel(const Camera& camera, const Target& target,
+                         const std::vector<Sample>& beyond) {
     Breaks breaks = evenBreaks(camera);
-    const std::vector<double> u = sitesOver(sitesAlongX, camera.width, camera.cx, camera.fx);
-    const std::vector<double> v = sitesOver(sitesAlongY, camera.height, camera.cy, camera.fy);
-    SampledTarget sampled = sample(camera, target, u, v);
+    GridValues grid = gridOver(camera, 1);
+    SampledTarget sampled = sample(camera, target, grid);
     if (!sampled.everywhere) {
         // Between the sites next to the border of what is fitted, a model may err more than at
         // them.
-        sampled =
-            sample(camera, target, sitesOver(2 * sitesAlongX, camera.width, camera.cx, camera.fx),
-                   sitesOver(2 * sitesAlongY, camera.height, camera.cy, camera.fy));
+        sampled = sample(camera, target, gridOver(camera, 2));
     }
     if (sampled.sites.size() < CorrectionModel::coefficientCount) {
         throw Failure("main camera", "too little of the image is left to fit a model to",
                       "allow a wider angle");
     }
-    breaks = rounded(sampled.everywhere ? placeBreaks(breaks, {u, v, sampled.displacements})
-                                        : breaksOver(breaks, sampled.sites));
-    Observations observed = {siteSplines(breaks, sampled.sites), sampled.displacements,
-                             std::vector<double>(sampled.sites.size(), 1.0)};
+    grid.values = sampled.displacements;
+    breaks =
+        rounded(sampled.everywhere ? placeBreaks(breaks, grid) : breaksOver(breaks, sampled.sites));
+    const std::size_t count = sampled.sites.size();
+    std::vector<double> weights(count, 1.0);
+    for (const Sample& further : beyond) {
+        sampled.sites.push_back(further.site);
+        sampled.displacements.push_back(displacementOf(camera, further.site, further.value));
+        weights.push_back(weightBeyond);
+    }
+    Observations observed = {siteSplines(breaks, sampled.sites), sampled.displacements, weights};
     const Coefficients displacement =
-        leastLargestError(observed, roughnessOver(breaks, camera.fx, camera.fy));
+        leastLargestError(observed, count, roughnessOver(breaks, camera.fx, camera.fy));
     return modelOfDisplacement(camera, breaks, displacement);
+}
+
+ModelPair fitLens(const Camera& camera, const LensView& view) {
+    const auto targetOf = [&view](Direction direction) {
+        return [&view, direction](const std::vector<Point>& sites) {
+            std::vector<std::optional<Point>> values;
+            values.reserve(sites.size());
+            for (const Point& site : sites) {
+                values.push_back(truthAt(view, direction, site));
+            }
+            return values;
+        };
+    };
+    const CorrectionModel undistortion = fitModel(camera, targetOf(Direction::undistort));
+    // Where the lens says nothing, one model undoes the other all the same.
+    return {undistortion, fitModel(camera, targetOf(Direction::distort),
+                                   inverseBeyond(camera, view, undistortion))};
+}
+
+std::optional<CorrectionModel> extendedOver(const Camera& camera, const CorrectionModel& model) {
+    // So far the outermost pieces go on as the lens does, to a fraction of a pixel.
+    constexpr double farthest = 0.01;
+    const Breaks image = evenBreaks(camera);
+    const Breaks old = breaksOf(model);
+    Breaks wider = old;
+    wider.x.front() = std::min(old.x.front(), image.x.front());
+    wider.x.back() = std::max(old.x.back(), image.x.back());
+    wider.y.front() = std::min(old.y.front(), image.y.front());
+    wider.y.back() = std::max(old.y.back(), image.y.back());
+    const auto isFar = [](const auto& from, const auto& to) {
+        const double range = from.back() - from.front();
+        return to.back() - to.front() > (1 + farthest) * range;
+    };
+    if (isFar(old.x, wider.x) || isFar(old.y, wider.y)) {
+        return std::nullopt;
+    }
+    // As many sites in each piece as its polynomial has coefficients decide it.
+    const auto sitesIn = [](const auto& breaks, int order) {
+        std::vector<double> sites;
+        for (std::size_t i = 0; i + 1 < breaks.size(); ++i) {
+            for (int j = 0; j < order; ++j) {
+                sites.push_back(std::lerp(breaks[i], breaks[i + 1], (j + 0.5) / order));
+            }
+        }
+        return sites;
+    };
+    // Along each axis, the values at the sites by the old coefficients are those by the new ones.
+    const auto carried = [&sitesIn](const auto& from, const auto& to, int order) {
+        const std::vector<double> sites = sitesIn(from, order);
+        return Eigen::MatrixXd(Eigen::MatrixXd(splinesAt(to, order, sites))
+                                   .colPivHouseholderQr()
+                                   .solve(Eigen::MatrixXd(splinesAt(from, order, sites))));
+    };
+    const Eigen::MatrixXd alongX = carried(old.x, wider.x, fittingShape.xOrder);
+    const Eigen::MatrixXd alongY = carried(old.y, wider.y, fittingShape.yOrder);
+    Coefficients coefficients = coefficientsOf(model);
+    for (Eigen::Index axis = 0; axis < 2; ++axis) {
+        // Row by row in memory, so that rows of the matrix are along x.
+        Eigen::Map<Collocation> matrix(coefficients.col(axis).data(), CALIBMAP_CORRECTION_ROWS,
+                                       CALIBMAP_CORRECTION_COLS);
+        matrix = (alongY * matrix * alongX.transpose()).eval();
+    }
+    return storedModel(wider, coefficients);
 }

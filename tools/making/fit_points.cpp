@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "making/least_squares.h"
+#include "making/plane.h"
 #include "making/polynomial.h"
 #include "making/robust.h"
 
@@ -31,7 +32,7 @@ std::vector<Point> plateAt(const MeasuredLens& lens, std::vector<Point> points) 
     }
     std::vector<Point> values;
     for (const SiteSplines& splines : siteSplines(lens.breaks, points)) {
-        values.push_back(valueAt(lens.plate, splines));
+        values.push_back(splineValue(lens.plate, splines));
     }
     return values;
 }
@@ -39,33 +40,14 @@ std::vector<Point> plateAt(const MeasuredLens& lens, std::vector<Point> points) 
 /** The straight point next to `start` that polynomial and `offset` take to `recorded`. */
 std::optional<Point> solvePolynomial(const Camera& camera, const LensPolynomial& polynomial,
                                      Point offset, Point recorded, Point start) {
-    const auto image = [&](Point p) {
-        const Point moved = displacementAt(polynomial, p);
-        return Point{p.x + (moved.x + offset.x) / camera.fx,
-                     p.y + (moved.y + offset.y) / camera.fy};
+    const auto image = [&](const DualPoint& p) -> std::optional<DualPoint> {
+        const DualPoint moved = polynomialValue(polynomial, p);
+        const DualPoint reached = {p.x + (moved.x + offset.x) / camera.fx,
+                                   p.y + (moved.y + offset.y) / camera.fy};
+        const double trace = reached.x.derivatives()[0] + reached.y.derivatives()[1];
+        return reached.determinant() > 0 && trace > 0 ? std::optional(reached) : std::nullopt;
     };
-    constexpr double h = 1e-6;
-    Point p = start;
-    for (int step = 0; step < 20; ++step) {
-        const Point reached = image(p);
-        const Point right = image({p.x + h, p.y});
-        const Point below = image({p.x, p.y + h});
-        const double a = (right.x - reached.x) / h;
-        const double b = (below.x - reached.x) / h;
-        const double c = (right.y - reached.y) / h;
-        const double d = (below.y - reached.y) / h;
-        const double area = a * d - b * c;
-        if (!(area > 0) || !(a + d > 0)) {
-            return std::nullopt;
-        }
-        const Point error = {reached.x - recorded.x, reached.y - recorded.y};
-        const Point move = {(d * error.x - b * error.y) / area, (a * error.y - c * error.x) / area};
-        p = {p.x - move.x, p.y - move.y};
-        if (std::hypot(move.x, move.y) < 1e-10) {
-            return p;
-        }
-    }
-    return std::nullopt;
+    return solved(image, recorded, start);
 }
 
 Values recordedAt(const Camera& camera, const MeasuredLens& lens,
@@ -73,9 +55,9 @@ Values recordedAt(const Camera& camera, const MeasuredLens& lens,
     const std::vector<Point> plate = plateAt(lens, straight);
     Values values;
     for (std::size_t i = 0; i < straight.size(); ++i) {
-        const Point broad = displacementAt(lens.polynomial, straight[i]);
-        values.push_back(Point{straight[i].x + (broad.x + plate[i].x) / camera.fx,
-                               straight[i].y + (broad.y + plate[i].y) / camera.fy});
+        const Point broad = polynomialValue(lens.polynomial, straight[i]);
+        values.push_back(
+            displaced(camera, straight[i], {broad.x + plate[i].x, broad.y + plate[i].y}));
     }
     return values;
 }
@@ -111,16 +93,6 @@ Values straightAt(const Camera& camera, const MeasuredLens& lens,
     return values;
 }
 
-std::vector<double> distancesFrom(const Coefficients& fitted, const Observations& observed) {
-    std::vector<double> distances;
-    for (std::size_t i = 0; i < observed.sites.size(); ++i) {
-        const Point value = valueAt(fitted, observed.sites[i]);
-        distances.push_back(
-            std::hypot(value.x - observed.values[i].x, value.y - observed.values[i].y));
-    }
-    return distances;
-}
-
 /** Fits again and again with weights that follow from the last fit; returns the last noise. */
 double settle(Observations& observed, const Roughness& roughness) {
     constexpr int rounds = 20;
@@ -150,10 +122,7 @@ Breaks breaksAround(const Camera& camera, const std::vector<Point>& points) {
             first = std::min(first, point.*coordinate);
             last = std::max(last, point.*coordinate);
         }
-        for (std::size_t i = 0; i < axis.size(); ++i) {
-            axis[i] = std::lerp(first, last,
-                                static_cast<double>(i) / static_cast<double>(axis.size() - 1));
-        }
+        spread(axis, first, last);
     };
     widen(breaks.x, &Point::x);
     widen(breaks.y, &Point::y);
@@ -185,14 +154,6 @@ std::vector<Patch> patchesOf(const Camera& camera, const std::vector<PointPair>&
 
 }  // namespace
 
-Point sourceOf(const PointPair& pair, Direction direction) {
-    return direction == Direction::undistort ? pair.straight : pair.recorded;
-}
-
-Point destinationOf(const PointPair& pair, Direction direction) {
-    return direction == Direction::undistort ? pair.recorded : pair.straight;
-}
-
 PointFit fitPoints(const Camera& camera, const std::vector<PointPair>& pairs) {
     std::vector<std::size_t> inside;
     std::vector<Point> sites;
@@ -213,7 +174,7 @@ PointFit fitPoints(const Camera& camera, const std::vector<PointPair>& pairs) {
     MeasuredLens lens{};
     lens.polynomial = fitPolynomial(camera, sites, observed.values, observed.weights);
     for (std::size_t i = 0; i < sites.size(); ++i) {
-        const Point explained = displacementAt(lens.polynomial, sites[i]);
+        const Point explained = polynomialValue(lens.polynomial, sites[i]);
         observed.values[i] = {observed.values[i].x - explained.x,
                               observed.values[i].y - explained.y};
     }

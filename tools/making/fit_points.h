@@ -25,10 +25,6 @@ struct PointFit {
     std::vector<Patch> recorded;      /**< the recorded image in 6 x 4 parts, row by row */
 };
 
-/** Where a pair begins and where it leads in this direction. */
-Point sourceOf(const PointPair& pair, Direction direction);
-Point destinationOf(const PointPair& pair, Direction direction);
-
 /**
  * Fits the models of both directions to pairs, as far as they were recorded within the image.
  *

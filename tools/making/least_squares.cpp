@@ -4,22 +4,22 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 namespace {
 
 constexpr auto unknowns = static_cast<Eigen::Index>(CorrectionModel::coefficientCount);
 
 using Square = Eigen::MatrixXd;
-using BothCoordinates = Eigen::Matrix<double, unknowns, 2>;
 
 /** Left and right side of the normal equations, divided by the sum of the weights. */
 struct NormalEquations {
     Square left;
-    BothCoordinates right;
+    Coefficients right;
 };
 
 NormalEquations normalEquations(const Observations& observed) {
-    NormalEquations equations{Square::Zero(unknowns, unknowns), BothCoordinates::Zero()};
+    NormalEquations equations{Square::Zero(unknowns, unknowns), Coefficients::Zero()};
     constexpr std::size_t cols = fittingShape.xOrder;
     std::array<double, cols * fittingShape.yOrder> row{};
     std::array<Eigen::Index, cols * fittingShape.yOrder> place{};
@@ -53,17 +53,7 @@ Square penaltyOf(const Roughness& roughness, double smoothing) {
     // So small a pull towards zero changes nothing that the observations or the smoothing tell, and
     // decides what neither does.
     constexpr double ridge = 1e-13;
-    return smoothing * Eigen::Map<const Square>(roughness.form.data(), unknowns, unknowns) +
-           ridge * Square::Identity(unknowns, unknowns);
-}
-
-Coefficients unpacked(const BothCoordinates& solution) {
-    Coefficients coefficients{};
-    for (Eigen::Index i = 0; i < unknowns; ++i) {
-        coefficients.x[static_cast<std::size_t>(i)] = solution(i, 0);
-        coefficients.y[static_cast<std::size_t>(i)] = solution(i, 1);
-    }
-    return coefficients;
+    return smoothing * roughness + ridge * Square::Identity(unknowns, unknowns);
 }
 
 /** Mean over the axis of products of derivatives of this degree, with `unit` as unit of length. */
@@ -80,11 +70,7 @@ Square gramOver(const Axis& breaks, int order, int degree, double unit) {
             lengths.push_back(length / sitesPerPiece / (breaks.back() - breaks.front()));
         }
     }
-    const Collocation splines = derivativesAt({breaks.begin(), breaks.end()}, order, degree, sites);
-    using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-    const Eigen::Map<const RowMajor> values(splines.values.data(),
-                                            static_cast<Eigen::Index>(splines.rows),
-                                            static_cast<Eigen::Index>(splines.cols));
+    const Collocation values = derivativesAt(breaks, order, degree, sites);
     const Eigen::Map<const Eigen::VectorXd> weights(lengths.data(), values.rows());
     return std::pow(unit, 2 * degree) * values.transpose() * weights.asDiagonal() * values;
 }
@@ -103,9 +89,7 @@ Roughness roughnessOver(const Breaks& breaks, double fx, double fy) {
         alongX[i] = gramOver(breaks.x, fittingShape.xOrder, degree, side / fx);
         alongY[i] = gramOver(breaks.y, fittingShape.yOrder, degree, side / fy);
     }
-    Roughness roughness;
-    roughness.form.resize(static_cast<std::size_t>(unknowns * unknowns));
-    Eigen::Map<Square> form(roughness.form.data(), unknowns, unknowns);
+    Roughness form(unknowns, unknowns);
     constexpr Eigen::Index cols = CALIBMAP_CORRECTION_COLS;
     for (Eigen::Index i = 0; i < unknowns; ++i) {
         for (Eigen::Index j = 0; j < unknowns; ++j) {
@@ -114,41 +98,46 @@ Roughness roughnessOver(const Breaks& breaks, double fx, double fy) {
                          alongX[0](i % cols, j % cols) * alongY[2](i / cols, j / cols);
         }
     }
-    return roughness;
+    return form;
+}
+
+std::vector<double> distancesFrom(const Coefficients& fitted, const Observations& observed) {
+    std::vector<double> distances;
+    for (std::size_t i = 0; i < observed.sites.size(); ++i) {
+        const Point value = splineValue(fitted, observed.sites[i]);
+        distances.push_back(
+            std::hypot(value.x - observed.values[i].x, value.y - observed.values[i].y));
+    }
+    return distances;
 }
 
 Coefficients leastSquares(const Observations& observed, const Roughness& roughness,
                           double smoothing) {
     const NormalEquations equations = normalEquations(observed);
     const Eigen::LDLT<Square> solver(equations.left + penaltyOf(roughness, smoothing));
-    return unpacked(solver.solve(equations.right));
+    return solver.solve(equations.right);
 }
 
 ValidatedFit crossValidated(const Observations& observed, const Roughness& roughness,
                             double least) {
     const NormalEquations equations = normalEquations(observed);
-    double sum = 0;
-    for (const double weight : observed.weights) {
-        sum += weight;
-    }
+    const double sum = std::accumulate(observed.weights.begin(), observed.weights.end(), 0.0);
     ValidatedFit best{};
     double bestScore = std::numeric_limits<double>::infinity();
     double smoothing = least;
     while (smoothing <= 1e4) {
         const Eigen::LDLT<Square> solver(equations.left + penaltyOf(roughness, smoothing));
-        const BothCoordinates solution = solver.solve(equations.right);
+        const Coefficients coefficients = solver.solve(equations.right);
         const double freedom = Square(solver.solve(equations.left)).trace();
-        const Coefficients coefficients = unpacked(solution);
+        const std::vector<double> distances = distancesFrom(coefficients, observed);
         double squares = 0;
-        for (std::size_t i = 0; i < observed.sites.size(); ++i) {
-            const Point value = valueAt(coefficients, observed.sites[i]);
-            squares += observed.weights[i] * (std::pow(value.x - observed.values[i].x, 2) +
-                                              std::pow(value.y - observed.values[i].y, 2));
+        for (std::size_t i = 0; i < distances.size(); ++i) {
+            squares += observed.weights[i] * distances[i] * distances[i];
         }
         const double score = squares / sum * validationFactor(freedom, sum);
         if (score <= bestScore) {
             bestScore = score;
-            best = {coefficients, smoothing, freedom};
+            best = {coefficients, freedom};
         }
         smoothing *= 4;
     }
@@ -159,14 +148,4 @@ double validationFactor(double freedom, double observations) {
     constexpr double emphasis = 1.4;
     const double spare = std::max(1 - emphasis * freedom / observations, 1e-6);
     return 1 / (spare * spare);
-}
-
-std::vector<double> solveSymmetric(const std::vector<double>& left,
-                                   const std::vector<double>& right) {
-    const auto size = static_cast<Eigen::Index>(right.size());
-    const Eigen::Map<const Square> matrix(left.data(), size, size);
-    const Square eased = matrix + 1e-12 * matrix.trace() * Square::Identity(size, size);
-    const Eigen::VectorXd solution =
-        Eigen::LDLT<Square>(eased).solve(Eigen::Map<const Eigen::VectorXd>(right.data(), size));
-    return {solution.begin(), solution.end()};
 }

@@ -9,9 +9,7 @@
  * over the image of the squares of its second derivatives, f_uu^2 + 2 f_uv^2 + f_vv^2, with the
  * image's longer side as unit of length. What a thin plate would store if it were bent like that.
  */
-struct Roughness {
-    std::vector<double> form; /**< 120 x 120, symmetric */
-};
+using Roughness = Eigen::MatrixXd;
 
 /** The roughness of models with these break points, over an image with these focal lengths. */
 Roughness roughnessOver(const Breaks& breaks, double fx, double fy);
@@ -22,6 +20,9 @@ struct Observations {
     std::vector<Point> values;
     std::vector<double> weights;
 };
+
+/** How far a spline is from each of the values. */
+std::vector<double> distancesFrom(const Coefficients& fitted, const Observations& observed);
 
 /**
  * The coefficients that minimise
@@ -37,7 +38,6 @@ Coefficients leastSquares(const Observations& observed, const Roughness& roughne
  */
 struct ValidatedFit {
     Coefficients coefficients;
-    double smoothing;
     double freedom; /**< how many free parameters the model effectively has, for one coordinate */
 };
 ValidatedFit crossValidated(const Observations& observed, const Roughness& roughness, double least);
@@ -49,7 +49,3 @@ ValidatedFit crossValidated(const Observations& observed, const Roughness& rough
  * ANOVA Models", 2002).
  */
 double validationFactor(double freedom, double observations);
-
-/** The solution of a small symmetric positive semidefinite system, `left` given row by row. */
-std::vector<double> solveSymmetric(const std::vector<double>& left,
-                                   const std::vector<double>& right);

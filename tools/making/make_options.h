@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "commands/camera_options.h"
 #include "making/camera_file.h"
@@ -19,16 +20,9 @@ struct MakeOptions {
     std::optional<int32_t> subWidth;
     std::optional<int32_t> subHeight;
     std::optional<LensChoice> lens;
-    std::string extrinsics;
-    std::string mainCoeff;
-    std::string subCoeff;
-    std::optional<int32_t> xOrder;
-    std::optional<int32_t> yOrder;
-    std::optional<int32_t> xPieces;
-    std::optional<int32_t> yPieces;
-    std::optional<int32_t> pass;
+    std::vector<std::string> set;
     std::optional<double> maxAngle; /**< degrees; 90, the whole view, unless given */
-    double tolerance = usualTolerance;
+    double tolerance = usualLargestError;
     std::string residuals;
     bool isJson = false;
     bool isUnproved = false;

@@ -36,12 +36,12 @@ std::string coverageText(const PointFit& fit) {
     return text + (empty == 0 ? "" : "  there the maps only continue what lies around\n");
 }
 
-Json jsonOf(const Deviation& deviation) {
-    return {{"rootMeanSquare", deviation.rootMeanSquare},
-            {"percentile95", deviation.percentile95},
-            {"largest", deviation.largest},
-            {"at", {deviation.place.x, deviation.place.y}},
-            {"compared", deviation.count}};
+Json jsonOf(const Statistics& distances) {
+    return {{"rootMeanSquare", distances.rootMeanSquare},
+            {"percentile95", distances.percentile95},
+            {"largest", distances.largest},
+            {"at", {distances.place.x, distances.place.y}},
+            {"compared", distances.count}};
 }
 
 Json jsonOf(const PointFit& fit) {
@@ -60,6 +60,11 @@ Json jsonOf(const PointFit& fit) {
             {"withoutData", empty}};
 }
 
+std::string extrinsicsText(const MakeReport& report) {
+    const std::string& unused = report.unusedExtrinsics;
+    return shown(report.extrinsics + (unused.empty() ? "" : ", " + unused + " not used"));
+}
+
 }  // namespace
 
 std::string textOf(const MakeReport& report) {
@@ -76,27 +81,29 @@ std::string textOf(const MakeReport& report) {
                        report.points->used.size() + report.points->leftOut.size(),
                        report.points->leftOut.size(), report.points->noise);
     }
-    for (const auto& [direction, deviation] : report.fits) {
-        text += "  " +
-                describe(direction, report.points ? "residuals" : "spline from lens", deviation) +
-                "\n";
+    for (const MapErrors& errors : report.fits) {
+        text += "  " + describe(errors, report.points ? "residuals" : "spline from lens") + "\n";
     }
     if (!report.points && report.maxAngle < 90) {
         text += format("  fitted up to %g degrees off the optical axis:", report.maxAngle);
-        for (const auto& [direction, deviation] : report.fits) {
+        for (const auto& [direction, distances, residuals] : report.fits) {
             const double pixels = static_cast<double>(report.camera.width) * report.camera.height;
             text += format(" %.1f %% of the %s image%s",
-                           100 * static_cast<double>(deviation.count) / pixels,
+                           100 * static_cast<double>(distances.count) / pixels,
                            direction == Direction::undistort ? "straight" : "recorded",
                            direction == Direction::undistort ? "," : "\n");
         }
     }
+    text += report.models.empty() ? "" : "  models: " + shown(report.models) + "\n";
+    text += report.bend ? "  " + sentenceOf(*report.bend) + "\n" : "";
+    text += report.roundTrip ? "  " + agreementOf(*report.roundTrip) + "\n" : "";
     if (report.points) {
         text += coverageText(*report.points);
     }
     text += "  sub camera: " + shown(report.subCamera) +
-            "\n  extrinsics: " + shown(report.extrinsics) +
+            "\n  extrinsics: " + extrinsicsText(report) +
             "\n  further parameters: " + report.coefficients + "\n";
+    text += report.set.empty() ? "" : "  set: " + joined(report.set, ", ") + "\n";
     if (report.passFlag != 1) {
         text += format("  the pass flag is %d, so devices refuse the file\n", report.passFlag);
     }
@@ -127,13 +134,26 @@ std::string jsonOf(const MakeReport& report, const std::string& reason) {
     }
     if (!report.extrinsics.empty()) {
         json["subCamera"] = shown(report.subCamera);
-        json["extrinsics"] = shown(report.extrinsics);
+        json["extrinsics"] = extrinsicsText(report);
         json["passFlag"] = report.passFlag;
     }
     json["tolerance"] = report.tolerance;
     json["maxAngle"] = report.maxAngle;
-    for (const auto& [direction, deviation] : report.fits) {
-        json[nameOf(direction)] = jsonOf(deviation);
+    for (const MapErrors& errors : report.fits) {
+        json[nameOf(errors.direction)] = jsonOf(errors.distances);
+    }
+    if (report.bend) {
+        json["bend"] = {{"outwards", report.bend->outwards},
+                        {"at", {report.bend->place.x, report.bend->place.y}}};
+    }
+    if (report.roundTrip) {
+        const RoundTrip& trip = *report.roundTrip;
+        json["roundTrip"] = {{"largest", trip.largest},
+                             {"at", {trip.place.x, trip.place.y}},
+                             {"first", nameOf(trip.first)}};
+    }
+    if (!report.set.empty()) {
+        json["set"] = report.set;
     }
     if (report.points) {
         json["points"] = jsonOf(*report.points);

@@ -5,16 +5,12 @@
 #include <vector>
 
 #include "inspection/image.h"
+#include "inspection/usability.h"
 #include "making/fit_points.h"
 #include "making/proof.h"
 
 /** What `make` tells about the file that it has written, or refuses to write. */
 struct MakeReport {
-    struct Fit {
-        Direction direction;
-        Deviation deviation;
-    };
-
     std::string file;
     Camera camera;
     std::string mainCamera;                  /**< where it comes from */
@@ -25,9 +21,13 @@ struct MakeReport {
     std::string unusedExtrinsics; /**< what a calibration has of them and nobody took over */
     std::string coefficients;     /**< the main camera's further parameters */
     int passFlag;
-    double maxAngle;       /**< degrees */
-    double tolerance;      /**< pixels */
-    std::vector<Fit> fits; /**< none when the models come from another file */
+    double maxAngle;             /**< degrees */
+    double tolerance;            /**< pixels */
+    std::vector<MapErrors> fits; /**< none when the models come from another file */
+    std::optional<Bend> bend;
+    std::optional<RoundTrip> roundTrip;
+    std::string models;           /**< what has become of those of another file */
+    std::vector<std::string> set; /**< fields that were set by name */
     std::optional<PointFit> points;
 };
 

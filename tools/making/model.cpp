@@ -3,7 +3,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "making/dual.h"
+#include "making/newton.h"
 
 namespace {
 
@@ -13,13 +13,10 @@ constexpr int raySteps = 100;
 
 /** A lens's value with its derivatives, and whether its formula is on its sensible branch. */
 struct LensImage {
-    Dual x;
-    Dual y;
-    bool sensible;
+    DualPoint at;
+    bool isSensible;
 
-    [[nodiscard]] Point point() const { return {x.value, y.value}; }
-    [[nodiscard]] double determinant() const { return x.dx * y.dy - x.dy * y.dx; }
-    [[nodiscard]] bool regular() const { return sensible && determinant() > 0; }
+    [[nodiscard]] bool isRegular() const { return isSensible && at.determinant() > 0; }
 };
 
 /** What a sensor sees that is tilted against the lens. */
@@ -34,54 +31,54 @@ LensImage tilted(const Lens& lens, const LensImage& flat) {
     const double cosY = std::cos(aboutY);
     const double sinY = std::sin(aboutY);
     // The rows of R applied to (x, y, 1), and R's last column.
-    const Dual a = cosY * flat.x + (sinY * sinX) * flat.y + Dual{-sinY * cosX};
-    const Dual b = cosX * flat.y + Dual{sinX};
-    const Dual c = sinY * flat.x + (-cosY * sinX) * flat.y + Dual{cosY * cosX};
     const double r13 = -sinY * cosX;
     const double r23 = sinX;
     const double r33 = cosY * cosX;
-    return {(r33 * a + (-r13) * c) / c, (r33 * b + (-r23) * c) / c,
-            flat.sensible && c.value > 0 && r33 > 0};
+    const auto& [x, y] = flat.at;
+    const Dual a = cosY * x + (sinY * sinX) * y + r13;
+    const Dual b = cosX * y + r23;
+    const Dual c = sinY * x - (cosY * sinX) * y + r33;
+    return {{(r33 * a - r13 * c) / c, (r33 * b - r23 * c) / c},
+            flat.isSensible && c.value() > 0 && r33 > 0};
 }
 
-LensImage radialTangential(const Lens& lens, Dual x, Dual y) {
+LensImage radialTangential(const Lens& lens, const DualPoint& p) {
     const auto& t = lens.terms;
+    const auto& [x, y] = p;
     const Dual r2 = x * x + y * y;
     const Dual above = 1 + r2 * (t[termK1] + r2 * (t[termK2] + t[termK3] * r2));
     const Dual below = 1 + r2 * (t[termK4] + r2 * (t[termK5] + t[termK6] * r2));
     const Dual scale = above / below;
     const Dual xy = 2 * (x * y);
-    const LensImage flat = {x * scale + t[termP1] * xy + t[termP2] * (r2 + 2 * (x * x)) +
-                                r2 * (t[termS1] + t[termS2] * r2),
-                            y * scale + t[termP2] * xy + t[termP1] * (r2 + 2 * (y * y)) +
-                                r2 * (t[termS3] + t[termS4] * r2),
-                            above.value > 0 && below.value > 0};
-    return tilted(lens, flat);
+    const Dual bentX = x * scale + t[termP1] * xy + t[termP2] * (r2 + 2 * (x * x)) +
+                       r2 * (t[termS1] + t[termS2] * r2);
+    const Dual bentY = y * scale + t[termP2] * xy + t[termP1] * (r2 + 2 * (y * y)) +
+                       r2 * (t[termS3] + t[termS4] * r2);
+    return tilted(lens, {{bentX, bentY}, above.value() > 0 && below.value() > 0});
 }
 
 /** The angle polynomial of an equidistant lens: the recorded radius of a ray at angle `t`. */
 template <class Number>
-Number bentAngle(const Lens& lens, Number t) {
+Number bentAngle(const Lens& lens, const Number& t) {
     const Number t2 = t * t;
     const auto& k = lens.terms;
     return t * (1 + t2 * (k[0] + t2 * (k[1] + t2 * (k[2] + k[3] * t2))));
 }
 
-LensImage equidistant(const Lens& lens, Dual x, Dual y) {
+LensImage equidistant(const Lens& lens, const DualPoint& p) {
+    const auto& [x, y] = p;
     const Dual r2 = x * x + y * y;
-    if (r2.value < 1e-20) {
-        return {x, y, true};
+    if (r2.value() < 1e-20) {
+        return {p, true};
     }
     const Dual r = sqrt(r2);
-    const Dual scale = bentAngle(lens, atan(r)) / r;
-    return {x * scale, y * scale, scale.value > 0};
+    const Dual angle(std::atan(r.value()), r.derivatives() / (1 + r2.value()));
+    const Dual scale = bentAngle(lens, angle) / r;
+    return {{x * scale, y * scale}, scale.value() > 0};
 }
 
-LensImage imageOf(const Lens& lens, Point p) {
-    const Dual x = {p.x, 1, 0};
-    const Dual y = {p.y, 0, 1};
-    return lens.kind == LensKind::equidistant ? equidistant(lens, x, y)
-                                              : radialTangential(lens, x, y);
+LensImage imageOf(const Lens& lens, const DualPoint& p) {
+    return lens.kind == LensKind::equidistant ? equidistant(lens, p) : radialTangential(lens, p);
 }
 
 /** The angle up to which the angle polynomial rises, at most a half turn. */
@@ -102,11 +99,11 @@ double risingUpTo(const Lens& lens) {
 }  // namespace
 
 Point distorted(const Lens& lens, Point straight) {
-    return imageOf(lens, straight).point();
+    return imageOf(lens, variableAt(straight)).at.point();
 }
 
 bool isRegularAt(const Lens& lens, Point straight) {
-    return imageOf(lens, straight).regular();
+    return imageOf(lens, variableAt(straight)).isRegular();
 }
 
 bool isUnfoldedUpTo(const Lens& lens, Point straight) {
@@ -120,24 +117,11 @@ bool isUnfoldedUpTo(const Lens& lens, Point straight) {
 }
 
 std::optional<Point> straightenedFrom(const Lens& lens, Point recorded, Point start) {
-    constexpr int maxSteps = 20;
-    constexpr double tolerance = 1e-13;
-    Point p = start;
-    for (int step = 0; step < maxSteps; ++step) {
+    const auto image = [&lens](const DualPoint& p) {
         const LensImage reached = imageOf(lens, p);
-        if (!reached.regular()) {
-            return std::nullopt;
-        }
-        const double area = reached.determinant();
-        const Point error = {reached.x.value - recorded.x, reached.y.value - recorded.y};
-        const Point move = {(reached.y.dy * error.x - reached.x.dy * error.y) / area,
-                            (reached.x.dx * error.y - reached.y.dx * error.x) / area};
-        p = {p.x - move.x, p.y - move.y};
-        if (std::hypot(move.x, move.y) <= tolerance * (1 + std::hypot(p.x, p.y))) {
-            return isRegularAt(lens, p) ? std::optional<Point>(p) : std::nullopt;
-        }
-    }
-    return std::nullopt;
+        return reached.isRegular() ? std::optional(reached.at) : std::nullopt;
+    };
+    return solved(image, recorded, start);
 }
 
 std::optional<Point> straightened(const Lens& lens, Point recorded) {

@@ -74,7 +74,8 @@ bool isRegularAt(const Lens& lens, Point straight);
 /** True when the lens is regular on the whole way from the principal point to `straight`. */
 bool isUnfoldedUpTo(const Lens& lens, Point straight);
 
-/** The straight point next to `start` that the lens takes to `recorded`; nothing if none is. */
+/** The straight point next to `start` that the lens takes to `recorded`, if Newton's method finds
+ * one. */
 std::optional<Point> straightenedFrom(const Lens& lens, Point recorded, Point start);
 
 /**

@@ -19,11 +19,7 @@ constexpr double smallestPiece = 0.02;
 /** An orthonormal basis of what the splines of one axis can be at the sites. */
 template <class Axis>
 Matrix basisOver(const Axis& breaks, int order, const std::vector<double>& sites) {
-    const Collocation splines = splinesAt({breaks.begin(), breaks.end()}, order, sites);
-    using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-    const Matrix values =
-        Eigen::Map<const RowMajor>(splines.values.data(), static_cast<Eigen::Index>(splines.rows),
-                                   static_cast<Eigen::Index>(splines.cols));
+    const Matrix values = splinesAt(breaks, order, sites);
     const Eigen::HouseholderQR<Matrix> decomposed(values);
     return decomposed.householderQ() * Matrix::Identity(values.rows(), values.cols());
 }
@@ -34,15 +30,10 @@ class Search {
     Search(const Breaks& breaks, const GridValues& target) : target_(target), breaks_(breaks) {
         const auto rows = static_cast<Eigen::Index>(target.v.size());
         const auto cols = static_cast<Eigen::Index>(target.u.size());
-        x_.resize(rows, cols);
-        y_.resize(rows, cols);
-        for (Eigen::Index row = 0; row < rows; ++row) {
-            for (Eigen::Index col = 0; col < cols; ++col) {
-                const Point& value = target.values[static_cast<std::size_t>(row * cols + col)];
-                x_(row, col) = value.x;
-                y_(row, col) = value.y;
-            }
-        }
+        using Interleaved = Eigen::Map<const Collocation, 0, Eigen::Stride<Eigen::Dynamic, 2>>;
+        const Eigen::Stride<Eigen::Dynamic, 2> stride(2 * cols, 2);
+        x_ = Interleaved(&target.values.front().x, rows, cols, stride);
+        y_ = Interleaved(&target.values.front().y, rows, cols, stride);
         alongX_ = basisOver(breaks_.x, fittingShape.xOrder, target_.u);
         alongY_ = basisOver(breaks_.y, fittingShape.yOrder, target_.v);
         error_ = error(alongX_, alongY_);

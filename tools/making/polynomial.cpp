@@ -1,5 +1,6 @@
 #include "making/polynomial.h"
 
+#include <Eigen/Dense>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -10,27 +11,32 @@
 namespace {
 
 /** The numbers of terms among which one is chosen; each adds what belongs together. */
-constexpr std::array<std::size_t, 8> sizes = {0, 2, 6, 7, 8, 10, 11, 12};
-constexpr std::size_t allTerms = sizes.back();
+constexpr std::array<Eigen::Index, 8> sizes = {0, 2, 6, 7, 8, 10, 11, 12};
+constexpr auto allTerms = static_cast<int>(sizes.back());
 
-/** The displacements that each term stands for at a site. */
-std::array<Point, allTerms> termsAt(double unit, Point site) {
-    const double x = site.x / unit;
-    const double y = site.y / unit;
-    const double r2 = x * x + y * y;
-    const double r4 = r2 * r2;
-    return {{{1, 0},
-             {0, 1},
-             {x, 0},
-             {0, y},
-             {y, 0},
-             {0, x},
-             {x * r2, y * r2},
-             {x * r4, y * r4},
-             {2 * x * y, r2 + 2 * y * y},
-             {r2 + 2 * x * x, 2 * x * y},
-             {x * r4 * r2, y * r4 * r2},
-             {x * r4 * r4, y * r4 * r4}}};
+/** What each term stands for at a site, one column for x and one for y. */
+template <class Number>
+Eigen::Matrix<Number, allTerms, 2> termsAt(double unit, const Number& siteX, const Number& siteY) {
+    const Number x = siteX / unit;
+    const Number y = siteY / unit;
+    const Number r2 = x * x + y * y;
+    const Number r4 = r2 * r2;
+    const Number xy = 2 * x * y;
+    const Number none(0);
+    const Number one(1);
+    Eigen::Matrix<Number, allTerms, 2> terms;
+    terms << one, none,                  //
+        none, one,                       //
+        x, none,                         //
+        none, y,                         //
+        y, none,                         //
+        none, x,                         //
+        Number(x * r2), Number(y * r2),  //
+        Number(x * r4), Number(y * r4),  //
+        xy, Number(r2 + 2 * y * y),      //
+        Number(r2 + 2 * x * x), xy,      //
+        Number(x * r4 * r2), Number(y * r4 * r2), Number(x * r4 * r4), Number(y * r4 * r4);
+    return terms;
 }
 
 struct WeightedFit {
@@ -38,24 +44,20 @@ struct WeightedFit {
     std::vector<double> distances;
 };
 
-WeightedFit fitTerms(double unit, std::size_t size, const std::vector<Point>& sites,
+WeightedFit fitTerms(double unit, Eigen::Index size, const std::vector<Point>& sites,
                      const std::vector<Point>& displacements, const std::vector<double>& weights) {
-    std::vector<double> left(size * size);
-    std::vector<double> right(size);
+    Eigen::MatrixXd left = Eigen::MatrixXd::Zero(size, size);
+    Eigen::VectorXd right = Eigen::VectorXd::Zero(size);
     for (std::size_t i = 0; i < sites.size(); ++i) {
-        const std::array<Point, allTerms> terms = termsAt(unit, sites[i]);
-        for (std::size_t a = 0; a < size; ++a) {
-            right[a] +=
-                weights[i] * (terms[a].x * displacements[i].x + terms[a].y * displacements[i].y);
-            for (std::size_t b = 0; b < size; ++b) {
-                left[a * size + b] +=
-                    weights[i] * (terms[a].x * terms[b].x + terms[a].y * terms[b].y);
-            }
-        }
+        const auto terms = termsAt(unit, sites[i].x, sites[i].y).topRows(size).eval();
+        left += weights[i] * terms * terms.transpose();
+        right += weights[i] * terms * Eigen::Vector2d(displacements[i].x, displacements[i].y);
     }
-    WeightedFit fit{{unit, size == 0 ? std::vector<double>() : solveSymmetric(left, right)}, {}};
+    // The little more makes it definite where the points decide nothing.
+    left += 1e-12 * left.trace() * Eigen::MatrixXd::Identity(size, size);
+    WeightedFit fit{{unit, left.ldlt().solve(right)}, {}};
     for (std::size_t i = 0; i < sites.size(); ++i) {
-        const Point value = displacementAt(fit.polynomial, sites[i]);
+        const Point value = polynomialValue(fit.polynomial, sites[i]);
         fit.distances.push_back(
             std::hypot(value.x - displacements[i].x, value.y - displacements[i].y));
     }
@@ -64,12 +66,19 @@ WeightedFit fitTerms(double unit, std::size_t size, const std::vector<Point>& si
 
 }  // namespace
 
-Point displacementAt(const LensPolynomial& polynomial, Point site) {
-    const std::array<Point, allTerms> terms = termsAt(polynomial.unit, site);
-    Point sum = {0, 0};
-    for (std::size_t i = 0; i < polynomial.terms.size(); ++i) {
-        sum.x += polynomial.terms[i] * terms[i].x;
-        sum.y += polynomial.terms[i] * terms[i].y;
+Point polynomialValue(const LensPolynomial& polynomial, Point site) {
+    const Eigen::Index size = polynomial.terms.size();
+    const Eigen::Vector2d sum =
+        termsAt(polynomial.unit, site.x, site.y).topRows(size).transpose() * polynomial.terms;
+    return {sum[0], sum[1]};
+}
+
+DualPoint polynomialValue(const LensPolynomial& polynomial, const DualPoint& site) {
+    const auto terms = termsAt<Dual>(polynomial.unit, site.x, site.y);
+    DualPoint sum = {Dual(0, Eigen::Vector2d::Zero()), Dual(0, Eigen::Vector2d::Zero())};
+    for (Eigen::Index i = 0; i < polynomial.terms.size(); ++i) {
+        sum.x += polynomial.terms[i] * terms(i, 0);
+        sum.y += polynomial.terms[i] * terms(i, 1);
     }
     return sum;
 }
@@ -79,9 +88,11 @@ LensPolynomial fitPolynomial(const Camera& camera, const std::vector<Point>& sit
                              std::vector<double>& weights) {
     const double unit = std::hypot(camera.width / camera.fx, camera.height / camera.fy) / 2;
     // Two observations to a term at least.
-    const auto isAffordable = [&](std::size_t size) { return size <= sites.size(); };
-    std::size_t most = 0;
-    for (const std::size_t size : sizes) {
+    const auto isAffordable = [&](Eigen::Index size) {
+        return size <= static_cast<Eigen::Index>(sites.size());
+    };
+    Eigen::Index most = 0;
+    for (const Eigen::Index size : sizes) {
         most = isAffordable(size) ? size : most;
     }
     constexpr int rounds = 15;
@@ -96,7 +107,7 @@ LensPolynomial fitPolynomial(const Camera& camera, const std::vector<Point>& sit
     }
     WeightedFit best{};
     double bestScore = std::numeric_limits<double>::infinity();
-    for (const std::size_t size : sizes) {
+    for (const Eigen::Index size : sizes) {
         if (!isAffordable(size)) {
             break;
         }

@@ -4,6 +4,7 @@
 
 #include "inspection/image.h"
 #include "inspection/point.h"
+#include "making/newton.h"
 
 /**
  * A displacement in pixels as lenses have it: the first `terms.size()` terms of offset, affine,
@@ -11,11 +12,14 @@
  */
 struct LensPolynomial {
     double unit; /**< the length, in normalised coordinates, that the terms count in */
-    std::vector<double> terms;
+    Eigen::VectorXd terms;
 };
 
 /** The displacement in pixels at a site in normalised image coordinates. */
-Point displacementAt(const LensPolynomial& polynomial, Point site);
+Point polynomialValue(const LensPolynomial& polynomial, Point site);
+
+/** The same with its derivatives. */
+DualPoint polynomialValue(const LensPolynomial& polynomial, const DualPoint& site);
 
 /**
  * The polynomial with the number of terms that predicts the displacements best. `weights` come back

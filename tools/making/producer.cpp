@@ -21,6 +21,17 @@ void storeFloats(Image& image, std::size_t offset, const Floats& values) {
 
 }  // namespace
 
+Image emptyImage() {
+    Image image{};
+    image[CALIBMAP_PASS_FLAG] = 1;
+    uint8_t* const mainBlock = image.data() + CALIBMAP_MAIN_BLOCK;
+    mainBlock[CALIBMAP_X_ORDER] = static_cast<uint8_t>(fittingShape.xOrder);
+    mainBlock[CALIBMAP_Y_ORDER] = static_cast<uint8_t>(fittingShape.yOrder);
+    mainBlock[CALIBMAP_X_PIECES] = static_cast<uint8_t>(fittingShape.xPieces);
+    mainBlock[CALIBMAP_Y_PIECES] = static_cast<uint8_t>(fittingShape.yPieces);
+    return image;
+}
+
 CameraIntrinsics intrinsicsFrom(const Camera& camera, const Words& coeff) {
     CameraIntrinsics stored = {camera.width,
                                camera.height,
@@ -61,37 +72,9 @@ void storeModel(Image& image, Direction direction, const CorrectionModel& model)
     storeFloats(image, base + CALIBMAP_Y_CORRECTION, model.yCorrection);
 }
 
-void storeShape(Image& image, const ModelShape& shape) {
-    uint8_t* const mainBlock = image.data() + CALIBMAP_MAIN_BLOCK;
-    mainBlock[CALIBMAP_X_ORDER] = static_cast<uint8_t>(shape.xOrder);
-    mainBlock[CALIBMAP_Y_ORDER] = static_cast<uint8_t>(shape.yOrder);
-    mainBlock[CALIBMAP_X_PIECES] = static_cast<uint8_t>(shape.xPieces);
-    mainBlock[CALIBMAP_Y_PIECES] = static_cast<uint8_t>(shape.yPieces);
-}
-
-void storeWords(Image& image, std::size_t offset, const Words& words) {
-    for (const uint32_t word : words) {
-        storeWord(image, offset, word);
-        offset += sizeof word;
-    }
-}
-
 void seal(Image& image) {
     MainCameraIntervalCalibrationChecksum(image.data() + CALIBMAP_MAIN_BLOCK);
     SubCameraIntervalCalibrationChecksum(image.data() + CALIBMAP_SUB_BLOCK);
     CameraExtervalCalibrationChecksum(image.data() + CALIBMAP_EXTRINSIC_BLOCK);
     TotalCalibrationChecksum(image.data());
-}
-
-Image sealedImage(const CalibrationContent& content) {
-    Image image{};
-    image[CALIBMAP_PASS_FLAG] = 1;
-    storeCamera(image, CALIBMAP_MAIN_BLOCK, content.mainCamera);
-    storeCamera(image, CALIBMAP_SUB_BLOCK, content.subCamera);
-    storeShape(image, content.shape);
-    storeModel(image, Direction::undistort, content.undistortion);
-    storeModel(image, Direction::distort, content.distortion);
-    storeFloats(image, CALIBMAP_EXTRINSIC_BLOCK, content.extrinsics);
-    seal(image);
-    return image;
 }

@@ -2,186 +2,241 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+#include <deque>
+#include <future>
 #include <optional>
+#include <thread>
 
 #include "failure.h"
 #include "inspection/text.h"
-#include "making/fit.h"
+#include "making/plane.h"
 
 namespace {
 
-constexpr double degrees = 180 / std::numbers::pi;
-
-bool isWhole(const View& view) {
-    return view.angle >= std::numbers::pi / 2;
+Point atPixel(int32_t col, int32_t row) {
+    return {static_cast<double>(col), static_cast<double>(row)};
 }
 
-/** The pixel of the image that is next to a place on its border. */
-std::string pixelText(const Camera& camera, Point place) {
-    return format("pixel (%.0f, %.0f)", std::clamp(place.x, 0.0, camera.width - 1.0),
-                  std::clamp(place.y, 0.0, camera.height - 1.0));
+Point valueOf(const CoordinateMap& map, int32_t row, int32_t col) {
+    const std::size_t i = map.index(row, col);
+    return {map.x[i], map.y[i]};
 }
 
-/** Places around the image, half a pixel outside the outermost pixel centres. */
-std::vector<Point> borderOf(const Camera& camera) {
-    constexpr int places = 64;
-    std::vector<Point> border;
-    for (int i = 0; i <= places; ++i) {
-        const double x = -0.5 + camera.width * static_cast<double>(i) / places;
-        const double y = -0.5 + camera.height * static_cast<double>(i) / places;
-        border.insert(border.end(),
-                      {{x, -0.5}, {x, camera.height - 0.5}, {-0.5, y}, {camera.width - 0.5, y}});
+/** A map, its direction, and the lens that it is compared with. */
+struct LensComparison {
+    const CoordinateMap& map;
+    const Camera& camera;
+    const LensView& view;
+    Direction direction;
+};
+
+/** From the truth to the map's value; nothing where there is no truth. */
+std::optional<Point> errorAt(const LensComparison& comparison, int32_t row, int32_t col) {
+    const Camera& camera = comparison.camera;
+    const Point reached = valueOf(comparison.map, row, col);
+    const std::optional<Point> truth =
+        truthNear(comparison.view, comparison.direction, normalised(camera, atPixel(col, row)),
+                  normalised(camera, reached));
+    if (!truth) {
+        return std::nullopt;
     }
-    return border;
+    const Point to = inPixels(camera, *truth);
+    return Point{reached.x - to.x, reached.y - to.y};
 }
 
-/** A straight point moved towards the principal point until it is within the view. */
-Point withinView(const View& view, Point straight) {
-    const double radius = std::hypot(straight.x, straight.y);
-    const double limit = std::tan(view.angle);
-    const double scale = isWhole(view) || radius <= limit ? 1 : limit / radius;
-    return {straight.x * scale, straight.y * scale};
-}
+constexpr int32_t rowsAtOnce = 32;
+constexpr double notCompared = -1;
 
-void refuseRightAngle(const Camera& camera, const Lens& lens, const std::vector<Point>& border) {
-    double widest = 0;
-    Point place = {0, 0};
-    for (const Point& pixel : border) {
-        const double angle = recordedAngle(lens, normalised(camera, pixel)).value_or(0);
-        if (angle > widest) {
-            widest = angle;
-            place = pixel;
+/** The distances of some rows; `notCompared` outside a view, NaN where the whole has no truth. */
+std::vector<double> distancesFrom(const LensComparison& comparison, int32_t first) {
+    const CoordinateMap& map = comparison.map;
+    const double missing = isWhole(comparison.view) ? NAN : notCompared;
+    std::vector<double> distances;
+    for (int32_t row = first; row < std::min(first + rowsAtOnce, map.rows); ++row) {
+        for (int32_t col = 0; col < map.cols; ++col) {
+            const std::optional<Point> error = errorAt(comparison, row, col);
+            distances.push_back(error ? std::sqrt(error->x * error->x + error->y * error->y)
+                                      : missing);
         }
     }
-    if (widest >= std::numbers::pi / 2) {
-        throw Failure("lens",
-                      format("%s is %.1f degrees off the optical axis and from 90 on there is no "
-                             "straight image",
-                             pixelText(camera, place).c_str(), widest * degrees),
-                      "limit the fitted region with --max-angle, try 60");
+    return distances;
+}
+
+/** All distances: computed side by side, but added up in order, so that the sums stay the same. */
+Statistics statisticsOf(const LensComparison& comparison) {
+    const CoordinateMap& map = comparison.map;
+    const std::size_t threads = std::max(1U, std::thread::hardware_concurrency());
+    std::deque<std::future<std::vector<double>>> ahead;
+    Distances all;
+    int32_t next = 0;
+    for (int32_t first = 0; first < map.rows; first += rowsAtOnce) {
+        for (; next < map.rows && ahead.size() < 2 * threads; next += rowsAtOnce) {
+            ahead.push_back(
+                std::async([&comparison, next] { return distancesFrom(comparison, next); }));
+        }
+        const std::vector<double> distances = ahead.front().get();
+        ahead.pop_front();
+        for (std::size_t i = 0; i < distances.size(); ++i) {
+            if (distances[i] != notCompared) {
+                const auto at = static_cast<int32_t>(i);
+                add(all, distances[i], atPixel(at % map.cols, first + at / map.cols));
+            }
+        }
     }
+    return statisticsOf(all);
+}
+
+/** The distance that half of all do not exceed. */
+double medianOf(std::vector<double> distances) {
+    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
+    std::nth_element(distances.begin(), middle, distances.end());
+    return *middle;
 }
 
 }  // namespace
 
-void DeviationSum::add(double distance, Point place) {
-    distances_.push_back(static_cast<float>(distance));
-    squares_ += distance * distance;
-    // Written so that a NaN shows in the result, and stays.
-    if (!(distance <= largest_) && !std::isnan(largest_)) {
-        largest_ = distance;
-        place_ = place;
-    }
-}
-
-Deviation DeviationSum::result() const {
-    if (distances_.empty()) {
-        return {};
-    }
-    if (std::isnan(largest_)) {
-        return {NAN, NAN, NAN, place_, distances_.size()};
-    }
-    std::vector<float> sorted = distances_;
-    const auto at95 = static_cast<std::ptrdiff_t>(static_cast<double>(sorted.size() - 1) * 0.95);
-    std::nth_element(sorted.begin(), sorted.begin() + at95, sorted.end());
-    return {std::sqrt(squares_ / static_cast<double>(sorted.size())),
-            sorted[static_cast<std::size_t>(at95)], largest_, place_, sorted.size()};
-}
-
-View wholeView(const Lens& lens) {
-    return {lens, std::numbers::pi / 2};
-}
-
-std::optional<Point> truthAt(const View& view, Direction direction, Point from) {
-    if (direction == Direction::undistort) {
-        return isWhole(view) || angleOf(from) <= view.angle
-                   ? std::optional<Point>(distorted(view.lens, from))
-                   : std::nullopt;
-    }
-    const std::optional<Point> straight = straightened(view.lens, from);
-    return straight && angleOf(*straight) <= view.angle ? straight : std::nullopt;
-}
-
-void refuseUnfittable(const Camera& camera, const View& view) {
-    const std::vector<Point> border = borderOf(camera);
-    if (isWhole(view)) {
-        refuseRightAngle(camera, view.lens, border);
-    }
-    for (const Point& pixel : border) {
-        const Point p = normalised(camera, pixel);
-        if (!isUnfoldedUpTo(view.lens, withinView(view, p)) ||
-            (isWhole(view) && !straightened(view.lens, p))) {
-            throw Failure(
-                "lens",
-                "it folds over itself inside the image, on the way to " + pixelText(camera, pixel),
-                "check its coefficients or limit the angle that is fitted");
-        }
-    }
-}
-
-Deviation deviationFromLens(const CoordinateMap& map, const Camera& camera, const View& view,
-                            Direction direction) {
-    DeviationSum sum;
-    for (int32_t row = 0; row < map.rows; ++row) {
-        for (int32_t col = 0; col < map.cols; ++col) {
-            const std::size_t i = map.index(row, col);
-            const Point pixel = {static_cast<double>(col), static_cast<double>(row)};
-            const Point from = normalised(camera, pixel);
-            std::optional<Point> truth;
-            if (direction == Direction::distort && isWhole(view) &&
-                view.lens.kind == LensKind::radialTangential) {
-                // The map is close to the truth, which saves following the ray for every pixel.
-                truth = straightenedFrom(view.lens, from, normalised(camera, {map.x[i], map.y[i]}));
-            }
-            if (!truth) {
-                truth = truthAt(view, direction, from);
-            }
-            if (truth) {
-                const Point to = inPixels(camera, *truth);
-                sum.add(std::hypot(map.x[i] - to.x, map.y[i] - to.y), pixel);
-            } else if (isWhole(view)) {
-                sum.add(NAN, pixel);
+MapErrors errorsFromLens(const CoordinateMap& map, const Camera& camera, const LensView& view,
+                         Direction direction) {
+    const LensComparison comparison = {map, camera, view, direction};
+    MapErrors errors = {direction, statisticsOf(comparison), {}};
+    const int32_t step = std::max(1, std::max(camera.width, camera.height) / 36);
+    for (int32_t row = (camera.height - 1) % step / 2; row < camera.height; row += step) {
+        for (int32_t col = (camera.width - 1) % step / 2; col < camera.width; col += step) {
+            if (const std::optional<Point> error = errorAt(comparison, row, col)) {
+                errors.residuals.push_back({atPixel(col, row), *error, true});
             }
         }
     }
-    return sum.result();
+    return errors;
 }
 
-ModelPair fitView(const Camera& camera, const View& view) {
-    const auto fit = [&](Direction direction) {
-        return fitModel(camera, [&](const std::vector<Point>& sites) {
-            std::vector<std::optional<Point>> values;
-            values.reserve(sites.size());
-            for (const Point& site : sites) {
-                values.push_back(truthAt(view, direction, site));
-            }
-            return values;
-        });
+MapErrors errorsFromPoints(const CoordinateMap& map, const std::vector<PointPair>& pairs,
+                           const std::vector<std::size_t>& used,
+                           const std::vector<std::size_t>& leftOut, Direction direction) {
+    MapErrors errors = {direction, {}, {}};
+    Distances all;
+    const auto take = [&](std::size_t i, bool isUsed) {
+        const bool undistorts = direction == Direction::undistort;
+        const Point from = undistorts ? pairs[i].straight : pairs[i].recorded;
+        const Point to = undistorts ? pairs[i].recorded : pairs[i].straight;
+        if (!isInside(map, from.x, from.y)) {
+            return;
+        }
+        const Point reached = mapped(map, from);
+        const Point error = {reached.x - to.x, reached.y - to.y};
+        errors.residuals.push_back({from, error, isUsed});
+        if (isUsed) {
+            add(all, std::hypot(error.x, error.y), from);
+        }
     };
-    return {fit(Direction::undistort), fit(Direction::distort)};
+    for (const std::size_t i : used) {
+        take(i, true);
+    }
+    for (const std::size_t i : leftOut) {
+        take(i, false);
+    }
+    errors.distances = statisticsOf(all);
+    return errors;
 }
 
-std::string describe(Direction direction, const std::string& what, const Deviation& deviation) {
+std::string describe(const MapErrors& errors, const std::string& what) {
+    const Statistics& distances = errors.distances;
     return format(
         "%-9s %s: root mean square %.6f, 95 %% below %.6f, largest %.6f pixels at "
         "(%.0f, %.0f)",
-        nameOf(direction).c_str(), what.c_str(), deviation.rootMeanSquare, deviation.percentile95,
-        deviation.largest, deviation.place.x, deviation.place.y);
+        nameOf(errors.direction).c_str(), what.c_str(), distances.rootMeanSquare,
+        distances.percentile95, distances.largest, distances.place.x, distances.place.y);
 }
 
-void refusePoorFit(Direction direction, const Deviation& deviation, double tolerance,
-                   const std::string& alternative) {
-    if (!std::isfinite(deviation.rootMeanSquare)) {
+void refuseFarFromLens(const MapErrors& errors, double tolerance, const std::string& alternative) {
+    const Statistics& distances = errors.distances;
+    if (distances.lost > 0) {
         throw Failure("lens", "no model of this size follows it",
                       "check its coefficients and focal lengths");
     }
-    if (deviation.largest > tolerance) {
+    if (distances.largest > tolerance) {
         throw Failure("lens",
                       format("the best %s model is %.3f pixels off at (%.0f, %.0f), root mean "
                              "square %.3f",
-                             nameOf(direction).c_str(), deviation.largest, deviation.place.x,
-                             deviation.place.y, deviation.rootMeanSquare),
+                             nameOf(errors.direction).c_str(), distances.largest, distances.place.x,
+                             distances.place.y, distances.rootMeanSquare),
                       format("allow that with --tolerance (now %g)", tolerance) + alternative);
     }
+}
+
+void refuseFarFromPoints(const MapErrors& errors, double tolerance) {
+    const Statistics& distances = errors.distances;
+    if (distances.lost > 0 || distances.rootMeanSquare > tolerance) {
+        throw Failure("points",
+                      format("the %s map is %.3f pixels off them in root mean square, at worst "
+                             "%.3f at (%.0f, %.0f)",
+                             nameOf(errors.direction).c_str(), distances.rootMeanSquare,
+                             distances.largest, distances.place.x, distances.place.y),
+                      format("allow that with --tolerance (now %g)", tolerance));
+    }
+}
+
+void refuseContradiction(const std::vector<PointPair>& pairs, const Camera& camera,
+                         const Lens& lens, const std::string& origin) {
+    const auto medianBetween = [&](const auto& from, const auto& to) {
+        std::vector<double> distances;
+        for (const PointPair& pair : pairs) {
+            const Point reached = from(pair);
+            const Point place = to(pair);
+            distances.push_back(std::hypot(reached.x - place.x, reached.y - place.y));
+        }
+        return medianOf(std::move(distances));
+    };
+    const auto straight = [](const PointPair& pair) { return pair.straight; };
+    const auto recorded = [](const PointPair& pair) { return pair.recorded; };
+    const auto bent = [&](const auto& place) {
+        return [&](const PointPair& pair) {
+            return inPixels(camera, distorted(lens, normalised(camera, place(pair))));
+        };
+    };
+    const double asGiven = medianBetween(bent(straight), recorded);
+    const double exchanged = medianBetween(bent(recorded), straight);
+    const double unbent = medianBetween(straight, recorded);
+    // A lens so weak that noise hides it contradicts nothing.
+    constexpr double clear = 1.5;
+    if (asGiven > clear * std::min(exchanged, unbent)) {
+        throw Failure(
+            "points",
+            format("half of them are more than %.2f pixels from where the lens of ", asGiven) +
+                origin + format(" takes them, %.2f with exchanged columns", exchanged),
+            "write straight column, straight row, recorded column, recorded row, or give --width, "
+            "--fx and so on instead of --main");
+    }
+}
+
+Bend bendOf(const CoordinateMap& undistortion, const Camera& camera, const LensView* view) {
+    constexpr int32_t steps = 64;
+    Bend bend = {0, {0, 0}};
+    for (int32_t i = 0; i <= steps; ++i) {
+        for (int32_t j = 0; j <= steps; ++j) {
+            const auto row = static_cast<int32_t>(int64_t{camera.height - 1} * i / steps);
+            const auto col = static_cast<int32_t>(int64_t{camera.width - 1} * j / steps);
+            const Point place = atPixel(col, row);
+            const Point reached = valueOf(undistortion, row, col);
+            const double outwards = std::hypot(reached.x - camera.cx, reached.y - camera.cy) -
+                                    std::hypot(place.x - camera.cx, place.y - camera.cy);
+            const bool isSeen =
+                isInside(undistortion, reached.x, reached.y) &&
+                (view == nullptr || angleOf(normalised(camera, place)) <= view->angle);
+            if (isSeen && std::abs(outwards) > std::abs(bend.outwards)) {
+                bend = {outwards, place};
+            }
+        }
+    }
+    return bend;
+}
+
+std::string sentenceOf(const Bend& bend) {
+    const double pixels = std::abs(bend.outwards);
+    return pixels < 0.05
+               ? "the lens leaves straight lines straight"
+               : format("the lens bends straight lines %s by up to %.1f pixels at (%.0f, %.0f)",
+                        bend.outwards > 0 ? "outwards at their ends (pincushion)"
+                                          : "inwards at their ends (barrel)",
+                        pixels, bend.place.x, bend.place.y);
 }

@@ -2,19 +2,23 @@
 
 #include <algorithm>
 #include <new>
+#include <numeric>
 
 #include "diagnostics.h"
+#include "inspection/knots.h"
 #include "inspection/mat_handle.h"
 
 namespace {
 
-/** The knots over these break points: the first and the last one `order` times. */
-std::vector<double> knotsOver(const std::vector<double>& breaks, int order) {
-    const auto more = static_cast<std::size_t>(order - 1);
-    std::vector<double> knots(more, breaks.front());
-    knots.insert(knots.end(), breaks.begin(), breaks.end());
-    knots.insert(knots.end(), more, breaks.back());
-    return knots;
+template <class Axis>
+std::vector<double> knotValues(const Axis& breaks, int order) {
+    VectorDouble* knots = knotsOver(breaks, order);
+    if (knots == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::vector<double> values(knots->data, knots->data + knots->size);
+    destroyVectorDouble(&knots);
+    return values;
 }
 
 /** Which piece holds a site; the last one holds its end, too. */
@@ -25,46 +29,46 @@ std::size_t pieceOf(const auto& breaks, double site) {
 
 }  // namespace
 
-Collocation splinesAt(const std::vector<double>& breaks, int order,
-                      const std::vector<double>& sites) {
-    std::vector<double> breakData = breaks;
+template <class Axis>
+Collocation splinesAt(const Axis& breaks, int order, const std::vector<double>& sites) {
+    std::vector<double> knotData = knotValues(breaks, order);
     std::vector<double> siteData = sites;
-    const VectorDouble breakPoints = {breakData.data(), static_cast<int32_t>(breakData.size())};
+    const VectorDouble knots = {knotData.data(), static_cast<int32_t>(knotData.size())};
     const Mat column = {static_cast<int32_t>(sites.size()), 1, siteData.data()};
-    VectorDouble* knots = augknt_init(&breakPoints, order);
     const DiagnosticCapture capture;
-    const MatHandle values(knots == nullptr ? nullptr : collocationMatrix(knots, order, &column));
-    destroyVectorDouble(&knots);
+    const MatHandle values(collocationMatrix(&knots, order, &column));
     if (values.get() == nullptr) {
         throw std::bad_alloc();
     }
-    const auto rows = static_cast<std::size_t>(values->rows);
-    const auto cols = static_cast<std::size_t>(values->cols);
-    return {rows, cols, {values->data, values->data + rows * cols}};
+    return Eigen::Map<const Collocation>(values->data, values->rows, values->cols);
 }
 
-Collocation derivativesAt(const std::vector<double>& breaks, int order, int degree,
+template <class Axis>
+Collocation derivativesAt(const Axis& breaks, int order, int degree,
                           const std::vector<double>& sites) {
     Collocation result = splinesAt(breaks, order - degree, sites);
     // Each step up: the derivative of B(i) of order k is (k - 1) times the difference of
     // B(i) / (t(i + k - 1) - t(i)) and its right neighbour, both of order k - 1.
     for (int k = order - degree + 1; k <= order; ++k) {
-        const std::vector<double> knots = knotsOver(breaks, k);
-        const std::size_t cols = result.cols + 1;
-        std::vector<double> raised(result.rows * cols, 0.0);
-        for (std::size_t i = 0; i < result.cols; ++i) {
-            const double factor = (k - 1) / (knots[i + static_cast<std::size_t>(k)] - knots[i + 1]);
-            for (std::size_t row = 0; row < result.rows; ++row) {
-                const double value = factor * result.values[row * result.cols + i];
-                raised[row * cols + i] -= value;
-                raised[row * cols + i + 1] += value;
-            }
+        const std::vector<double> knots = knotValues(breaks, k);
+        Collocation raised = Collocation::Zero(result.rows(), result.cols() + 1);
+        for (Eigen::Index i = 0; i < result.cols(); ++i) {
+            const auto first = static_cast<std::size_t>(i);
+            const double range = knots[first + static_cast<std::size_t>(k)] - knots[first + 1];
+            raised.col(i) -= (k - 1) / range * result.col(i);
+            raised.col(i + 1) += (k - 1) / range * result.col(i);
         }
-        result.cols = cols;
-        result.values = std::move(raised);
+        result = std::move(raised);
     }
     return result;
 }
+
+using XAxis = decltype(Breaks::x);
+using YAxis = decltype(Breaks::y);
+template Collocation splinesAt(const XAxis&, int, const std::vector<double>&);
+template Collocation splinesAt(const YAxis&, int, const std::vector<double>&);
+template Collocation derivativesAt(const XAxis&, int, int, const std::vector<double>&);
+template Collocation derivativesAt(const YAxis&, int, int, const std::vector<double>&);
 
 std::vector<SiteSplines> siteSplines(const Breaks& breaks, const std::vector<Point>& sites) {
     std::vector<double> xSites;
@@ -73,33 +77,47 @@ std::vector<SiteSplines> siteSplines(const Breaks& breaks, const std::vector<Poi
         xSites.push_back(site.x);
         ySites.push_back(site.y);
     }
-    const Collocation alongX =
-        splinesAt({breaks.x.begin(), breaks.x.end()}, fittingShape.xOrder, xSites);
-    const Collocation alongY =
-        splinesAt({breaks.y.begin(), breaks.y.end()}, fittingShape.yOrder, ySites);
+    const Collocation alongX = splinesAt(breaks.x, fittingShape.xOrder, xSites);
+    const Collocation alongY = splinesAt(breaks.y, fittingShape.yOrder, ySites);
     std::vector<SiteSplines> result(sites.size());
     for (std::size_t i = 0; i < sites.size(); ++i) {
         SiteSplines& splines = result[i];
         splines.col = pieceOf(breaks.x, sites[i].x);
         splines.row = pieceOf(breaks.y, sites[i].y);
-        std::copy_n(alongX.values.data() + i * alongX.cols + splines.col, splines.x.size(),
-                    splines.x.data());
-        std::copy_n(alongY.values.data() + i * alongY.cols + splines.row, splines.y.size(),
-                    splines.y.data());
+        const auto row = static_cast<Eigen::Index>(i);
+        std::copy_n(alongX.row(row).data() + splines.col, splines.x.size(), splines.x.data());
+        std::copy_n(alongY.row(row).data() + splines.row, splines.y.size(), splines.y.data());
     }
     return result;
 }
 
-Point valueAt(const Coefficients& coefficients, const SiteSplines& site) {
+Point splineValue(const Coefficients& coefficients, const SiteSplines& site) {
     Point result = {0, 0};
     for (std::size_t a = 0; a < site.y.size(); ++a) {
-        const std::size_t first = (site.row + a) * CALIBMAP_CORRECTION_COLS + site.col;
+        const auto first =
+            static_cast<Eigen::Index>((site.row + a) * CALIBMAP_CORRECTION_COLS + site.col);
         Point sum = {0, 0};
         for (std::size_t b = 0; b < site.x.size(); ++b) {
-            sum.x += coefficients.x[first + b] * site.x[b];
-            sum.y += coefficients.y[first + b] * site.x[b];
+            sum.x += coefficients(first + static_cast<Eigen::Index>(b), 0) * site.x[b];
+            sum.y += coefficients(first + static_cast<Eigen::Index>(b), 1) * site.x[b];
         }
         result = {result.x + site.y[a] * sum.x, result.y + site.y[a] * sum.y};
+    }
+    return result;
+}
+
+Coefficients identityCoefficients(const Breaks& breaks) {
+    // The coefficient of the identity for a B-spline is the mean of its inner knots (Greville).
+    const auto mean = [](const std::vector<double>& knots, Eigen::Index i, int order) {
+        const auto inner = knots.begin() + i + 1;
+        return std::accumulate(inner, inner + order - 1, 0.0) / (order - 1);
+    };
+    const std::vector<double> xKnots = knotValues(breaks.x, fittingShape.xOrder);
+    const std::vector<double> yKnots = knotValues(breaks.y, fittingShape.yOrder);
+    Coefficients result;
+    for (Eigen::Index i = 0; i < result.rows(); ++i) {
+        result(i, 0) = mean(xKnots, i % CALIBMAP_CORRECTION_COLS, fittingShape.xOrder);
+        result(i, 1) = mean(yKnots, i / CALIBMAP_CORRECTION_COLS, fittingShape.yOrder);
     }
     return result;
 }
@@ -112,7 +130,21 @@ CorrectionModel storedModel(const Breaks& breaks, const Coefficients& coefficien
     };
     narrow(breaks.x, model.xBreaks);
     narrow(breaks.y, model.yBreaks);
-    narrow(coefficients.x, model.xCorrection);
-    narrow(coefficients.y, model.yCorrection);
+    narrow(coefficients.col(0), model.xCorrection);
+    narrow(coefficients.col(1), model.yCorrection);
     return model;
+}
+
+Breaks breaksOf(const CorrectionModel& model) {
+    Breaks breaks{};
+    std::copy(model.xBreaks.begin(), model.xBreaks.end(), breaks.x.begin());
+    std::copy(model.yBreaks.begin(), model.yBreaks.end(), breaks.y.begin());
+    return breaks;
+}
+
+Coefficients coefficientsOf(const CorrectionModel& model) {
+    Coefficients coefficients;
+    std::copy(model.xCorrection.begin(), model.xCorrection.end(), coefficients.col(0).begin());
+    std::copy(model.yCorrection.begin(), model.yCorrection.end(), coefficients.col(1).begin());
+    return coefficients;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <Eigen/Core>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -13,19 +15,25 @@ struct Breaks {
     std::array<double, CALIBMAP_Y_BREAK_COUNT> y;
 };
 
-/** B-spline values or derivatives at sites, row-major, one row a site. */
-struct Collocation {
-    std::size_t rows;
-    std::size_t cols;
-    std::vector<double> values;
-};
+/** Spreads break points evenly from `first` to `last`. */
+template <class Axis>
+void spread(Axis& breaks, double first, double last) {
+    const auto pieces = static_cast<double>(breaks.size() - 1);
+    for (std::size_t i = 0; i < breaks.size(); ++i) {
+        breaks[i] = std::lerp(first, last, static_cast<double>(i) / pieces);
+    }
+}
+
+/** B-spline values or derivatives at sites, one row a site. */
+using Collocation = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
 /** The values of all B-splines of this order at each site, as the library computes them. */
-Collocation splinesAt(const std::vector<double>& breaks, int order,
-                      const std::vector<double>& sites);
+template <class Axis>
+Collocation splinesAt(const Axis& breaks, int order, const std::vector<double>& sites);
 
 /** The derivatives of this degree of the same B-splines. */
-Collocation derivativesAt(const std::vector<double>& breaks, int order, int degree,
+template <class Axis>
+Collocation derivativesAt(const Axis& breaks, int order, int degree,
                           const std::vector<double>& sites);
 
 /** The B-splines that do not vanish at a site: their values and the first column and row. */
@@ -39,14 +47,16 @@ struct SiteSplines {
 /** The splines of a model with these break points at each site between the outermost ones. */
 std::vector<SiteSplines> siteSplines(const Breaks& breaks, const std::vector<Point>& sites);
 
-/** The coefficients of a model, row-major, rows along y. */
-struct Coefficients {
-    std::array<double, CorrectionModel::coefficientCount> x;
-    std::array<double, CorrectionModel::coefficientCount> y;
-};
+/** The coefficients of a model, row by row along y; one column for x and one for y. */
+using Coefficients = Eigen::Matrix<double, static_cast<int>(CorrectionModel::coefficientCount), 2>;
 
-/** The model's value at a site. */
-Point valueAt(const Coefficients& coefficients, const SiteSplines& site);
+/** What a spline of these coefficients is at a site. */
+Point splineValue(const Coefficients& coefficients, const SiteSplines& site);
 
-/** The model in the file's single precision. */
+/** The coefficients of the identity. */
+Coefficients identityCoefficients(const Breaks& breaks);
+
+/** The model in the file's single precision, and what such a model is. */
 CorrectionModel storedModel(const Breaks& breaks, const Coefficients& coefficients);
+Breaks breaksOf(const CorrectionModel& model);
+Coefficients coefficientsOf(const CorrectionModel& model);
