@@ -26,8 +26,24 @@ set(CALIBMAP_SOURCES
     spline/knots.cpp
     spline/spcol.cpp)
 
+include(CheckCXXSourceCompiles)
+check_cxx_source_compiles("#ifndef __aarch64__
+#error
+#endif
+int main() {}" CALIBMAP_IS_ARM64)
+
+# Defence in depth, as far as compiler and machine know it: no frame steps over the guard page below a
+# small stack, and an indirect branch or a return leads only where one is expected. An archive's routines
+# for atomic operations would not be marked as such, so they are compiled in.
 include(CheckCXXCompilerFlag)
-check_cxx_compiler_flag("-Werror -fstack-clash-protection" CALIBMAP_HAS_STACK_CLASH_PROTECTION)
+foreach(option IN ITEMS -fstack-clash-protection -fcf-protection -mbranch-protection=standard
+                        -mno-outline-atomics)
+    string(MAKE_C_IDENTIFIER "CALIBMAP_HAS${option}" isKnown)
+    check_cxx_compiler_flag("-Werror ${option}" ${isKnown})
+    if(${isKnown})
+        list(APPEND CALIBMAP_HARDENING ${option})
+    endif()
+endforeach()
 
 # Warnings for our own code, library and programs alike.
 function(calibmap_warnings target)
@@ -58,8 +74,7 @@ function(calibmap_library name)
                 -fno-semantic-interposition
                 # Defence in depth: the library runs in privileged processes.
                 -fstack-protector-strong
-                # No frame steps over the guard page below a small stack.
-                $<$<BOOL:${CALIBMAP_HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
+                ${CALIBMAP_HARDENING}
                 $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE
                 -D_FORTIFY_SOURCE=2>)
     set_target_properties(
@@ -84,4 +99,14 @@ function(calibmap_library name)
         -Wl,-z,now
         -Wl,-z,noexecstack
         -Wl,-z,text)
+    # Devices with pages of 16 KiB load it too, and what becomes read-only ends with such a page.
+    if(CALIBMAP_IS_ARM64)
+        target_link_options(${name} PRIVATE -Wl,-z,max-page-size=16384
+                            -Wl,-z,common-page-size=16384)
+    endif()
+    # The library has nothing to start or to end, and a distribution's start files are not marked as
+    # protected, which would take the mark off the whole library. A profile's runtime wants them.
+    if(NOT ANDROID AND NOT CMAKE_CXX_FLAGS MATCHES "-fprofile|--coverage")
+        target_link_options(${name} PRIVATE -nostartfiles)
+    endif()
 endfunction()
