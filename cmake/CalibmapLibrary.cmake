@@ -32,9 +32,9 @@ check_cxx_source_compiles("#ifndef __aarch64__
 #endif
 int main() {}" CALIBMAP_IS_ARM64)
 
-# Defence in depth, as far as compiler and machine know it: no frame steps over the guard page below a
-# small stack, and an indirect branch or a return leads only where one is expected. An archive's routines
-# for atomic operations would not be marked as such, so they are compiled in.
+# As far as compiler and machine know it: no frame steps over the guard page below a small stack, and an
+# indirect branch or a return leads only where one is expected. The routines for atomic operations that come
+# with a compiler need not be marked as such, so these are compiled in.
 include(CheckCXXCompilerFlag)
 foreach(option IN ITEMS -fstack-clash-protection -fcf-protection -mbranch-protection=standard
                         -mno-outline-atomics)
@@ -49,6 +49,18 @@ endforeach()
 function(calibmap_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                                              $<$<BOOL:${CALIBMAP_WERROR}>:-Werror>)
+endfunction()
+
+# Defence in depth: the library runs in privileged processes, the program reads other people's files.
+function(calibmap_harden target)
+    if(CMAKE_SYSTEM_PROCESSOR STREQUAL wasm32) # where return addresses lie beyond a program's reach
+        return()
+    endif()
+    target_compile_options(${target} PRIVATE -fstack-protector-strong ${CALIBMAP_HARDENING}
+                                             $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE
+                                             -D_FORTIFY_SOURCE=2>)
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 endfunction()
 
 # calibmap_library(<name> [SHARED|STATIC]): the library as target <name>. A program that has to
@@ -71,18 +83,13 @@ function(calibmap_library name)
                 -fno-rtti
                 -fno-threadsafe-statics
                 # Inside the library a call to `diff` is a call to our `diff`.
-                -fno-semantic-interposition
-                # Defence in depth: the library runs in privileged processes.
-                -fstack-protector-strong
-                ${CALIBMAP_HARDENING}
-                $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE
-                -D_FORTIFY_SOURCE=2>)
+                -fno-semantic-interposition)
+    calibmap_harden(${name})
     set_target_properties(
         ${name}
         PROPERTIES CXX_EXTENSIONS OFF
                    CXX_VISIBILITY_PRESET hidden
                    VISIBILITY_INLINES_HIDDEN ON
-                   POSITION_INDEPENDENT_CODE ON
                    # The C compiler links: no C++ runtime, no libm.
                    LINKER_LANGUAGE C
                    VERSION ${calibmap_VERSION}
@@ -95,9 +102,6 @@ function(calibmap_library name)
         LINKER:--as-needed
         -Wl,--version-script=${CALIBMAP_ROOT}/calibmap.map.txt
         -Wl,-Bsymbolic-functions
-        -Wl,-z,relro
-        -Wl,-z,now
-        -Wl,-z,noexecstack
         -Wl,-z,text)
     # Devices with pages of 16 KiB load it too, and what becomes read-only ends with such a page.
     if(CALIBMAP_IS_ARM64)

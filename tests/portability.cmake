@@ -37,6 +37,10 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsaniti
         add_test(NAME hardened_library COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/hardened.sh
                                                $<TARGET_FILE:calibmap> ${CMAKE_READELF})
     endif()
+    if(TARGET calibmap-tool)
+        add_test(NAME hardened_program COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/hardened.sh
+                                               $<TARGET_FILE:calibmap-tool> ${CMAKE_READELF})
+    endif()
 endif()
 
 # A platform tree builds the same sources by the same rules.
