@@ -85,6 +85,10 @@ function(calibmap_library name)
                 # Inside the library a call to `diff` is a call to our `diff`.
                 -fno-semantic-interposition)
     calibmap_harden(${name})
+    # A project that names no build type gets no optimisation from CMake, and maps four times slower.
+    if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES AND NOT CMAKE_CXX_FLAGS MATCHES "-O")
+        target_compile_options(${name} PRIVATE -O3)
+    endif()
     set_target_properties(
         ${name}
         PROPERTIES CXX_EXTENSIONS OFF
