@@ -100,7 +100,7 @@ consume "$work/static"
 for suffix in so a; do
     shared=$([ $suffix = so ] && echo ON || echo OFF)
     echo "as a part of a project with BUILD_SHARED_LIBS=$shared"
-    build add_subdirectory -DBUILD_SHARED_LIBS=$shared -DCALIBMAP_INSTALL=ON
+    build add_subdirectory -DBUILD_SHARED_LIBS="$shared" -DCALIBMAP_INSTALL=ON
     run add_subdirectory
     # The parent names no build type. The library is optimised all the same, and keeps to its own name.
     quietly tests/machine_code.sh "$work/add_subdirectory/calibmap/libcalibmap.$suffix"
