@@ -81,6 +81,7 @@ installInRoot() {
     local use='import calibmap, importlib.metadata
 assert importlib.metadata.version("calibmap") == calibmap.__version__
 print(calibmap.maps("/tmp/lens.bin").shape)'
+    unset PYTHONDONTWRITEBYTECODE # which would hide what is tried here
     chroot $root python3 -c "$use"
     chroot $root sh -ec 'dpkg -i /tmp/*.deb >/dev/null'
     chroot $root python3 -c "$use"
