@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Makes the Debian packages in build/package and tries them: lintian finds no error, the consumer
+# package.sh [build]: makes the Debian packages in build/package and tries them: lintian finds no error, the consumer
 # projects build with what is in them, and the program works in a system that has nothing but them and
 # what they declare. That system is a minimal one made by debootstrap, from wherever this system gets
 # its packages; where it cannot be made, the script says so, unpacks the packages into a folder and
-# checks that each library the program loads is among the declared dependencies.
+# checks that each library the program loads is among the declared dependencies. With build it only makes
+# them.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" help2man dpkg-dev file lintian debootstrap
 
+umask 022 # what is packed is for everybody
 folder=build/package
 base=$folder/base
 root=$folder/root
@@ -17,10 +19,15 @@ unpacked=$folder/unpacked
 rm -rf "$folder"/*.deb "$unpacked"
 scripts/web.sh build
 build package
+# The packages are dated like the release, whenever they are made.
+SOURCE_DATE_EPOCH=$(date --utc +%s --date "$(sed -n 's/^## [0-9.]* - //p' CHANGELOG.md | head -n 1)")
+export SOURCE_DATE_EPOCH
 (cd $folder && cpack >cpack.log 2>&1) || {
     cat $folder/cpack.log
     exit 1
 }
+[ "${1:-}" != build ] || exit 0
+
 packages=("$folder"/*.deb)
 lintian --allow-root --fail-on error "${packages[@]}"
 # What lintian only mentions is an error here: programs and library are hardened alike.

@@ -64,8 +64,8 @@ steps=(release)
 if [ "${1:-}" = --all ]; then
     # Here a warning is an error; with a compiler that nobody has tried yet it is only a warning.
     export CALIBMAP_WERROR=ON
-    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package musl
-        web)
+    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package
+        reproducible musl web)
     [ $# = 1 ] || steps=("${@:2}")
 elif [ $# -gt 0 ]; then
     echo "usage: test.sh [--all [STEP...]]" >&2
