@@ -36,6 +36,25 @@ lintian --allow-root --display-info --fail-on info \
     "${packages[@]}"
 echo "lintian: no errors in ${#packages[@]} packages"
 
+# Whose code is compiled in is named in the copyright file. Of the libraries of C, C++, pictures and the system
+# only declarations are, or what their licences except.
+checkCopyright() {
+    local part owner status=0
+    for part in package web; do
+        ninja -C build/$part -t deps | sed -n 's/^    \//\//p' | sort -u | xargs realpath |
+            grep '^/usr/' | sort -u | xargs dpkg -S | sed 's/[:,].*//' | sort -u
+    done >$folder/owners
+    while read -r owner; do
+        case $owner in libc6-dev | libgcc-*-dev | libstdc++-*-dev | linux-libc-dev | libpng-dev | libcairo2-dev) continue ;; esac
+        grep -qw -e "$owner" cmake/packaging/copyright || {
+            echo "cmake/packaging/copyright does not name $owner, whose code is compiled in"
+            status=1
+        }
+    done <$folder/owners
+    return $status
+}
+checkCopyright
+
 for package in "${packages[@]}"; do
     dpkg-deb --extract "$package" "$unpacked"
 done

@@ -18,7 +18,7 @@ describe() {
         packages=(g++ libgsl-dev libeigen3-dev libopencv-calib3d-dev libc6)
         ;;
     *)
-        echo "report.sh: no measurement '$1'; there are ${names[*]}" >&2
+        echo "report.sh: no measurement '$1'; there are coverage, fuzzing and speed" >&2
         exit 2
         ;;
     esac
