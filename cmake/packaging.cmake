@@ -59,7 +59,9 @@ set(control ${CMAKE_CURRENT_BINARY_DIR}/packaging)
 file(WRITE ${control}/shlibs
      "libcalibmap ${calibmap_VERSION_MAJOR} ${libraryPackage} (>= ${calibmap_VERSION})\n")
 file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/triggers)
+configure_file(debian/${libraryPackage}.symbols ${control}/symbols COPYONLY)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols
+                                               ${control}/triggers)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 # The interpreter compiles what it imports as root; nobody else would know of these files at removal.

@@ -58,6 +58,10 @@ checkCopyright
 for package in "${packages[@]}"; do
     dpkg-deb --extract "$package" "$unpacked"
 done
+# Since which version the library has had each name that it has.
+dpkg-gensymbols -plibcalibmap1 "-v$(sed -n 's/^## \([0-9.]*\) - .*/\1/p' CHANGELOG.md | head -n 1)" -c4 \
+    -Idebian/libcalibmap1.symbols "-P$unpacked" "-e$(echo "$unpacked"/usr/lib/*/libcalibmap.so.*.*)" \
+    -O/dev/null
 scripts/consumers.sh "$unpacked/usr"
 
 # A minimal system with nothing of ours in it, kept for the next time.
