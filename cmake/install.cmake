@@ -33,8 +33,13 @@ configure_file(cmake/calibmap.pc.in calibmap.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/calibmap.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+# In a parent project CMAKE_INSTALL_DOCDIR is the folder of the parent's own documents.
+set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/calibmap)
+if(PROJECT_IS_TOP_LEVEL)
+    set(documents ${CMAKE_INSTALL_DOCDIR})
+endif()
+install(FILES CHANGELOG.md DESTINATION ${documents} COMPONENT development)
+install(DIRECTORY docs/ DESTINATION ${documents} COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 
 # The preset package names the page; it is made by another preset, for another machine.

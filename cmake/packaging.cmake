@@ -59,8 +59,16 @@ set(control ${CMAKE_CURRENT_BINARY_DIR}/packaging)
 file(WRITE ${control}/shlibs
      "libcalibmap ${calibmap_VERSION_MAJOR} ${libraryPackage} (>= ${calibmap_VERSION})\n")
 file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/triggers)
+configure_file(debian/${libraryPackage}.symbols ${control}/symbols COPYONLY)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols
+                                               ${control}/triggers)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+# The interpreter compiles what it imports as root; nobody else would know of these files at removal.
+file(WRITE ${control}/postinst "#!/bin/sh\nset -e\npy3compile -p python3-calibmap\n")
+file(WRITE ${control}/prerm "#!/bin/sh\nset -e\npy3clean -p python3-calibmap\n")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${control}/postinst ${control}/prerm)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 # The script sees only the variables that begin with CPACK_.
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/cmake/packaging/documents.cmake)

@@ -14,6 +14,11 @@ import numpy
 
 import calibmap
 
+try:
+    import cv2
+except ImportError:
+    cv2 = None
+
 TOOL = os.environ["CALIBMAP_TOOL"]
 PACKAGE = os.path.dirname(os.path.abspath(calibmap.__file__))
 LIBRARY = os.path.join(PACKAGE, "libcalibmap.so.1")
@@ -90,6 +95,19 @@ class Reader(unittest.TestCase):
                 self.assertEqual(found.shape, (2, 246 // ratio, 322 // ratio))
                 self.assertEqual(found.tobytes(), expected.tobytes())
 
+    @unittest.skipIf(cv2 is None, "the distribution's OpenCV is not installed")
+    def test_maps_as_opencv_takes_them(self):
+        """A picture whose values are its columns, or rows, remapped holds where each value came from."""
+        rows, columns = numpy.indices((246, 322), numpy.float32)
+        for direction in ("undistort", "distort"):
+            x, y = calibmap.maps(self.file, direction)
+            inside = (x >= 0) & (x <= 321) & (y >= 0) & (y <= 245)
+            self.assertGreater(numpy.count_nonzero(inside), 50000)
+            for picture, expected in ((columns, x), (rows, y)):
+                found = cv2.remap(picture, x, y, cv2.INTER_LINEAR)
+                # OpenCV takes positions to 32nds of a pixel.
+                self.assertLess(numpy.abs(found - expected)[inside].max(), 1 / 60)
+
     def refused_files(self):
         """Files with the status of each."""
         short = os.path.join(self.folder, "short.bin")
@@ -123,6 +141,8 @@ class Reader(unittest.TestCase):
                 calibmap.maps(self.file, *arguments)
         with self.assertRaises(ValueError):
             calibmap.maps(self.file + "\0")
+        with self.assertRaisesRegex(TypeError, "'undistort', not of type list"):
+            calibmap.maps(self.file, ["undistort"])
 
     def test_what_the_header_says(self):
         version = re.findall(r"#define CALIBMAP_VERSION_[A-Z]+ (\d+)", header())

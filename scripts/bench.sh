@@ -1,21 +1,16 @@
 #!/usr/bin/env bash
-# bench.sh [--report] [PART]...: builds the release library and its benchmarks, runs them and says
+# bench.sh [PART]...: builds the release library and its benchmarks, runs them and says
 # which promises hold. Parts are
 #   standard   maps and toolkit against the contenders, with the heap as the C library gives it
 #   keeping    the same with a heap that keeps its memory
 #   shapes     our maps of every shape, from ordinary and from hostile files, with either heap
 #   counts     instructions, which repeat exactly
 #   pipes      the inner loop of a map on two arm64 processors, by a model of their pipes
-# and all of them without an argument. --report writes them to docs/measurements/speed.md too.
+# and all of them without an argument.
 # ROUNDS in the environment says how often each case has its turn (15).
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-report=false
-[ "${1:-}" != --report ] || {
-    report=true
-    shift
-}
 parts=("$@")
 [ ${#parts[@]} -gt 0 ] || parts=(standard keeping shapes counts pipes)
 
@@ -83,15 +78,6 @@ pipes() {
     scripts/pipes.sh
 }
 
-runParts() {
-    local part failed=0
-    for part in "${parts[@]}"; do
-        "$part" || failed=1
-        echo
-    done
-    return $failed
-}
-
 for part in "${parts[@]}"; do
     case $part in standard | keeping | shapes | counts | pipes) ;; *)
         sed -n 's/^# \(bench.sh\)/usage: \1/p' "$0" >&2
@@ -99,17 +85,9 @@ for part in "${parts[@]}"; do
         ;;
     esac
 done
-if $report; then
-    # Only a whole report replaces the last one, but one with broken promises does.
-    mkdir -p docs/measurements
-    status=0
-    {
-        heading "Speed" "scripts/bench.sh --report ${*:-}"
-        versions g++ libgsl-dev libeigen3-dev libopencv-calib3d-dev libc6
-        runParts
-    } | tee build/speed.md || status=1
-    sed -i '$ { /^$/d }' build/speed.md
-    mv build/speed.md docs/measurements/speed.md
-    exit $status
-fi
-runParts
+failed=0
+for part in "${parts[@]}"; do
+    "$part" || failed=1
+    echo
+done
+[ $failed = 0 ]

@@ -1,13 +1,13 @@
 #!/bin/bash
 # The same bits everywhere: the golden test at -O0, -O2 and -O3 on x86-64 and arm64 with GCC and with
-# Clang, the kernels of x86-64 for every vector width, the machine code of all four libraries, and the
-# whole test suite on arm64 in emulation.
+# Clang, the kernels of x86-64 for every vector width, the machine code and the hardening of all four
+# libraries, and the whole test suite on arm64 in emulation.
 
 # shellcheck source=scripts/setup.sh
 . "$(dirname "$0")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" clang g++-aarch64-linux-gnu qemu-user googletest \
-    blueprint-tools
+    blueprint-tools lld
 
 run() {
     local preset=$1 tests=$2
@@ -24,12 +24,13 @@ run() {
         cat "$log"
         return 1
     }
-    sed -n -E '/Test +#.*(golden_test|machine_code|android_blueprint)/p; /tests passed/p' "$log"
+    sed -n -E '/Test +#.*(golden_test|machine_code|hardened|android_blueprint)/p; /tests passed/p' "$log"
 }
 
+library='golden_test.*|machine_code|hardened_library'
 golden=(calibmap golden_test golden_test_O0 golden_test_O2 golden_test_O3)
-run release '^(golden_test.*|machine_code|android_blueprint)$' "${golden[@]}"
-run clang '^(golden_test.*|machine_code)$' "${golden[@]}"
+run release "^($library|android_blueprint)$" "${golden[@]}"
+run clang "^($library)$" "${golden[@]}"
 
 # The library takes the widest vectors of the processor: these two have two and four lanes.
 for cpu in qemu64 max; do
@@ -39,5 +40,5 @@ for cpu in qemu64 max; do
     done
 done
 
-run arm64-clang '^(golden_test.*|machine_code)$' "${golden[@]}"
+run arm64-clang "^($library)$" "${golden[@]}"
 run arm64 . all

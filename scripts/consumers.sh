@@ -6,7 +6,8 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" make python3-pip python3-venv
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" make python3-pip python3-venv \
+    python3-opencv binutils
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -40,14 +41,15 @@ sameVersion() {
     }
 }
 
+version=$(sed -n 's/^## \([0-9.]*\) - .*/\1/p' CHANGELOG.md | head -n 1)
+
 consume() {
-    local prefix=$1 library libraries version package
+    local prefix=$1 library libraries package
     library=$(find "$prefix" -name libcalibmap.so -o -name libcalibmap.a)
     libraries=$(dirname "$library")
     export CMAKE_PREFIX_PATH=$prefix PKG_CONFIG_PATH=$libraries/pkgconfig LD_LIBRARY_PATH=$libraries
     export CALIBMAP_TOOL
 
-    version=$(sed -n 's/^## \([0-9.]*\) - .*/\1/p' CHANGELOG.md | head -n 1)
     sameVersion "$version" "$(pkg-config --modversion calibmap)" "pkg-config"
     sameVersion "calibmap $version" "$("$CALIBMAP_TOOL" --version)" "the program"
     file=$work/lens.bin
@@ -95,15 +97,52 @@ quietly "$CALIBMAP_TOOL" --version # the program finds its library
 consume "$work/release"
 installAndMove static
 consume "$work/static"
-for shared in ON OFF; do
+for suffix in so a; do
+    shared=$([ $suffix = so ] && echo ON || echo OFF)
     echo "as a part of a project with BUILD_SHARED_LIBS=$shared"
-    build add_subdirectory -DBUILD_SHARED_LIBS=$shared
+    build add_subdirectory -DBUILD_SHARED_LIBS="$shared" -DCALIBMAP_INSTALL=ON
     run add_subdirectory
+    # The parent names no build type. The library is optimised all the same, and keeps to its own name.
+    quietly tests/machine_code.sh "$work/add_subdirectory/calibmap/libcalibmap.$suffix"
+    quietly cmake --install "$work/add_subdirectory" --prefix "$work/parent"
+    ! find "$work/parent" -path '*parent/*parent*' | grep . || {
+        echo "installed under the name of the parent project"
+        exit 1
+    }
 done
 
-echo "as a wheel"
+# makePython TREE WHAT FOLDER: has a tree make a wheel or a source archive in a folder.
+makePython() {
+    (cd "$1/python" && quietly /usr/bin/python3 -B -c \
+        'import build_wheel, sys; getattr(build_wheel, "build_" + sys.argv[1])(sys.argv[2])' "$2" "$work/$3")
+}
+
+# tryPython NAME PIP_ARGUMENT...: installs the package in an environment of its own and tests it there.
+tryPython() {
+    /usr/bin/python3 -m venv --system-site-packages "$work/$1"
+    quietly "$work/$1/bin/pip" --disable-pip-version-check install --no-index "${@:2}"
+    "$work/$1/bin/python" -B python/test_calibmap.py
+    sameVersion "$version" "$("$work/$1/bin/python" -c \
+        'import importlib.metadata; print(importlib.metadata.version("calibmap"))')" "the package"
+}
+
 unset LD_LIBRARY_PATH
 CALIBMAP_TOOL=$work/release/bin/calibmap
-/usr/bin/python3 -m venv --system-site-packages "$work/environment"
-quietly "$work/environment/bin/pip" --disable-pip-version-check install --no-index .
-"$work/environment/bin/python" -B python/test_calibmap.py
+echo "as a source archive that makes itself again, and a wheel"
+for folder in sdist again wheel; do mkdir "$work/$folder"; done
+makePython . sdist sdist
+tar -xzf "$work"/sdist/*.tar.gz -C "$work"
+makePython "$work/calibmap-$version" sdist again
+cmp "$work"/sdist/*.tar.gz "$work"/again/*.tar.gz
+makePython "$work/calibmap-$version" wheel wheel
+tryPython from-wheel "$work"/wheel/*.whl
+# The oldest C library that the wheel promises to work with is the one that the linker has noted.
+needed=$(readelf -VW "$work"/from-wheel/lib/python3*/site-packages/calibmap/libcalibmap.so.1 |
+    sed -n 's/.*Name: GLIBC_\([0-9.]*\) .*/\1/p' | sort -Vu | tail -n 1)
+promised=$(echo "$work"/wheel/*.whl | sed 's/.*-manylinux_\([0-9]*\)_\([0-9]*\)_.*/\1.\2/')
+[ "$(printf '%s\n' "$needed" 2.17 | sort -V | tail -n 1)" = "$promised" ] || {
+    echo "the wheel promises to work with glibc $promised, but needs $needed"
+    exit 1
+}
+echo "in place"
+tryPython in-place -e .

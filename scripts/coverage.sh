@@ -1,18 +1,12 @@
 #!/usr/bin/env bash
-# coverage.sh [--report] [PERCENT]: which lines of the library the tests and the fuzz corpus reach together.
+# coverage.sh [PERCENT]: which lines of the library the tests and the fuzz corpus reach together.
 # Prints a table of the files and each line that stays unreached, and fails below PERCENT, or 97.
-# --report writes the result to docs/measurements/coverage.md too.
 
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" clang libclang-rt-dev llvm
 
-report=false
-[ "${1:-}" != --report ] || {
-    report=true
-    shift
-}
 least=${1:-97}
 folder=$PWD/build/coverage
 build coverage
@@ -36,30 +30,16 @@ done
 llvm-profdata merge -o "$folder/all.profdata" "$folder"/*.profraw
 show=("$folder/libcalibmap.so" "-instr-profile=$folder/all.profdata")
 library=(arithmetic calib container distortion spline)
-results() {
-    llvm-cov report "${show[@]}" -show-region-summary=false -show-branch-summary=false "${library[@]}"
-    echo "Not reached:"
-    llvm-cov show "${show[@]}" -use-color=false -show-expansions=false -show-instantiations=false \
-        "${library[@]}" | awk -F'|' -v root="$PWD/" '
-            /^\/.*:$/ { file = $0; sub(root, "", file) }
-            $2 ~ /^ +0$/ { print file $1 + 0 ": " $3 }'
-    llvm-cov export "${show[@]}" -summary-only "${library[@]}" | sed 's/.*"totals"//' |
-        awk -v least="$least" 'match($0, /"lines":[^}]*"percent":[0-9.]+/) {
-            percent = substr($0, RSTART, RLENGTH)
-            sub(/.*:/, "", percent)
-            printf "%.2f %% of the lines\n", percent
-            exit percent < least
-        }'
-}
-
-status=0
-results | tee build/coverage.txt || status=1
-if $report; then
-    mkdir -p docs/measurements
-    {
-        heading "Coverage" "scripts/coverage.sh --report"
-        versions clang
-        sed 's/^/    /' build/coverage.txt
-    } >docs/measurements/coverage.md
-fi
-exit $status
+llvm-cov report "${show[@]}" -show-region-summary=false -show-branch-summary=false "${library[@]}"
+echo "Not reached:"
+llvm-cov show "${show[@]}" -use-color=false -show-expansions=false -show-instantiations=false \
+    "${library[@]}" | awk -F'|' -v root="$PWD/" '
+        /^\/.*:$/ { file = $0; sub(root, "", file) }
+        $2 ~ /^ +0$/ { print file $1 + 0 ": " $3 }'
+llvm-cov export "${show[@]}" -summary-only "${library[@]}" | sed 's/.*"totals"//' |
+    awk -v least="$least" 'match($0, /"lines":[^}]*"percent":[0-9.]+/) {
+        percent = substr($0, RSTART, RLENGTH)
+        sub(/.*:/, "", percent)
+        printf "%.2f %% of the lines\n", percent
+        exit percent < least
+    }'

@@ -1,18 +1,12 @@
 #!/usr/bin/env bash
-# fuzz.sh [--report] [SECONDS [TARGET...]]: fuzzes each target for some time, 30 seconds unless told
+# fuzz.sh [SECONDS [TARGET...]]: fuzzes each target for some time, 30 seconds unless told
 # otherwise, and fails on a finding. What a run learns stays in build/fuzz/corpus for the next one.
-# --report writes the result to docs/measurements/fuzzing.md too.
 
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" clang libclang-rt-dev llvm
 
-report=false
-[ "${1:-}" != --report ] || {
-    report=true
-    shift
-}
 seconds=${1:-30}
 targets=("${@:2}")
 [ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers camera_file point_pairs)
@@ -47,21 +41,8 @@ fuzzTarget() {
         END { printf "%s: %d executions in %d s, %d edges covered\n", target, runs, time, edges }' "$log"
 }
 
-results() {
-    local failed=0
-    for target in "${targets[@]}"; do
-        fuzzTarget "$target" || failed=1
-    done
-    return $failed
-}
-
-status=0
-results | tee build/fuzzing.txt || status=1
-if $report; then
-    {
-        heading "Fuzzing" "scripts/fuzz.sh --report $seconds"
-        versions clang
-        sed 's/^/- /' build/fuzzing.txt
-    } >docs/measurements/fuzzing.md
-fi
-exit $status
+failed=0
+for target in "${targets[@]}"; do
+    fuzzTarget "$target" || failed=1
+done
+exit $failed

@@ -41,19 +41,3 @@ build() {
 sources() {
     git ls-files "${@/#/*.}"
 }
-
-# heading TITLE COMMAND: the first lines of a measurement that is kept.
-heading() {
-    printf '# %s\n\n' "$1"
-    # shellcheck disable=SC2016 # the quotes are Markdown
-    printf 'Written by `%s`, %s, commit %s.\n' "${2% }" "$(date --utc +%Y-%m-%d)" \
-        "$(git describe --always --dirty)"
-    printf '%s, %d processors, Linux %s.\n' \
-        "$(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -n 1)" "$(nproc)" "$(uname -r)"
-    printf 'Load when it began: %s.\n\n' "$(cut -d ' ' -f 1 /proc/loadavg)"
-}
-
-# versions PACKAGE...: what was measured with.
-versions() {
-    dpkg-query -W -f='${Package} ${Version}, ' "$@" | sed 's/, $/.\n\n/'
-}

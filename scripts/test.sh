@@ -59,13 +59,22 @@ valgrind() {
     done
 }
 
+# What is released comes with its own measurements; between releases they may be behind.
+measurements() {
+    if git describe --tags --exact-match >/dev/null 2>&1; then
+        scripts/report.sh --check
+    else
+        echo "not a release"
+    fi
+}
+
 # Whatever is not above has a script of its own.
 steps=(release)
 if [ "${1:-}" = --all ]; then
     # Here a warning is an error; with a compiler that nobody has tried yet it is only a warning.
     export CALIBMAP_WERROR=ON
-    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package musl
-        web)
+    steps=(release asan clang tsan format tidy valgrind bits fuzz coverage abi consumers package
+        reproducible musl web measurements)
     [ $# = 1 ] || steps=("${@:2}")
 elif [ $# -gt 0 ]; then
     echo "usage: test.sh [--all [STEP...]]" >&2

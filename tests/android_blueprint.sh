@@ -1,16 +1,19 @@
 #!/bin/bash
-# android_blueprint.sh BLUEPRINT ITEM...: the module builds exactly the given sources with the given
-# -f and -Wl options, and the file is well-formed.
+# android_blueprint.sh BLUEPRINT MACHINE ITEM...: for that machine the module builds exactly the given
+# sources with the given -f, -m and -Wl options, and the file is well-formed.
 
 set -euo pipefail
 
-blueprint=$1
-shift
+blueprint=$1 machine=$2
+shift 2
 expected=$(printf '%s\n' "$@" | sort)
 
-# The strings of one list property of the module.
+# The strings of one list property of the module, and of that for the machine.
 list() {
-    sed -n "/^    $1: \[/,/\]/p" "$blueprint" | grep -o '"[^"]*"' | tr -d '"'
+    {
+        sed -n "/^    $1: \[/,/\]/p" "$blueprint"
+        sed -n "/^        $machine: {/,/^        }/p" "$blueprint" | sed -n "/ $1: \[/,/\]/p"
+    } | grep -o '"[^"]*"' | tr -d '"'
 }
 
 # Visibility and optimisation are properties of the build type and the target in CMake, not options.

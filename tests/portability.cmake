@@ -33,17 +33,26 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsaniti
     add_test(NAME machine_code
              COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/machine_code.sh $<TARGET_FILE:calibmap>
                      ${CMAKE_OBJDUMP})
+    if(BUILD_SHARED_LIBS)
+        add_test(NAME hardened_library COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/hardened.sh
+                                               $<TARGET_FILE:calibmap> ${CMAKE_READELF})
+    endif()
+    if(TARGET calibmap-tool)
+        add_test(NAME hardened_program COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/hardened.sh
+                                               $<TARGET_FILE:calibmap-tool> ${CMAKE_READELF})
+    endif()
 endif()
 
 # A platform tree builds the same sources by the same rules.
 get_target_property(options calibmap COMPILE_OPTIONS)
 get_target_property(linkOptions calibmap LINK_OPTIONS)
 list(APPEND options ${linkOptions})
-list(FILTER options INCLUDE REGEX "^-(f|Wl,)")
-list(FILTER options EXCLUDE REGEX "version-script")
+list(FILTER options INCLUDE REGEX "^-(f|m|Wl,)")
+# Not every Clang for arm64 knows the guard of the stack, and a platform has start files of its own.
+list(FILTER options EXCLUDE REGEX "version-script|stack-clash")
 add_test(NAME android_blueprint
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/android_blueprint.sh ${PROJECT_SOURCE_DIR}/Android.bp
-                 ${CALIBMAP_SOURCES} ${options})
+                 $<IF:$<BOOL:${CALIBMAP_IS_ARM64}>,arm64,x86_64> ${CALIBMAP_SOURCES} ${options})
 
 # Frames are as large as the optimiser makes them. Asked for here, as the blueprint has no use for it.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")

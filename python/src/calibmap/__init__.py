@@ -137,8 +137,11 @@ def maps(
     row, in samples of the same grid, that the sample in row r and column c is taken to. Where a file is
     sound and its model is not, the library says more on the process's standard output.
     """
+    choices = " or ".join(map(repr, _DIRECTIONS))
+    if not isinstance(direction, str):
+        raise TypeError(f"direction must be {choices}, not of type {type(direction).__name__}")
     if direction not in _DIRECTIONS:
-        raise ValueError(f"direction must be one of {', '.join(_DIRECTIONS)}, not {direction!r}")
+        raise ValueError(f"direction must be {choices}, not {direction!r}")
     pixels = operator.index(ratio)
     if pixels != 1 and (pixels % 2 != 0 or not 0 < pixels < 2**31):
         raise ValueError(f"ratio must be 1 or a positive even number, not {pixels}")
