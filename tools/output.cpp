@@ -252,8 +252,7 @@ void OutputFile::writeInPlace() {
     const auto size = static_cast<off_t>(buffer_.size());
     const int room = size == 0 ? 0 : posix_fallocate(descriptor_, 0, size);
     if (room == ENOSPC || room == EDQUOT || room == EFBIG) {
-        static_cast<void>(ftruncate(descriptor_, before.st_size));
-        refuse(room);
+        refuse(ftruncate(descriptor_, before.st_size) == 0 ? room : errno);
     }
     // The system takes these bits away itself, except from what root writes.
     fchmod(descriptor_, before.st_mode & 0777);
