@@ -7,17 +7,12 @@
 #include <numeric>
 #include <span>
 
+#include "fuzz/file_input.h"
 #include "fuzz/harness.h"
 #include "tests/calibration_image.h"
 #include "tests/golden_reference.h"
 
 namespace {
-
-// Header bytes of our own. Zeros, as in a file of the tool, ask for a map as a user would.
-constexpr size_t ratioControl = 2;  // int32: the ratio less 1
-constexpr size_t flagControl = 6;   // the flag less 1, modulo 5
-constexpr size_t shapeControl = 7;  // which shape the caller's arrays have
-constexpr size_t sealControl = 8;   // odd: the checksums stay as they are
 
 constexpr int64_t largestMap = 1 << 14;
 constexpr size_t largestComparedMap = 1 << 11;
@@ -164,36 +159,7 @@ void store(Bytes file) {
     require(stored, "the file is stored");
 }
 
-/** What is worth changing: how the file is used, and each field. */
-const ImageField& anyField(size_t choice) {
-    static constexpr ImageField control[] = {{"ratio", 'i', ratioControl},
-                                             {"flag, shape and seal", 'b', flagControl, 3}};
-    choice %= std::size(control) + std::size(fields);
-    return choice < std::size(control) ? control[choice] : fields[choice - std::size(control)];
-}
-
 }  // namespace
-
-extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
-
-/** Mostly changes one value that matters; three in four bytes of a file do not. */
-extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize,
-                                          unsigned int seed) {
-    if (size < CALIBMAP_FILE_SIZE || seed % 32 == 0) {
-        return LLVMFuzzerMutate(data, size, maxSize);
-    }
-    const ImageField& field = anyField(seed / 32);
-    const size_t choice = seed / 1024;
-    const size_t valueSize = field.type == 'b' ? 1 : 4;
-    uint8_t* first = data + field.offset;
-    uint8_t* value = first + choice % field.count * valueSize;
-    if (choice / 256 % 4 == 0) {  // equal neighbours: repeated break points
-        std::memcpy(value, first + choice / 1024 % field.count * valueSize, valueSize);
-    } else {
-        LLVMFuzzerMutate(value, valueSize, valueSize);
-    }
-    return size;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint8_t> file(data, data + size);

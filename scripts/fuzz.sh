@@ -9,24 +9,32 @@ need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" clang libclang-rt-dev llvm
 
 seconds=${1:-30}
 targets=("${@:2}")
-[ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers camera_file point_pairs)
+[ ${#targets[@]} -gt 0 ] || targets=(calibration_file spline_toolkit containers camera_file point_pairs \
+    picture inspection)
 
 build fuzz
 
 # fuzzTarget TARGET: fails on a finding.
 fuzzTarget() {
-    local target=$1 log length folders limits=(-timeout=20 -rss_limit_mb=1024 -dict=fuzz/numbers.dict)
+    local target=$1 log length seeds folders limits=(-timeout=20 -rss_limit_mb=1024)
     log=build/fuzz/$target.log
-    length=512
-    [ "$target" != calibration_file ] || length=6400
-    # What a reader promises to anybody, sanitizers and all.
-    if [ "$target" = camera_file ] || [ "$target" = point_pairs ]; then
-        length=16384
-        limits=(-timeout=2 -rss_limit_mb=300 -dict=fuzz/readers.dict)
-    fi
+    seeds=fuzz/corpus/$target
+    case $target in
+    calibration_file) length=6400 ;;
+    inspection) length=6400 seeds=fuzz/corpus/calibration_file ;;
+    camera_file | picture | point_pairs) length=16384 ;;
+    *) length=512 ;;
+    esac
+    case $target in
+    # What the program promises to anybody, sanitizers and all.
+    inspection) limits=(-timeout=2 -rss_limit_mb=300) ;;
+    picture) limits=(-timeout=2 -rss_limit_mb=300 -dict=fuzz/picture.dict) ;;
+    camera_file | point_pairs) limits=(-timeout=2 -rss_limit_mb=300 -dict=fuzz/readers.dict) ;;
+    *) limits+=(-dict=fuzz/numbers.dict) ;;
+    esac
     folders=("build/fuzz/corpus/$target")
     mkdir -p "${folders[0]}"
-    [ ! -d "fuzz/corpus/$target" ] || folders+=("fuzz/corpus/$target")
+    [ ! -d "$seeds" ] || folders+=("$seeds")
     if ! ASAN_OPTIONS=quarantine_size_mb=16 "build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=$length \
         "${limits[@]}" -print_final_stats=1 \
         -artifact_prefix="build/fuzz/finding-$target-" "${folders[@]}" 2>"$log"; then

@@ -12,6 +12,7 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "failure.h"
 #include "input.h"
@@ -116,11 +117,15 @@ Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bit
 }
 
 Picture readPng(const std::string& path, int32_t width, int32_t height) {
+    return pictureFrom(openInput(path), inputName(path), width, height);
+}
+
+Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int32_t height) {
     // No pixel has more than 8 bytes; what is left is for everything that a camera adds to them.
     constexpr std::size_t besides = std::size_t{64} << 20;
     // Texts and colour profiles can be small in a file and gigabytes once unpacked.
     constexpr std::size_t mostUnpacked = std::size_t{16} << 20;
-    Source source = {openInput(path), besides + std::size_t{8} * static_cast<std::size_t>(width) *
+    Source source = {std::move(file), besides + std::size_t{8} * static_cast<std::size_t>(width) *
                                                     static_cast<std::size_t>(height)};
     const std::shared_ptr<spng_ctx> decoder = makeCodec(0);
     const auto must = [&](int status) {
@@ -128,13 +133,13 @@ Picture readPng(const std::string& path, int32_t width, int32_t height) {
             throw std::bad_alloc();
         }
         if (source.error != 0) {
-            throw Failure(inputName(path),
+            throw Failure(name,
                           std::string("cannot be read (") + std::strerror(source.error) + ")",
                           "check that it is the right file");
         }
         if (status != SPNG_OK) {
             throw Failure(
-                inputName(path),
+                name,
                 std::string("cannot be read as a PNG picture (") + spng_strerror(status) + ")",
                 "convert it to PNG or write it again");
         }
@@ -147,7 +152,7 @@ Picture readPng(const std::string& path, int32_t width, int32_t height) {
     must(spng_get_ihdr(decoder.get(), &header));
     if (header.width != static_cast<uint32_t>(width) ||
         header.height != static_cast<uint32_t>(height)) {
-        throw Failure(inputName(path),
+        throw Failure(name,
                       format("the picture has %u x %u pixels and the camera %d x %d", header.width,
                              header.height, width, height),
                       "take a picture of the camera's size");

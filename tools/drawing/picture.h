@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
+
 /** A picture, its samples interleaved, row by row from the top. */
 struct Picture {
     int32_t width;
@@ -26,6 +28,9 @@ Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bit
 
 /** Reads a PNG file that has to be of this size; throws a `Failure` if it is not, or is no PNG. */
 Picture readPng(const std::string& path, int32_t width, int32_t height);
+
+/** The same of an open file, which a `Failure` calls by this name. */
+Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int32_t height);
 
 /** Writes a PNG file. */
 void writePng(const std::string& path, const Picture& picture);
