@@ -22,18 +22,12 @@ inline Cell cellAt(int32_t rows, int32_t cols, double x, double y, double beyond
     x = std::clamp(x, -beyond, cols - 1 + beyond);
     y = std::clamp(y, -beyond, rows - 1 + beyond);
     const auto before = [](double place, int32_t count) {
-        return std::clamp(static_cast<int32_t>(std::floor(place)), 0, std::max(count - 2, 0));
+        const auto whole = static_cast<int32_t>(place);
+        return std::clamp(whole - (place < whole ? 1 : 0), 0, std::max(count - 2, 0));
     };
     const int32_t col = before(x, cols);
     const int32_t row = before(y, rows);
     return {row, col, std::min(row + 1, rows - 1), std::min(col + 1, cols - 1), x - col, y - row};
-}
-
-/** Between finite values at the corners of a cell, bilinearly. */
-inline double between(const Cell& cell, double topLeft, double topRight, double bottomLeft,
-                      double bottomRight) {
-    return std::lerp(std::lerp(topLeft, topRight, cell.right),
-                     std::lerp(bottomLeft, bottomRight, cell.right), cell.down);
 }
 
 /**

@@ -1,6 +1,7 @@
 #include "inspection/remap.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 
@@ -15,11 +16,24 @@ Sample rounded(double value) {
     return static_cast<Sample>(whole + (value - whole >= 0.5 ? 1 : 0));
 }
 
-template <class Sample>
+/** What `std::lerp` gives for values that are not negative, without its branches. */
+inline double mixed(double a, double b, double t) {
+    const double straight = a + t * (b - a);
+    const double inside = std::clamp(straight, std::min(a, b), std::max(a, b));
+    return b == 0 ? (1 - t) * a : t == 1 ? b : inside;
+}
+
+/** Between values at the corners of a cell, bilinearly. */
+inline double between(const Cell& cell, double topLeft, double topRight, double bottomLeft,
+                      double bottomRight) {
+    return mixed(mixed(topLeft, topRight, cell.right), mixed(bottomLeft, bottomRight, cell.right),
+                 cell.down);
+}
+
+template <std::size_t channels, class Sample>
 void remap(const RemapJob<Sample>& job, int32_t first, int32_t end) {
     const CoordinateMap& map = *job.map;
-    const auto channels = static_cast<std::size_t>(job.channels);
-    const std::size_t colours = channels - (channels % 2 == 0 ? 1 : 0);
+    constexpr std::size_t colours = channels - (channels % 2 == 0 ? 1 : 0);
     const int white = (1 << job.bits) - 1;
     const auto outside = static_cast<Sample>(job.border == Border::black   ? 0
                                              : job.border == Border::white ? white
@@ -69,12 +83,19 @@ void remap(const RemapJob<Sample>& job, int32_t first, int32_t end) {
     }
 }
 
+template <class Sample>
+void remapAny(const RemapJob<Sample>& job, int32_t first, int32_t end) {
+    constexpr auto remaps =
+        std::array{remap<1, Sample>, remap<2, Sample>, remap<3, Sample>, remap<4, Sample>};
+    remaps[static_cast<std::size_t>(job.channels) - 1](job, first, end);
+}
+
 }  // namespace
 
 void remapRows(const RemapJob<uint8_t>& job, int32_t first, int32_t end) {
-    remap(job, first, end);
+    remapAny(job, first, end);
 }
 
 void remapRows(const RemapJob<uint16_t>& job, int32_t first, int32_t end) {
-    remap(job, first, end);
+    remapAny(job, first, end);
 }

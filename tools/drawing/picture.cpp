@@ -133,8 +133,7 @@ Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int3
             throw std::bad_alloc();
         }
         if (source.error != 0) {
-            throw Failure(name,
-                          std::string("cannot be read (") + std::strerror(source.error) + ")",
+            throw Failure(name, std::string("cannot be read (") + std::strerror(source.error) + ")",
                           "check that it is the right file");
         }
         if (status != SPNG_OK) {
@@ -206,6 +205,7 @@ void writePng(const std::string& path, const Picture& picture) {
         // What a camera saw has runs and hardly a repetition: searching takes long and saves
         // nothing.
         must(spng_set_option(encoder.get(), SPNG_IMG_COMPRESSION_STRATEGY, Z_RLE));
+        must(spng_set_option(encoder.get(), SPNG_FILTER_CHOICE, SPNG_FILTER_CHOICE_SUB));
     }
     must(spng_encode_image(encoder.get(), nullptr, 0, SPNG_FMT_PNG,
                            SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE));
