@@ -11,6 +11,9 @@ cd "$(dirname "$0")/corpus/calibration_file"
 "$tool" sample --width 150 --height 70 --fx 100 --fy 80 --cx 70.25 --cy 31.5 --k1 0.1 -o wide.bin
 "$tool" sample --width 16 --height 200 --fx 150 --fy 150 --cx 7.5 --cy 99.5 --k1 0.05 -o high.bin
 "$tool" sample -o vga.bin
+mkdir -p ../picture
+"$tool" pattern --width 32 --height 24 --square 6 -o - |
+    "$tool" remap small.bin - -o ../picture/board.jpg
 
 cd ../../..
 python3 -B - <<'EOF'

@@ -21,7 +21,7 @@ need() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build)
-TOOL_PACKAGES=(libcli11-dev libeigen3-dev libspng-dev libcairo2-dev libyaml-cpp-dev nlohmann-json3-dev
+TOOL_PACKAGES=(libcli11-dev libeigen3-dev libspng-dev libturbojpeg0-dev libcairo2-dev libyaml-cpp-dev nlohmann-json3-dev
     libpugixml-dev pkg-config help2man)
 TEST_PACKAGES=(libgtest-dev python3-numpy)
 BENCH_PACKAGES=(libgsl-dev libeigen3-dev libopencv-calib3d-dev libopencv-imgproc-dev)

@@ -314,9 +314,8 @@ TEST(Remap, InterpolatesEachColourAndFillsTheRest) {
                 };
                 const double around = outside[static_cast<int>(border)];
                 const bool isOpacity = i % channels == 3;
-                const double expected =
-                    value(i % channels, isOpacity ? 65535 : around) /
-                    (channels == 4 && !isOpacity ? value(3, 65535) / 65535 : 1);
+                const double expected = value(i % channels, isOpacity ? 65535 : around) /
+                                        (channels == 4 && !isOpacity ? value(3, 65535) / 65535 : 1);
                 EXPECT_NEAR(result[i], expected, 0.5001) << i << " of " << channels;
             }
         }

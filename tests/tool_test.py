@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Tests of the calibmap program: tool_test.py PROGRAM"""
+import base64
 import json
 import math
 import os
@@ -272,6 +273,35 @@ class ToolTest(unittest.TestCase):
                 told = self.run_tool('remap', 'lens.bin', 'in.png', '-o', 'out.png', status=1)
                 self.assertRegex(told.stderr.decode(), r'^calibmap: in.png: cannot be read as a PNG picture \(')
                 self.assertEqual(os.stat('out.png').st_ino, os.fstat(before.fileno()).st_ino)
+
+    def test_remap_reads_and_writes_jpeg(self):
+        # Four squares of one colour each, one behind the other in the first row and in the second, by another program.
+        jpeg = base64.b64decode(
+            '/9j/4AAQSkZJRgABAQAAAQABAAD/2wBDAAEBAQEBAQEBAQEBAQEBAQIBAQEBAQIBAQECAgICAgICAgIDAwQDAwMDAwICAwQDAwQEBAQEAgMFBQQE'
+            'BQQEBAT/2wBDAQEBAQEBAQIBAQIEAwIDBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAQEBAT/wAARCAAQABADAREA'
+            'AhEBAxEB/8QAFQABAQAAAAAAAAAAAAAAAAAACQv/xAAUEAEAAAAAAAAAAAAAAAAAAAAA/8QAGAEAAgMAAAAAAAAAAAAAAAAACQsHCAr/xAAUEQEAAAAA'
+            'AAAAAAAAAAAAAAAA/9oADAMBAAIRAxEAPwAn0HtTBAFFyz8E5hwIwpgE444D/9k=')
+        colours = np.array([[(200, 30, 60), (20, 180, 40)], [(10, 50, 220), (240, 230, 20)]]).repeat(8, 0).repeat(8, 1)
+        self.sample(width=16, height=16, fx=20, fy=21, cx=7, cy=8, k1=0, k2=0, k3=0, p1=0, p2=0)
+        self.write('in', jpeg)
+        self.run_tool('remap', 'lens.bin', 'in', '-o', 'out.png')
+        self.assertLessEqual(np.abs(read_png('out.png') - colours).max(), 2)
+        told = self.run_tool('remap', 'lens.bin', 'out.png', '-o', 'out.JPEG').stderr.decode()
+        self.assertEqual(told, 'calibmap: warning: out.JPEG: only the pixels are taken along into a JPEG picture\n')
+        with open('out.JPEG', 'rb') as file:
+            self.assertEqual(file.read(3), b'\xff\xd8\xff')
+        self.run_tool('remap', 'lens.bin', 'out.JPEG', '-o', 'again.png')
+        self.assertLessEqual(np.abs(read_png('again.png') - colours).max(), 4)
+        self.write('in', jpeg[:2] + b'\xff\xe1\0\x0aExif\0\0\0\0' + jpeg[2:])
+        told = self.run_tool('remap', 'lens.bin', 'in', '-o', 'out.png').stderr.decode()
+        self.assertEqual(told, 'calibmap: warning: in: of this JPEG picture only the pixels are taken along\n')
+        self.write('in', jpeg[:-20])
+        told = self.run_tool('remap', 'lens.bin', 'in', '-o', 'out.png', status=1).stderr.decode()
+        self.assertRegex(told, r'^calibmap: in: cannot be read as a JPEG picture \(.*\), convert it to PNG or write it again\n$')
+        write_png('deep.png', colours * 257, 16)
+        told = self.run_tool('remap', 'lens.bin', 'deep.png', '-o', 'out.jpg', status=1).stderr.decode()
+        self.assertEqual(told, 'calibmap: out.jpg: a JPEG picture has neither 16 bits nor opacity, choose a name that ends in .png\n')
+        self.assertFalse(os.path.exists('out.jpg'))
 
     def test_draw_strokes_every_kind_of_mark(self):
         self.sample()

@@ -50,22 +50,25 @@ InputFile openInput(const std::string& path) {
 }
 
 std::string readInput(const std::string& path, std::size_t limit) {
-    const InputFile file = openInput(path);
+    return readAll(openInput(path).get(), inputName(path), limit);
+}
+
+std::string readAll(std::FILE* file, const std::string& name, std::size_t limit) {
     std::string text;
     std::vector<char> block(std::size_t{1} << 16);
     while (text.size() <= limit) {
-        const std::size_t size = std::fread(block.data(), 1, block.size(), file.get());
+        const std::size_t size = std::fread(block.data(), 1, block.size(), file);
         if (size == 0) {
             break;
         }
         text.append(block.data(), size);
     }
-    if (std::ferror(file.get()) != 0) {
-        throw Failure(inputName(path), std::string("cannot be read (") + std::strerror(errno) + ")",
+    if (std::ferror(file) != 0) {
+        throw Failure(name, std::string("cannot be read (") + std::strerror(errno) + ")",
                       "check the path and its permissions");
     }
     if (text.size() > limit) {
-        throw Failure(inputName(path), "is too long", "check that it is the right file");
+        throw Failure(name, "is too long", "check that it is the right file");
     }
     return text;
 }

@@ -22,6 +22,9 @@ InputFile openInput(const std::string& path);
 /** All of a file that holds at most `limit` bytes. Throws a `Failure`. */
 std::string readInput(const std::string& path, std::size_t limit);
 
+/** What an open file still holds, at most `limit` bytes. Throws a `Failure`. */
+std::string readAll(std::FILE* file, const std::string& name, std::size_t limit);
+
 /** Protects a file that is read in another way from being replaced by an output. */
 void noteInput(const std::string& path);
 

@@ -119,6 +119,14 @@ std::filesystem::path targetOf(std::filesystem::path path) {
     return path;
 }
 
+/** What a name ends in, in small letters: ".png". */
+std::string endingOf(const std::string& name) {
+    std::string ending = std::filesystem::path(name).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return ending;
+}
+
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path) : path_(path) {
@@ -290,8 +298,16 @@ void removeOutputsOnSignals() {
 }
 
 std::string misfitOfPictureName(const std::string& name) {
-    std::string ending = std::filesystem::path(name).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string ending = endingOf(name);
     return ending.empty() || ending == ".png" ? "" : "'" + name + "' does not end in .png";
+}
+
+std::string misfitOfPhotoName(const std::string& name) {
+    const std::string misfit = misfitOfPictureName(name);
+    return misfit.empty() || isJpegName(name) ? "" : misfit + " or .jpg";
+}
+
+bool isJpegName(const std::string& name) {
+    const std::string ending = endingOf(name);
+    return ending == ".jpg" || ending == ".jpeg";
 }

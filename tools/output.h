@@ -47,3 +47,9 @@ void removeOutputsOnSignals();
 
 /** What is wrong with the name of a PNG picture to be written; nothing if it is good. */
 std::string misfitOfPictureName(const std::string& name);
+
+/** The same where a JPEG picture may be written, too. */
+std::string misfitOfPhotoName(const std::string& name);
+
+/** True when the name is one of a JPEG picture. */
+bool isJpegName(const std::string& name);

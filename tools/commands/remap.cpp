@@ -13,6 +13,7 @@
 #include "drawing/picture.h"
 #include "failure.h"
 #include "maps.h"
+#include "output.h"
 #include "progress.h"
 
 namespace {
@@ -62,9 +63,9 @@ Picture applied(const CoordinateMap& map, const Picture& source, Border border) 
 int run(const RemapOptions& options) {
     const Image image = loadCalibration(options.file);
     const CoordinateMap map = computeMap(options.file, image, options.direction, 1);
-    const Picture source = readPng(options.input, map.cols, map.rows);
-    writePng(options.output, source.bits == 8 ? applied<uint8_t>(map, source, options.border)
-                                              : applied<uint16_t>(map, source, options.border));
+    const Picture source = readPicture(options.input, map.cols, map.rows);
+    writePicture(options.output, source.bits == 8 ? applied<uint8_t>(map, source, options.border)
+                                                  : applied<uint16_t>(map, source, options.border));
     return exitGood;
 }
 
@@ -75,8 +76,10 @@ void addRemap(Program& program) {
         program.add("remap", run, "Straighten a picture, or distort one as the lens does");
     command.file("FILE", options->file, "The calibration file, - for standard input");
     command.file("PICTURE", options->input,
-                 "The PNG picture to apply the map to, - for standard input");
-    command.pictureOutput(options->output);
+                 "The PNG or JPEG picture to apply the map to, - for standard input");
+    command.output(options->output,
+                   "The PNG or JPEG picture to write, or - for a PNG on standard output",
+                   misfitOfPhotoName);
     command.direction(options->direction);
     command.choice<Border>("--border", options->border,
                            {{"black", Border::black},
@@ -87,6 +90,8 @@ void addRemap(Program& program) {
     command.explain(
         "Reads and writes 8- or 16-bit grey or RGB PNG pictures of the camera's size, with or\n"
         "without opacity, and interpolates bilinearly. Resolution, colour profile and texts "
-        "stay.\n\n"
+        "stay.\n"
+        "Of a JPEG picture, read or written where the name ends in .jpg, the pixels stay as the\n"
+        "sensor wrote them, whatever it says of how to turn them.\n\n"
         "Example:\n  calibmap remap stereoParams.bin recorded.png -o straight.png");
 }

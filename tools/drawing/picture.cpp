@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "drawing/jpeg.h"
 #include "failure.h"
 #include "input.h"
 #include "inspection/text.h"
@@ -108,25 +109,9 @@ void takeAlong(spng_ctx* from, spng_ctx* to) {
     }
 }
 
-}  // namespace
-
-Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bits) {
-    Picture picture = {width, height, channels, bits, {}, nullptr};
-    picture.bytes.resize(picture.rowSize() * static_cast<std::size_t>(height));
-    return picture;
-}
-
-Picture readPng(const std::string& path, int32_t width, int32_t height) {
-    return pictureFrom(openInput(path), inputName(path), width, height);
-}
-
-Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int32_t height) {
-    // No pixel has more than 8 bytes; what is left is for everything that a camera adds to them.
-    constexpr std::size_t besides = std::size_t{64} << 20;
+Picture pngFrom(Source source, const std::string& name, int32_t width, int32_t height) {
     // Texts and colour profiles can be small in a file and gigabytes once unpacked.
     constexpr std::size_t mostUnpacked = std::size_t{16} << 20;
-    Source source = {std::move(file), besides + std::size_t{8} * static_cast<std::size_t>(width) *
-                                                    static_cast<std::size_t>(height)};
     const std::shared_ptr<spng_ctx> decoder = makeCodec(0);
     const auto must = [&](int status) {
         if (status == SPNG_EMEM) {
@@ -149,13 +134,7 @@ Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int3
     must(spng_set_chunk_limits(decoder.get(), mostUnpacked, mostUnpacked));
     must(spng_set_png_stream(decoder.get(), readBytes, &source));
     must(spng_get_ihdr(decoder.get(), &header));
-    if (header.width != static_cast<uint32_t>(width) ||
-        header.height != static_cast<uint32_t>(height)) {
-        throw Failure(name,
-                      format("the picture has %u x %u pixels and the camera %d x %d", header.width,
-                             header.height, width, height),
-                      "take a picture of the camera's size");
-    }
+    requireSize(name, width, height, header.width, header.height);
     must(spng_decode_chunks(decoder.get()));
     spng_trns transparency{};
     const bool isGrey = (header.color_type & ~SPNG_COLOR_TYPE_GRAYSCALE_ALPHA) == 0;
@@ -173,7 +152,7 @@ Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int3
     return picture;
 }
 
-void writePng(const std::string& path, const Picture& picture) {
+void writePngBy(const std::string& path, const Picture& picture, bool isRecorded) {
     const Progress progress("writing " + shortened(path, 40));
     OutputFile file(path);
     Destination destination = {&file, nullptr};
@@ -202,6 +181,8 @@ void writePng(const std::string& path, const Picture& picture) {
     must(spng_set_ihdr(encoder.get(), &header));
     if (picture.origin != nullptr) {
         takeAlong(picture.origin.get(), encoder.get());
+    }
+    if (isRecorded) {
         // What a camera saw has runs and hardly a repetition: searching takes long and saves
         // nothing.
         must(spng_set_option(encoder.get(), SPNG_IMG_COMPRESSION_STRATEGY, Z_RLE));
@@ -216,4 +197,50 @@ void writePng(const std::string& path, const Picture& picture) {
                              size));
     }
     file.commit();
+}
+
+}  // namespace
+
+Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bits) {
+    Picture picture = {width, height, channels, bits, {}, nullptr};
+    picture.bytes.resize(picture.rowSize() * static_cast<std::size_t>(height));
+    return picture;
+}
+
+void requireSize(const std::string& name, int32_t width, int32_t height, uint32_t pictureWidth,
+                 uint32_t pictureHeight) {
+    if (pictureWidth != static_cast<uint32_t>(width) ||
+        pictureHeight != static_cast<uint32_t>(height)) {
+        throw Failure(name,
+                      format("the picture has %u x %u pixels and the camera %d x %d", pictureWidth,
+                             pictureHeight, width, height),
+                      "take a picture of the camera's size");
+    }
+}
+
+Picture readPicture(const std::string& path, int32_t width, int32_t height) {
+    return pictureFrom(openInput(path), inputName(path), width, height);
+}
+
+Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int32_t height) {
+    // No pixel has more than 8 bytes; what is left is for everything that a camera adds to them.
+    constexpr std::size_t besides = std::size_t{64} << 20;
+    const std::size_t limit = besides + std::size_t{8} * static_cast<std::size_t>(width) *
+                                            static_cast<std::size_t>(height);
+    if (const int first = std::ungetc(std::getc(file.get()), file.get()); first == firstOfJpeg) {
+        return jpegFrom(readAll(file.get(), name, limit), name, width, height);
+    }
+    return pngFrom({std::move(file), limit}, name, width, height);
+}
+
+void writePng(const std::string& path, const Picture& picture) {
+    writePngBy(path, picture, false);
+}
+
+void writePicture(const std::string& path, const Picture& picture) {
+    if (isJpegName(path)) {
+        writeJpeg(path, picture);
+    } else {
+        writePngBy(path, picture, true);
+    }
 }

@@ -26,11 +26,18 @@ struct Picture {
 /** A black picture of this kind. */
 Picture makePicture(int32_t width, int32_t height, int32_t channels, int32_t bits);
 
-/** Reads a PNG file that has to be of this size; throws a `Failure` if it is not, or is no PNG. */
-Picture readPng(const std::string& path, int32_t width, int32_t height);
+/** Throws the `Failure` of a picture that is not of the camera's size. */
+void requireSize(const std::string& name, int32_t width, int32_t height, uint32_t pictureWidth,
+                 uint32_t pictureHeight);
+
+/** Reads a PNG or JPEG file that has to be of this size; throws a `Failure` if it is none. */
+Picture readPicture(const std::string& path, int32_t width, int32_t height);
 
 /** The same of an open file, which a `Failure` calls by this name. */
 Picture pictureFrom(InputFile file, const std::string& name, int32_t width, int32_t height);
 
 /** Writes a PNG file. */
 void writePng(const std::string& path, const Picture& picture);
+
+/** Writes what a camera has recorded, as PNG or JPEG as the name says. */
+void writePicture(const std::string& path, const Picture& picture);
