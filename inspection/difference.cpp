@@ -189,6 +189,24 @@ std::optional<DirectionDifference> directionDifferenceOf(const Image& first, con
     return result;
 }
 
+std::string sentenceOf(const Difference& difference) {
+    std::vector<std::string> parts;
+    if (difference.verdicts[1].status != CALIBMAP_SUCCESS) {
+        parts.push_back(sentenceOf(difference.verdicts[1]));
+    }
+    for (const DirectionDifference& maps : difference.maps) {
+        parts.push_back(nameOf(maps.direction) + " " + maps.sentence);
+    }
+    std::vector<std::string> fields;
+    for (const FieldDifference& field : difference.fields) {
+        fields.push_back(field.name);
+    }
+    if (!fields.empty()) {
+        parts.push_back("fields that differ: " + joined(fields, ", "));
+    }
+    return difference.names[1] + ": " + joined(parts, "; ");
+}
+
 bool mapsAgree(const Difference& difference) {
     return difference.verdicts[0].status == difference.verdicts[1].status &&
            std::all_of(difference.maps.begin(), difference.maps.end(),

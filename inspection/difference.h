@@ -49,6 +49,9 @@ struct Difference {
     std::vector<FieldDifference> fields;
 };
 
+/** One line for people: "lens.bin: undistort maps agree: ..., distort maps ..., fields: ...". */
+std::string sentenceOf(const Difference& difference);
+
 /** True when the library says the same of both and both pairs of maps agree. */
 bool mapsAgree(const Difference& difference);
 

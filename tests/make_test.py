@@ -255,6 +255,8 @@ class MakeTest(unittest.TestCase):
                 (ROS, ROS.replace('plumb_bob', 'equidistant'), '5 coefficients, not 4'),
                 (ROS, ROS.replace('distortion_model: plumb_bob\n', ''), "'distortion_model' is missing"),
                 (kalibr, kalibr, 'holds 2 cameras'),
+                # A chain that holds a message's matrix as well.
+                (kalibr, f'{kalibr[:kalibr.index("cam1")]}{ECHO}---\n{ECHO}', r'line \d+: a second document'),
                 (kalibr, 'left: {distortion_coeffs: [0, 0, 0, 0]}\n', "line 1: 'camera_model' is missing"),
                 (kalibr, kalibr[:kalibr.index('cam1')].replace('distortion_coeffs', 'terms'), "'distortion_coeffs' is missing"),
                 (kalibr, kalibr[:kalibr.index('cam1')].replace('pinhole', 'omni'), 'is not pinhole'),

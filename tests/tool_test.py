@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Tests of the calibmap program: tool_test.py PROGRAM"""
 import base64
+import csv
+import io
 import json
 import math
 import os
@@ -402,6 +404,39 @@ class ToolTest(unittest.TestCase):
                 (['lens.bin', 'size.bin'], 1, r'maps differ in size: 640 x 480 and 641 x 480'),
                 (['lens.bin', 'huge.bin'], 1, r'undistort maps differ: largest difference [\d.]{1,7}e\+\d\d at')]:
             self.assertRegex(self.run_tool('diff', *arguments, status=status).stdout.decode(), text)
+        # Many units against one: a line each, whatever happens to the others.
+        self.write('a,"b".bin', good[:6230] + b'!' + good[6231:])
+        self.write('short.bin', good[:99])
+        names = ['other.bin', 'short.bin', 'nan.bin', 'touched.bin', 'a,"b".bin']
+        told = self.run_tool('diff', '--csv', 'lens.bin', *names, status=2)
+        self.assertRegex(told.stderr.decode(), r'^calibmap: short.bin: has 99 bytes.*\n$')
+        rows = list(csv.DictReader(io.StringIO(told.stdout.decode())))
+        self.assertEqual([(row['file'], row['status'], row['agree']) for row in rows],
+                         list(zip(names, '08009', ('no', 'no', 'no', 'yes', 'no'))))
+        undistorted = np.hypot(*(self.map('undistort') - self.map('undistort', name='other.bin')))
+        for direction, apart in (('distort', difference), ('undistort', undistorted)):
+            found = [float(rows[0][f'{direction}_{name}']) for name in ('largest', 'rms', 'p50', 'p95', 'p99')]
+            np.testing.assert_allclose(found, [apart.max(), np.sqrt((apart**2).mean()), *np.percentile(apart, (50, 95, 99))], rtol=1e-3)
+        self.assertRegex(rows[2]['reasons'], r'^undistort maps cannot be compared: nan.bin: ')
+        self.assertEqual((rows[2]['undistort_rms'], float(rows[2]['distort_rms'])), ('', 0))
+        self.assertEqual(rows[3]['fields'], 'sub.fx; extrinsics[0]; checksum of the sub camera; checksum of the extrinsics; '
+                                            'checksum of the whole file; reserved bytes')
+        lines = self.run_tool('diff', 'lens.bin', 'other.bin', 'touched.bin', status=1).stdout.decode().splitlines()
+        self.assertRegex(lines[0], r'^other.bin: undistort maps differ: .*; distort maps differ: .*; fields that differ: main.coeff\[0\], ')
+        self.assertRegex(lines[1], r'^touched.bin: undistort maps agree: .*; distort maps agree: .*; fields that differ: sub.fx, ')
+        told = self.run_tool('diff', '--json', 'lens.bin', 'touched.bin', 'other.bin', status=1).stdout.decode().splitlines()
+        self.assertEqual([json.loads(line)['files'][1] for line in told], ['touched.bin', 'other.bin'])
+        rows = list(csv.DictReader(io.StringIO(self.run_tool('check', '--csv', 'lens.bin', *names, status=1).stdout.decode())))
+        self.assertEqual([(row['file'], row['status'], row['usable']) for row in rows],
+                         list(zip(['lens.bin', *names], '008009', ('yes', 'yes', 'no', 'no', 'yes', 'no'))))
+        self.assertEqual((rows[0]['reasons'], rows[3]['round_trip']), ('', ''))
+        self.assertRegex(rows[3]['reasons'], r'undistortion.xcorrect\[0\] is nan')
+        self.assertAlmostEqual(float(rows[0]['round_trip']), json.loads(self.run_tool('check', '--json', 'lens.bin').stdout)['roundTrip']['largest'], places=5)
+        told = self.run_tool('info', 'lens.bin', 'short.bin', 'other.bin', status=1)
+        self.assertEqual(re.findall(r'(?m)^(\S+): accepted', told.stdout.decode()), ['lens.bin', 'other.bin'])
+        self.assertRegex(told.stderr.decode(), r'^calibmap: short.bin: has 99 bytes.*\n$')
+        told = self.run_tool('info', '--json', 'lens.bin', 'other.bin').stdout.decode().splitlines()
+        self.assertEqual([json.loads(line)['file'] for line in told], ['lens.bin', 'other.bin'])
         # Maps of 12 million pixels and 400 megabytes, compared in a few.
         self.write('large.bin', sealed(good, width=struct.pack('<i', 4000), height=struct.pack('<i', 3000)))
         with subprocess.Popen([PROGRAM, 'diff', 'large.bin', 'large.bin'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
@@ -476,7 +511,9 @@ class ToolTest(unittest.TestCase):
                 (['draw', 'line.bin', '--ratio', '2', '-o', 'out.png'], 1, 'line.bin: .* too large for a map'),
                 (['draw', '-', '-o', 'out.png'], 1, 'standard input: has 0 bytes'),
                 (['draw', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['pattern', '-o', 'out.jpg'], 2, 'out.jpg'),
-                (['diff', 'lens.bin', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['diff', 'lens.bin'], 2, 'B is required'),
+                (['diff', 'lens.bin', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['diff', 'lens.bin'], 2, 'FILE is required'),
+                (['diff', 'lens.bin', 'lens.bin', 'lens.bin', '-o', 'out.png'], 2, '--output: draws the difference of one file'),
+                (['check', '--csv', '--json', 'lens.bin'], 2, '--json excludes --csv'),
                 (['pattern', '--square', '640', '-o', 'out.png'], 1, 'no corner'),
                 (['map', 'lens.bin', '-o', 'input.npy'], 1, 'input.npy: is read by the same command'),
                 (['remap', 'lens.bin', 'full.png', '-o', 'full.png'], 1, 'full.png: is read by'),

@@ -69,6 +69,6 @@ std::string jsonOf(const Difference& difference) {
     return valueOf(difference).dump();
 }
 
-std::string jsonOf(const Info& info) {
-    return valueOf(info).dump(2);
+std::string jsonOf(const Info& info, bool inOneLine) {
+    return valueOf(info).dump(inOneLine ? -1 : 2);
 }

@@ -13,5 +13,5 @@
 std::string jsonOf(const Check& check);
 std::string jsonOf(const Difference& difference);
 
-/** In many, as people like to read it, too. */
-std::string jsonOf(const Info& info);
+/** In many, as people like to read it, too, or in one. */
+std::string jsonOf(const Info& info, bool inOneLine = false);

@@ -11,8 +11,10 @@
 #include "diagnostics.h"
 #include "failure.h"
 #include "input.h"
+#include "inspection/table.h"
 #include "inspection/text.h"
 #include "json.h"
+#include "progress.h"
 
 namespace {
 
@@ -20,10 +22,11 @@ struct CheckOptions {
     std::vector<std::string> files;
     double tolerance = usualAgreement;
     bool json = false;
+    bool csv = false;
 };
 
 Check examined(const CheckOptions& options, const std::string& file) {
-    const std::string name = shown(options.json ? file : inputName(file));
+    const std::string name = shown(options.json || options.csv ? file : inputName(file));
     Image image{};
     const Verdict verdict = readCalibration(file, image);
     return verdict.status == CALIBMAP_SUCCESS ? checkOf(name, image, options.tolerance)
@@ -33,6 +36,10 @@ Check examined(const CheckOptions& options, const std::string& file) {
 void print(const CheckOptions& options, const Check& check) {
     if (options.json) {
         std::puts(jsonOf(check).c_str());
+        return;
+    }
+    if (options.csv) {
+        std::puts(csvLine(rowOf(check)).c_str());
         return;
     }
     std::puts(sentenceOf(check).c_str());
@@ -50,6 +57,10 @@ int run(const CheckOptions& options) {
     // The library's words on a file belong before ours; nobody waits for those on a hundred others.
     const std::size_t atOnce = diagnosticsAreShown() ? 1 : 100;
     int status = exitGood;
+    if (options.csv) {
+        std::puts(csvLine(columnsOfChecks()).c_str());
+    }
+    const Progress progress("checking");
     for (std::size_t first = 0; first < options.files.size(); first += atOnce) {
         std::vector<Check> checks;
         {
@@ -62,6 +73,7 @@ int run(const CheckOptions& options) {
             print(options, check);
             status = check.isUsable ? status : exitRefused;
         }
+        progress.reached(static_cast<double>(first) / static_cast<double>(options.files.size()));
     }
     return status;
 }
@@ -75,6 +87,8 @@ void addCheck(Program& program) {
     command.number("--tolerance", options->tolerance, 0, 1e6,
                    "How far, in pixels, the two maps may be from undoing each other");
     command.flag("--json", options->json, "Print one JSON object a line for programs");
+    command.flag("--csv", options->csv, "Print a table for spreadsheets, one line a file");
+    command.excludes("--csv", "--json");
     command.explain(
         "One line per file. First the library's answer: accepted, or its status and the first\n"
         "reason to refuse: 4 missing, 8 unreadable or short, 9 a checksum, 10 the pass flag. "

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -5,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
@@ -16,6 +18,7 @@
 #include "inspection/difference.h"
 #include "inspection/drawing.h"
 #include "inspection/figure.h"
+#include "inspection/table.h"
 #include "inspection/text.h"
 #include "json.h"
 #include "maps.h"
@@ -24,16 +27,18 @@
 namespace {
 
 struct DiffOptions {
-    std::string first;
-    std::string second;
+    std::string reference;
+    std::vector<std::string> files;
     std::string output;
     Direction direction = Direction::undistort;
     double tolerance = 0;
     bool isStrict = false;
     bool json = false;
+    bool csv = false;
 };
 
 constexpr int32_t pictureWidth = 900;
+constexpr Direction directions[] = {Direction::undistort, Direction::distort};
 
 /** The two files, and what is said of them. */
 struct Pair {
@@ -52,23 +57,11 @@ void drawDifference(const DiffOptions& options, const Pair& files, const PixelVa
     writePng(options.output, stroked(drawingOf(std::move(figure))));
 }
 
-Pair load(const DiffOptions& options) {
-    Pair files;
-    const std::array paths = {&options.first, &options.second};
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        files.difference.names[i] = shown(inputName(*paths[i]));
-        files.difference.verdicts[i] = loadAnyFile(*paths[i], files.images[i]);
-    }
-    return files;
-}
-
 /** Compares the maps of one direction, and draws the difference where that is asked for. */
 DirectionDifference compared(const DiffOptions& options, const Pair& files, Direction direction) {
     const bool isDrawn = !options.output.empty() && direction == options.direction;
     const std::array<std::string, 2>& names = files.difference.names;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        mentionUncovered(names[i], files.images[i], direction);
-    }
+    mentionUncovered(names[1], files.images[1], direction);
     PixelValues values{};
     std::optional<DirectionDifference> maps;
     {
@@ -105,19 +98,36 @@ void print(std::FILE* report, const Difference& difference) {
     std::fflush(report);  // before a failure, where both go to one log
 }
 
-int run(const DiffOptions& options) {
-    Pair files = load(options);
-    Difference& difference = files.difference;
-    for (const Direction direction : {Direction::undistort, Direction::distort}) {
-        difference.maps.push_back(compared(options, files, direction));
-    }
-    difference.fields = fieldDifferencesOf(files.images[0], files.images[1]);
+void tell(const DiffOptions& options, const Difference& difference) {
     std::FILE* const report = options.output == "-" ? stderr : stdout;
-    if (options.json) {
-        std::fprintf(report, "%s\n", jsonOf(difference).c_str());
+    if (options.json || options.csv) {
+        std::fprintf(report, "%s\n",
+                     (options.json ? jsonOf(difference) : csvLine(rowOf(difference))).c_str());
+    } else if (options.files.size() > 1) {
+        std::fprintf(report, "%s\n", sentenceOf(difference).c_str());
     } else {
         print(report, difference);
     }
+}
+
+/** Compares the reference with one file, and returns the exit status for that. */
+int compareWith(const DiffOptions& options, const std::string& file, Pair& files) {
+    Difference& difference = files.difference;
+    difference.maps.clear();
+    difference.fields.clear();
+    difference.names[1] = shown(inputName(file));
+    const Verdict& verdict = difference.verdicts[1] = examine(file, files.images[1]);
+    if (!hasBeenRead(verdict)) {
+        if (options.csv) {
+            tell(options, difference);
+        }
+        throw Failure(inputName(file), verdict.reason, verdict.remedy);
+    }
+    for (const Direction direction : directions) {
+        difference.maps.push_back(compared(options, files, direction));
+    }
+    difference.fields = fieldDifferencesOf(files.images[0], files.images[1]);
+    tell(options, difference);
     for (const DirectionDifference& maps : difference.maps) {
         if (!options.output.empty() && maps.direction == options.direction && !maps.apart) {
             throw Failure(
@@ -131,27 +141,66 @@ int run(const DiffOptions& options) {
                : exitRefused;
 }
 
+int run(const DiffOptions& options) {
+    if (!options.output.empty() && options.files.size() > 1) {
+        throw Failure("--output", "draws the difference of one file", "name one FILE");
+    }
+    Pair files;
+    files.difference.names[0] = shown(inputName(options.reference));
+    files.difference.verdicts[0] = loadAnyFile(options.reference, files.images[0]);
+    for (const Direction direction : directions) {
+        mentionUncovered(files.difference.names[0], files.images[0], direction);
+    }
+    if (options.csv) {
+        std::puts(csvLine(columnsOfDifferences()).c_str());
+    }
+    int status = exitGood;
+    std::optional<Progress> progress;
+    if (options.files.size() > 1) {
+        progress.emplace("comparing");
+    }
+    for (const std::string& file : options.files) {
+        try {
+            status = std::max(status, compareWith(options, file, files));
+        } catch (const Failure& failure) {
+            // One that cannot be read is no reason to say nothing of the others.
+            status = complain(failure.what(), exitTrouble);
+        }
+        if (progress) {
+            progress->reached(static_cast<double>(&file - options.files.data() + 1) /
+                              static_cast<double>(options.files.size()));
+        }
+    }
+    return status;
+}
+
 }  // namespace
 
 void addDiff(Program& program) {
     auto [command, options] = program.add(
-        "diff", run, "Say whether two calibration files give the same maps", exitTrouble);
-    command.file("A", options->first, "A calibration file, accepted or not");
-    command.file("B", options->second, "Another; one of them may be - for standard input");
+        "diff", run, "Say whether calibration files give the same maps as another", exitTrouble);
+    command.file("REFERENCE", options->reference, "A calibration file, accepted or not");
+    command.files("FILE", options->files, "Others; one of all may be - for standard input");
     command.number("--tolerance", options->tolerance, 0.0, 1e6,
                    "Largest difference in pixels between maps that still agree");
     command.flag("--strict", options->isStrict,
                  "Count the parameters of both cameras and the extrinsics as well");
-    command.flag("--json", options->json, "Print one JSON object for programs");
+    command.flag("--json", options->json, "Print one JSON object a line for programs");
+    command.flag("--csv", options->csv, "Print a table for spreadsheets, one line a file");
+    command.excludes("--csv", "--json");
     command.pictureOutput(options->output, false);
     command.direction(options->direction);
     command.explain(
-        "Compares the maps of both directions at every pixel, then names the fields that differ.\n"
-        "Files that the library refuses are compared all the same. -o draws where the maps of\n"
-        "--direction differ. The exit status is 0 when the library says the same of both files "
-        "and\n"
-        "the maps agree within the tolerance, 1 when not, and 2 for trouble. Other fields, such "
-        "as\n"
-        "the second camera's, change it only with --strict.\n\n"
-        "Example:\n  calibmap diff --tolerance 0.1 factory.bin today.bin -o drift.png");
+        "Compares the maps of both directions at every pixel with those of REFERENCE, then names\n"
+        "the fields that differ; of several files in one line each. Files that the library "
+        "refuses\n"
+        "are compared all the same. -o draws where the maps of --direction differ. The exit "
+        "status\n"
+        "is 0 when the library says the same of all files and the maps agree within the "
+        "tolerance,\n"
+        "1 when not, and 2 for trouble. Other fields, such as the second camera's, change it only\n"
+        "with --strict.\n\n"
+        "Examples:\n"
+        "  calibmap diff --tolerance 0.1 factory.bin today.bin -o drift.png\n"
+        "  calibmap diff --csv factory.bin units/*.bin >drift.csv");
 }

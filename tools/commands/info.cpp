@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
@@ -14,13 +15,21 @@
 namespace {
 
 struct InfoOptions {
-    std::string file;
+    std::vector<std::string> files;
     bool json = false;
     bool coefficients = false;
 };
 
-void print(const InfoOptions& options, const Image& image, const Verdict& verdict) {
-    std::printf("%s: %s\n", shown(inputName(options.file)).c_str(), sentenceOf(verdict).c_str());
+void print(const InfoOptions& options, const std::string& file) {
+    Image image{};
+    const Verdict verdict = loadAnyFile(file, image);
+    if (options.json) {
+        const Info info = {shown(file), verdict, &image, options.coefficients};
+        std::puts(jsonOf(info, options.files.size() > 1).c_str());
+        return;
+    }
+    std::printf("%s%s: %s\n", &file == options.files.data() ? "" : "\n",
+                shown(inputName(file)).c_str(), sentenceOf(verdict).c_str());
     for (const std::string& fault : faultsOf(image)) {
         std::printf("  cannot be used: %s\n", fault.c_str());
     }
@@ -33,25 +42,26 @@ void print(const InfoOptions& options, const Image& image, const Verdict& verdic
 }
 
 int run(const InfoOptions& options) {
-    Image image{};
-    const Verdict verdict = loadAnyFile(options.file, image);
-    if (options.json) {
-        const Info info = {shown(options.file), verdict, &image, options.coefficients};
-        std::puts(jsonOf(info).c_str());
-    } else {
-        print(options, image, verdict);
+    int status = exitGood;
+    for (const std::string& file : options.files) {
+        try {
+            print(options, file);
+        } catch (const Failure& failure) {
+            status = complain(failure.what(), exitRefused);
+        }
     }
-    return exitGood;
+    return status;
 }
 
 }  // namespace
 
 void addInfo(Program& program) {
-    auto [command, options] = program.add("info", run, "Show what a calibration file says");
-    command.file("FILE", options->file, "The calibration file, - for standard input");
+    auto [command, options] = program.add("info", run, "Show what calibration files say");
+    command.files("FILE", options->files, "The calibration files, - for standard input");
     command.flag("--coefficients", options->coefficients,
                  "Print the coefficients of the models as well");
-    command.flag("--json", options->json, "Print the same for programs");
+    command.flag("--json", options->json,
+                 "Print the same for programs, of several files one object a line");
     command.explain(
         "Shows any file of 6268 bytes or more, first what the library says of it: whether it is\n"
         "accepted, and which of its numbers cannot be used. Then both cameras, the extrinsics and\n"

@@ -59,7 +59,7 @@ CameraDescription cameraFrom(const std::string& text, const std::string& path,
     // and again, may say the same several times.
     std::for_each(documents.begin() + 1, documents.end(), [&](const Node& further) {
         const Source source = {path, camera, further, lens};
-        if (!isRosMessage(root) || !isRosMessage(further)) {
+        if (dialect != Dialect::ros || !isRosMessage(root) || !isRosMessage(further)) {
             refuse(source, further, "a second document begins", "keep one of them");
         }
         if (!areAlike(description, readDialect(dialect, source))) {
