@@ -199,13 +199,19 @@ class ToolTest(unittest.TestCase):
         outside = (np.abs(values[0] - 159.5) > 160) | (np.abs(values[1] - 119.5) > 120)
         for number in (f'{moved.max():.3f}', f'{moved.mean():.3f}', f'{outside.sum()} of 76800'):
             self.assertIn(number, told)
-        for name in ('m.raw', 'm.pfm'):
+        for name in ('m.raw', 'm.pfm', 'm.yml'):
             self.run_tool('map', 'lens.bin', '--direction', 'distort', '--ratio', '2', '-o', name)
         np.testing.assert_array_equal(np.fromfile('m.raw', '<f4').reshape(values.shape), values)
         for name, plane in zip(('m-x.pfm', 'm-y.pfm'), values):
             with open(name, 'rb') as file:
                 self.assertEqual(file.read(16), b'Pf\n320 240\n-1.0\n')
                 np.testing.assert_array_equal(np.frombuffer(file.read(), '<f4').reshape(240, 320)[::-1], plane)
+        with open('m.yml', encoding='utf-8') as file:
+            self.assertEqual(file.readline(), '%YAML:1.0\n')
+            matrices = re.findall(r'(map_[xy]): !!opencv-matrix\n   rows: 240\n   cols: 320\n   dt: f\n   data: \[([^]]*)\]\n', file.read())
+        self.assertEqual([name for name, _ in matrices], ['map_x', 'map_y'])
+        for (_, text), plane in zip(matrices, values):
+            np.testing.assert_array_equal(np.array(text.split(','), np.float32).reshape(240, 320), plane)
         piped = self.run_tool('map', 'lens.bin', '--direction', 'distort', '--ratio', '2', '-o', '-', '--verbose')
         with open('m.npy', 'rb') as file:
             self.assertEqual(piped.stdout, file.read())

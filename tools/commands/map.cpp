@@ -1,5 +1,9 @@
 #include <bit>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,6 +57,37 @@ void writePfm(OutputFile& file, const CoordinateMap& map, const std::vector<floa
     }
 }
 
+/** A matrix as OpenCV's FileStorage has it, each number as short as it comes back the same. */
+void writeMatrix(OutputFile& file, const char* name, const CoordinateMap& map,
+                 const std::vector<float>& values) {
+    std::string text = format("%s: !!opencv-matrix\n   rows: %d\n   cols: %d\n   dt: f\n   data: [",
+                              name, map.rows, map.cols);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        char number[32];
+        const float value = values[i];
+        char* const end = std::isfinite(value) ? std::to_chars(number, std::end(number), value).ptr
+                                               : stpcpy(number, std::isnan(value) ? ".Nan"
+                                                                : value < 0       ? "-.Inf"
+                                                                                  : ".Inf");
+        text += i == 0 ? " " : i % 4 == 0 ? ",\n       " : ", ";
+        text.append(number, end);
+        constexpr std::size_t piece = 1 << 16;
+        if (text.size() > piece) {
+            file.write(text.data(), text.size());
+            text.clear();
+        }
+    }
+    text += " ]\n";
+    file.write(text.data(), text.size());
+}
+
+void writeFileStorage(OutputFile& file, const CoordinateMap& map) {
+    const std::string header = "%YAML:1.0\n---\n";
+    file.write(header.data(), header.size());
+    writeMatrix(file, "map_x", map, map.x);
+    writeMatrix(file, "map_y", map, map.y);
+}
+
 /** What stands before the ending, if the name has this ending. */
 std::optional<std::string> stemOf(const std::string& name, const std::string& ending) {
     return name.ends_with(ending) ? std::optional(name.substr(0, name.size() - ending.size()))
@@ -78,6 +113,8 @@ std::string writeMap(const std::string& name, const CoordinateMap& map) {
     OutputFile file(name);
     if (stemOf(name, ".raw")) {
         writeRaw(file, map);
+    } else if (stemOf(name, ".yml")) {
+        writeFileStorage(file, map);
     } else {
         writeNpy(file, map);
     }
@@ -87,9 +124,9 @@ std::string writeMap(const std::string& name, const CoordinateMap& map) {
 
 /** What is wrong with the name of an output; nothing if its ending is that of a format. */
 std::string misfitOf(const std::string& name) {
-    const bool known =
-        name == "-" || stemOf(name, ".npy") || stemOf(name, ".pfm") || stemOf(name, ".raw");
-    return known ? "" : "'" + name + "' ends in none of .npy, .pfm and .raw";
+    const bool known = name == "-" || stemOf(name, ".npy") || stemOf(name, ".pfm") ||
+                       stemOf(name, ".raw") || stemOf(name, ".yml");
+    return known ? "" : "'" + name + "' ends in none of .npy, .pfm, .raw and .yml";
 }
 
 int run(const MapOptions& options) {
@@ -115,6 +152,7 @@ void addMap(Program& program) {
         "  .npy  NumPy, float32, shape (2, rows, columns): x, then y\n"
         "  .pfm  two portable float maps, NAME-x.pfm and NAME-y.pfm\n"
         "  .raw  little-endian float32 without a header: all of x, then all of y\n"
+        "  .yml  OpenCV's FileStorage, matrices map_x and map_y for remap\n"
         "  -     .npy on standard output\n"
         "Values are positions in samples, (column, row), counted from 0 at the first centre.\n\n"
         "Example:\n  calibmap map stereoParams.bin --direction undistort --ratio 2 -o map.npy");
