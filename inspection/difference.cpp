@@ -183,6 +183,9 @@ std::optional<DirectionDifference> directionDifferenceOf(const Image& first, con
     }
     if (values != nullptr) {
         setLargest(*values, *result.apart);
+        // Of a few that are far apart, all others would be too dark to be told from nothing.
+        const double most = result.apart->percentile99;
+        values->top = 2 * most < result.apart->largest ? most : 0;
     }
     result.agree = result.apart->lost == 0 && result.apart->largest <= tolerance;
     result.sentence = sentenceOf(*result.apart, result.agree);

@@ -23,7 +23,7 @@ double roundingOf(const Camera& camera) {
     return std::ldexp(reach, -21);
 }
 
-std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, double largest,
+std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, double top,
                                const Reached& reached) {
     // The colours are many; a table of them is as good as any number of them.
     constexpr int count = 1024;
@@ -39,7 +39,7 @@ std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, 
             return uncovered;
         }
         const double value = valueAt(values, pixel);
-        const double t = largest > 0 ? std::min(value / largest, 1.0) : 0;
+        const double t = top > 0 ? std::min(value / top, 1.0) : 0;
         return std::isfinite(value) ? colours[static_cast<std::size_t>(t * (count - 1))] : lost;
     };
     const Rectangle& plot = layout.plot;
@@ -193,20 +193,20 @@ NodeValues contourNodes(const Layout& layout, const PixelValues& values) {
     return nodes;
 }
 
-std::vector<double> levelsOf(double largest) {
+std::vector<double> levelsOf(double top) {
     // Displacement grows steeply towards the corners; two more levels tell of the middle.
-    const double step = roundStep(largest, 10);
+    const double step = roundStep(top, 10);
     std::vector<double> levels = {step / 10, step / 2};
-    for (int i = 1; i * step < largest; ++i) {
+    for (int i = 1; i * step < top; ++i) {
         levels.push_back(i * step);
     }
     return levels;
 }
 
-std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& values, double largest,
+std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& values, double top,
                                     const Reached& reached) {
     const NodeValues nodes = contourNodes(layout, values);
-    const std::vector<double> levels = levelsOf(largest);
+    const std::vector<double> levels = levelsOf(top);
     std::vector<ContourLine> contours;
     for (std::size_t i = 0; i < levels.size(); ++i) {
         for (Polyline& line : contourLines(nodes, levels[i])) {
@@ -214,7 +214,7 @@ std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& val
                 point = onPaper(layout, pixelOfNode(values, nodes, point));
             }
             ContourLine contour = {
-                levels[i], heatLightness(levels[i] / largest) > 0.6, {}, std::nullopt};
+                levels[i], heatLightness(levels[i] / top) > 0.6, {}, std::nullopt};
             contour.pieces.push_back(std::move(line));
             addLabel(layout, contours, contour);
             contours.push_back(std::move(contour));
@@ -238,17 +238,26 @@ std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double ap
     return ticks;
 }
 
-/** The steps of the contour lines, as far as there is room for their numbers. */
-std::vector<Tick> scaleOf(const Layout& layout, double largest) {
+/**
+ * The steps of the contour lines, as far as there is room for their numbers. Where values lie above
+ * the scale, its end says so.
+ */
+std::vector<Tick> scaleOf(const Layout& layout, double top, double largest) {
     std::vector<Tick> ticks;
-    if (largest <= 0) {
+    if (top <= 0) {
         return ticks;
     }
     const Rectangle& bar = layout.bar;
-    const double step = roundStep(largest, std::min(10.0, bar.height / (24 * layout.scale)));
-    for (int i = 0; i * step <= largest * 1.0001; ++i) {
-        ticks.push_back({i * step, bar.top + bar.height * (1 - i * step / largest),
-                         numberText(i * step, step)});
+    const double step = roundStep(top, std::min(10.0, bar.height / (24 * layout.scale)));
+    for (int i = 0; i * step <= top * 1.0001; ++i) {
+        ticks.push_back(
+            {i * step, bar.top + bar.height * (1 - i * step / top), numberText(i * step, step)});
+    }
+    if (top < largest) {
+        while (ticks.back().place < bar.top + 20 * layout.scale) {
+            ticks.pop_back();
+        }
+        ticks.push_back({top, bar.top, "\u2265 " + numberText(top, step / 10)});
     }
     return ticks;
 }
@@ -339,19 +348,20 @@ Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& v
     if (std::isnan(values.largest)) {
         figure.wording.none = "no numbers";
     }
+    figure.top = figure.largest > 0 && values.top > 0 ? values.top : figure.largest;
     figure.place = onPaper(layout, values.place);
-    figure.heatMap = heatMapOf(layout, values, figure.largest, reached);
+    figure.heatMap = heatMapOf(layout, values, figure.top, reached);
     if (map != nullptr) {
         figure.regularGrid = gridOf(layout, values.covered, nullptr);
         figure.mappedGrid = gridOf(layout, values.covered, map);
     }
     if (figure.largest > 0) {
-        figure.contours = contoursOf(layout, values, figure.largest, reached);
+        figure.contours = contoursOf(layout, values, figure.top, reached);
     }
     const Rectangle& plot = layout.plot;
     figure.columns = ticksOf(layout.imageWidth, plot.left, plot.width, 90 * layout.scale);
     figure.rows = ticksOf(layout.imageHeight, plot.top, plot.height, 60 * layout.scale);
-    figure.scale = scaleOf(layout, figure.largest);
+    figure.scale = scaleOf(layout, figure.top, figure.largest);
     figure.title = titlesOf(figure, values);
     return figure;
 }

@@ -62,6 +62,7 @@ struct ContourLine {
 struct Figure {
     Layout layout;
     double largest;               /**< 0 when it is no more than rounding leaves over */
+    double top;                   /**< what the end of the colour scale stands for */
     Point place;                  /**< of the largest, on the paper */
     std::vector<uint8_t> heatMap; /**< RGBA, as many as `layout.plot` has dots, row by row */
     std::vector<Polyline> regularGrid;

@@ -20,6 +20,7 @@ struct PixelValues {
     Point covered;  /**< columns and rows of the image that they speak for, from its first on */
     double largest; /**< of all the picture speaks of; not a number where none of them is one */
     Point place;    /**< where it is, in pixels */
+    double top = 0; /**< what the lightest colour stands for, and all above it; 0 is the largest */
 };
 
 /**

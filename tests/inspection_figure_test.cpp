@@ -13,6 +13,7 @@
 
 #include "inspection/drawing.h"
 #include "inspection/figure.h"
+#include "inspection/text.h"
 
 namespace {
 
@@ -288,6 +289,29 @@ TEST(Figure, TicksStandWhereTheirPixelsStand) {
     EXPECT_EQ(numberText(0.3, 0.1), "0.3");
     EXPECT_EQ(numberText(30, 10), "30");
     EXPECT_EQ(numberText(2.5e30, 5e29), "2.5e+30");
+}
+
+TEST(Figure, AScaleMayEndBelowTheLargest) {
+    const CoordinateMap map = mapOf(600, 400, 1, lens);
+    PixelValues values = displacementsOf(map, displacementOf(map).moved, 900);
+    for (const double top : {11.0, 90.0}) {
+        values.top = top;
+        const Figure scaled = figureOf(layOut(camera, 900, 0), camera, values, nullptr,
+                                       wordingOfDifference(camera, Direction::distort, "a", "b"));
+        for (int col = 0; col < 704; col += 37) {
+            const double moved = movedAt(pixelOf({col + 74.5, 351.5}));
+            EXPECT_NEAR(lightnessOf(dotAt(scaled, col, 251)),
+                        0.30 + 0.63 * std::min(moved / top, 1.0), 0.003);
+        }
+        EXPECT_TRUE(std::all_of(scaled.contours.begin(), scaled.contours.end(),
+                                [&](const ContourLine& line) { return line.level < top; }));
+        EXPECT_NEAR(scaled.scale[1].place, 569 - 469 * scaled.scale[1].value / top, 1e-9);
+        const Tick& last = scaled.scale.back();
+        EXPECT_EQ(last.text, top == 11 ? "\u2265 11.0" : "90");
+        EXPECT_NEAR(last.place, 100, 1e-9);
+        EXPECT_NE(scaled.title[2].find("largest difference " + format("%.3f", values.largest)),
+                  std::string::npos);
+    }
 }
 
 TEST(Figure, ThinnedValuesSpeakForAllOfTheMap) {

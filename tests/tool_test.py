@@ -387,6 +387,8 @@ class ToolTest(unittest.TestCase):
         expected = [difference.max(), *np.unravel_index(difference.argmax(), difference.shape)[::-1],
                     np.sqrt((difference**2).mean()), np.median(difference), np.percentile(difference, 95)]
         np.testing.assert_allclose(numbers, expected, rtol=5e-4)
+        self.run_tool('diff', 'lens.bin', 'other.bin', '--direction', 'distort', '--max', '0.001', '-o', 'light.png', status=1)
+        self.assertGreater(np.median(read_png('light.png')[110:600, 80:770, 0]), 240)
         drift = read_png('drift.png')
         self.assertGreater(drift[110, 770].sum(), drift[360, 420].sum() + 200)
         self.write('touched.bin', sealed(good, reserved=7, subFx=1.0, extrinsics=2.0))

@@ -32,6 +32,7 @@ struct DiffOptions {
     std::string output;
     Direction direction = Direction::undistort;
     double tolerance = 0;
+    std::optional<double> top;
     bool isStrict = false;
     bool json = false;
     bool csv = false;
@@ -75,6 +76,7 @@ DirectionDifference compared(const DiffOptions& options, const Pair& files, Dire
         throw std::bad_alloc();
     }
     if (isDrawn && maps->apart) {
+        values.top = options.top.value_or(values.top);
         drawDifference(options, files, values);
     }
     return *maps;
@@ -189,6 +191,10 @@ void addDiff(Program& program) {
     command.flag("--csv", options->csv, "Print a table for spreadsheets, one line a file");
     command.excludes("--csv", "--json");
     command.pictureOutput(options->output, false);
+    command.number("--max", options->top, 1e-6, 1e6,
+                   "The difference in pixels at the end of the picture's colours; without it the\n"
+                   "largest, or where a few are far above all others the 99th percentile");
+    command.needs("--max", "--output");
     command.direction(options->direction);
     command.explain(
         "Compares the maps of both directions at every pixel with those of REFERENCE, then names\n"
