@@ -128,6 +128,7 @@ void compare(const Image& image, Direction direction) {
 }  // namespace
 
 /** The names of fonts, which Cairo keeps. */
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer asks for it by this name
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libfontconfig";
 }

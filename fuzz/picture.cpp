@@ -1,5 +1,5 @@
-// A hostile picture, PNG or JPEG; the chunks of PNG get the sums that they need. What is read has all
-// its samples and comes back the same from the file that they are written to.
+// A hostile picture, PNG or JPEG; the chunks of PNG get the sums that they need. What is read has
+// all its samples and comes back the same from the file that they are written to.
 #include "drawing/picture.h"
 
 #include <unistd.h>

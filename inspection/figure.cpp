@@ -227,17 +227,6 @@ std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& val
     return contours;
 }
 
-/** The numbers along an axis of so many pixels, from `begin` on this long: about one `apart`. */
-std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double apart) {
-    const double step = std::max(1.0, roundStep(pixels, std::max(2.0, length / apart)));
-    std::vector<Tick> ticks;
-    for (int i = 0; i * step < pixels; ++i) {
-        ticks.push_back(
-            {i * step, begin + (i * step + 0.5) / pixels * length, numberText(i * step, step)});
-    }
-    return ticks;
-}
-
 /**
  * The steps of the contour lines, as far as there is room for their numbers. Where values lie above
  * the scale, its end says so.
@@ -296,16 +285,22 @@ std::vector<std::string> titlesOf(const Figure& figure, const PixelValues& value
     return titles;
 }
 
-const char* imageOf(Direction direction) {
-    return direction == Direction::undistort ? "straight image" : "recorded image";
-}
-
 }  // namespace
+
+std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double apart) {
+    const double step = std::max(1.0, roundStep(pixels, std::max(2.0, length / apart)));
+    std::vector<Tick> ticks;
+    for (int i = 0; i * step < pixels; ++i) {
+        ticks.push_back(
+            {i * step, begin + (i * step + 0.5) / pixels * length, numberText(i * step, step)});
+    }
+    return ticks;
+}
 
 Wording wordingOf(const CoordinateMap& map, const Camera& camera, Direction direction,
                   const std::string& name) {
     const bool undistorts = direction == Direction::undistort;
-    const std::string image = imageOf(direction);
+    const std::string image = imageOf(direction) + " image";
     return {
         .title = undistorts ? "Undistortion map of " : "Distortion map of ",
         .name = shown(name),
@@ -329,8 +324,8 @@ Wording wordingOfDifference(const Camera& camera, Direction direction, const std
         .title =
             direction == Direction::undistort ? "Undistortion maps of " : "Distortion maps of ",
         .name = shortened(shown(first), most) + " and " + shortened(shown(second), most),
-        .colours = std::string("Colour at a pixel of the ") + imageOf(direction) +
-                   ": how far apart the two maps take it",
+        .colours = "Colour at a pixel of the " + imageOf(direction) +
+                   " image: how far apart the two maps take it",
         .size = format("%d \u00d7 %d pixels", camera.width, camera.height),
         .quantity = "difference",
         .none = "no difference",

@@ -43,6 +43,9 @@ struct Tick {
     std::string text;
 };
 
+/** The numbers along an axis of so many pixels, from `begin` on this long: about one `apart`. */
+std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double apart);
+
 /** A text on a contour line, which is interrupted for it. */
 struct ContourLabel {
     std::string text;

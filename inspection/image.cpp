@@ -18,6 +18,10 @@ std::string nameOf(Direction direction) {
     return direction == Direction::undistort ? "undistort" : "distort";
 }
 
+std::string imageOf(Direction direction) {
+    return direction == Direction::undistort ? "straight" : "recorded";
+}
+
 std::size_t modelOffset(Direction direction) {
     return std::size_t{CALIBMAP_MAIN_BLOCK} + (direction == Direction::undistort
                                                    ? CALIBMAP_UNDISTORTION_MODEL

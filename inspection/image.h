@@ -19,6 +19,9 @@ enum class Direction {
 /** "undistort" or "distort". */
 std::string nameOf(Direction direction);
 
+/** Of which image it takes the pixels: "straight" or "recorded". */
+std::string imageOf(Direction direction);
+
 /** The size and the focal lengths, in pixels, of the main camera. */
 struct Camera {
     int32_t width;

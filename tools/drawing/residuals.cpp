@@ -5,6 +5,7 @@
 
 #include "drawing/canvas.h"
 #include "inspection/colour.h"
+#include "inspection/figure.h"
 #include "inspection/layout.h"
 #include "inspection/text.h"
 
@@ -12,11 +13,10 @@ namespace {
 
 constexpr double panelWidth = 640;
 constexpr double titleWidth = 360;
-constexpr double margin = 28;
-constexpr double titleHeight = 46;
-constexpr double footHeight = 52;
+constexpr double margin = 56;
+constexpr double titleHeight = 118;
+constexpr double footHeight = 76;
 
-constexpr Colour pale = {0.75, 0.75, 0.78};
 constexpr Colour arrowColour = {0.13, 0.35, 0.60};
 constexpr Colour crossColour = {0.80, 0.20, 0.15};
 
@@ -72,19 +72,45 @@ void drawCross(cairo_t* cr, Point at) {
     cairo_stroke(cr);
 }
 
+/** Writes a line from its left end at `place`, smaller where it is wider than `room`. */
+void writeLine(const Canvas& canvas, const std::string& text, Point place, double room, double size,
+               bool isBold) {
+    canvas.setType(size, isBold);
+    canvas.setType(size * std::min(1.0, room / canvas.widthOf(text)), isBold);
+    canvas.write(text, place, {0, 1});
+}
+
+void drawAxes(const Canvas& canvas, const Camera& camera, const Rectangle& plot) {
+    cairo_t* const cr = canvas.context();
+    constexpr double mark = 5;
+    canvas.setType(12.5);
+    canvas.setColour(darkInk);
+    for (const Tick& tick : ticksOf(camera.width, plot.left, plot.width, 90)) {
+        const double end = plot.top + plot.height + mark;
+        cairo_move_to(cr, tick.place, end - mark);
+        cairo_line_to(cr, tick.place, end);
+        canvas.write(tick.text, {tick.place, end + 4}, {0.5, 0});
+    }
+    for (const Tick& tick : ticksOf(camera.height, plot.top, plot.height, 60)) {
+        cairo_move_to(cr, plot.left, tick.place);
+        cairo_line_to(cr, plot.left - mark, tick.place);
+        canvas.write(tick.text, {plot.left - mark - 4, tick.place}, {1, 0.5});
+    }
+    cairo_rectangle(cr, plot.left - 0.5, plot.top - 0.5, plot.width + 1, plot.height + 1);
+    cairo_set_line_width(cr, 1);
+    cairo_stroke(cr);
+}
+
 void drawPanel(const Canvas& canvas, const Camera& camera, const ResidualPanel& panel,
                const Rectangle& plot, double magnification) {
     cairo_t* const cr = canvas.context();
-    canvas.setType(14, true);
+    const double room = std::max(plot.width, titleWidth);
     canvas.setColour(darkInk);
-    canvas.write(panel.title, {plot.left, plot.top - 14}, {0, 1});
-    canvas.setColour(pale);
-    cairo_set_line_width(cr, 1);
-    cairo_rectangle(cr, plot.left - 0.5, plot.top - 0.5, plot.width + 1, plot.height + 1);
-    cairo_stroke(cr);
+    writeLine(canvas, panel.title, {plot.left, plot.top - 32}, room, 14, true);
+    writeLine(canvas, panel.numbers, {plot.left, plot.top - 12}, room, 12.5, false);
+    drawAxes(canvas, camera, plot);
     cairo_save(cr);
-    cairo_rectangle(cr, plot.left - margin / 2, plot.top - 8, plot.width + margin,
-                    plot.height + 16);
+    cairo_rectangle(cr, plot.left, plot.top, plot.width, plot.height);
     cairo_clip(cr);
     for (const Residual& residual : panel.residuals) {
         if (!std::isfinite(residual.error.x + residual.error.y)) {
@@ -105,34 +131,39 @@ void drawPanel(const Canvas& canvas, const Camera& camera, const ResidualPanel& 
 
 }  // namespace
 
-Picture drawResiduals(const Camera& camera, const std::vector<ResidualPanel>& panels) {
+Picture drawResiduals(const ResidualPicture& picture) {
+    const Camera& camera = picture.camera;
     // In proportion, but neither a line nor a tower.
     const double plotWidth =
         std::min(panelWidth, std::max(160.0, panelWidth * 1.2 * camera.width / camera.height));
     const double plotHeight =
         std::round(std::clamp(plotWidth * camera.height / camera.width, 120.0, panelWidth * 1.2));
-    const auto count = static_cast<double>(panels.size());
+    const auto count = static_cast<double>(picture.panels.size());
     const double panelStep = std::max(plotWidth, titleWidth) + margin;
-    const double width = margin + count * panelStep;
+    const double width = margin / 2 + count * panelStep;
     Canvas canvas(static_cast<int>(std::ceil(width)),
                   static_cast<int>(titleHeight + plotHeight + footHeight));
-    const double magnification = longArrow / largeResidual(panels);
+    canvas.setColour(darkInk);
+    writeLine(canvas, picture.title, {margin, 34}, width - 1.5 * margin, titleSize, true);
+    canvas.setColour(faintInk);
+    writeLine(canvas, picture.subtitle, {margin, 56}, width - 1.5 * margin, textSize, false);
+    const double magnification = longArrow / largeResidual(picture.panels);
     double left = margin;
     bool hasCrosses = false;
-    for (const ResidualPanel& panel : panels) {
+    for (const ResidualPanel& panel : picture.panels) {
         drawPanel(canvas, camera, panel, {left, titleHeight, plotWidth, plotHeight}, magnification);
         left += panelStep;
         hasCrosses |= std::any_of(panel.residuals.begin(), panel.residuals.end(),
                                   [](const Residual& residual) { return !residual.isUsed; });
     }
     const double step = roundStep(60 / magnification, 1.3);
-    const double foot = titleHeight + plotHeight + footHeight / 2 + 2;
+    const double foot = titleHeight + plotHeight + footHeight - 26;
     canvas.setColour(arrowColour);
     cairo_set_line_width(canvas.context(), 1.1);
     drawArrow(canvas.context(), {margin, foot}, {step * magnification, 0});
-    canvas.setType(12.5);
+    canvas.setType(textSize);
     canvas.setColour(darkInk);
-    canvas.write(format("%g pixels, from the truth to the map", step) +
+    canvas.write(format("%g pixels, from %s to the map", step, picture.truth.c_str()) +
                      (hasCrosses ? "; crosses are points that were left out" : ""),
                  {margin + step * magnification + 12, foot}, {0, 0.5});
     return canvas.picture();

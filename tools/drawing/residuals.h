@@ -17,11 +17,21 @@ struct Residual {
 /** The residuals of one map, under a title. */
 struct ResidualPanel {
     std::string title;
+    std::string numbers; /**< as the report has them */
     std::vector<Residual> residuals;
+};
+
+/** Residuals, and of what. */
+struct ResidualPicture {
+    std::string title;
+    std::string subtitle;
+    std::string truth; /**< what an arrow begins at: "the lens", "the measured place" */
+    Camera camera;
+    std::vector<ResidualPanel> panels;
 };
 
 /**
  * Draws each panel's residuals as arrows, all magnified alike and so that they can be seen; a
  * measure tells by how much. Points that were left out are crosses.
  */
-Picture drawResiduals(const Camera& camera, const std::vector<ResidualPanel>& panels);
+Picture drawResiduals(const ResidualPicture& picture);

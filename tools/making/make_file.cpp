@@ -2,7 +2,9 @@
 
 #include "calibration_file.h"
 #include "diagnostics.h"
+#include "drawing/residuals.h"
 #include "failure.h"
+#include "input.h"
 #include "inspection/text.h"
 #include "inspection/usability.h"
 #include "making/fit.h"
@@ -46,14 +48,19 @@ void compareMaps(const Making& making, const Image& image, MakeReport& report) {
 }
 
 void drawErrors(const std::string& path, const MakeReport& report) {
-    std::vector<ResidualPanel> panels;
+    ResidualPicture picture = {
+        "Residuals of " + shown(inputName(report.file)),
+        format("main camera from %s \u00b7 %d \u00d7 %d pixels", shown(report.mainCamera).c_str(),
+               report.camera.width, report.camera.height),
+        report.points ? "the measured place" : "the lens",
+        report.camera,
+        {}};
     for (const MapErrors& errors : report.fits) {
-        panels.push_back(
-            {format("%s: rms %.3f, largest %.3f pixels", nameOf(errors.direction).c_str(),
-                    errors.distances.rootMeanSquare, errors.distances.largest),
-             errors.residuals});
+        picture.panels.push_back({nameOf(errors.direction) + ": at pixels of the " +
+                                      imageOf(errors.direction) + " image",
+                                  numbersOf(errors), errors.residuals});
     }
-    writePng(path, drawResiduals(report.camera, panels));
+    writePng(path, drawResiduals(picture));
 }
 
 /** Does to the finished file what `check` does, and compares its maps with their truth. */

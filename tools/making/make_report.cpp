@@ -88,10 +88,9 @@ std::string textOf(const MakeReport& report) {
         text += format("  fitted up to %g degrees off the optical axis:", report.maxAngle);
         for (const auto& [direction, distances, residuals] : report.fits) {
             const double pixels = static_cast<double>(report.camera.width) * report.camera.height;
-            text += format(" %.1f %% of the %s image%s",
-                           100 * static_cast<double>(distances.count) / pixels,
-                           direction == Direction::undistort ? "straight" : "recorded",
-                           direction == Direction::undistort ? "," : "\n");
+            text += format(
+                " %.1f %% of the %s image%s", 100 * static_cast<double>(distances.count) / pixels,
+                imageOf(direction).c_str(), direction == Direction::undistort ? "," : "\n");
         }
     }
     text += report.models.empty() ? "" : "  models: " + shown(report.models) + "\n";

@@ -139,13 +139,16 @@ MapErrors errorsFromPoints(const CoordinateMap& map, const std::vector<PointPair
     return errors;
 }
 
-std::string describe(const MapErrors& errors, const std::string& what) {
+std::string numbersOf(const MapErrors& errors) {
     const Statistics& distances = errors.distances;
-    return format(
-        "%-9s %s: root mean square %.6f, 95 %% below %.6f, largest %.6f pixels at "
-        "(%.0f, %.0f)",
-        nameOf(errors.direction).c_str(), what.c_str(), distances.rootMeanSquare,
-        distances.percentile95, distances.largest, distances.place.x, distances.place.y);
+    return format("root mean square %.6f, 95 %% below %.6f, largest %.6f pixels at (%.0f, %.0f)",
+                  distances.rootMeanSquare, distances.percentile95, distances.largest,
+                  distances.place.x, distances.place.y);
+}
+
+std::string describe(const MapErrors& errors, const std::string& what) {
+    return format("%-9s %s: %s", nameOf(errors.direction).c_str(), what.c_str(),
+                  numbersOf(errors).c_str());
 }
 
 void refuseFarFromLens(const MapErrors& errors, double tolerance, const std::string& alternative) {

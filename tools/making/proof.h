@@ -30,7 +30,8 @@ MapErrors errorsFromPoints(const CoordinateMap& map, const std::vector<PointPair
                            const std::vector<std::size_t>& used,
                            const std::vector<std::size_t>& leftOut, Direction direction);
 
-/** The errors in one line, called `what`. */
+/** The errors in numbers, and the same in a line that calls them `what`. */
+std::string numbersOf(const MapErrors& errors);
 std::string describe(const MapErrors& errors, const std::string& what);
 
 /**
