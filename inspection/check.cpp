@@ -38,7 +38,9 @@ std::string sentenceOf(const Check& check) {
         return name + sentenceOf(check.verdict);
     }
     return check.isUsable
-               ? name + "accepted and usable, status 0, " + agreementOf(*check.usability.roundTrip)
+               ? name + "accepted and usable, status 0, " +
+                     agreementOf(*check.usability.roundTrip) + ", " +
+                     sentenceOf(*check.usability.bend)
                : name +
                      "accepted but not usable, status 0: " + joined(check.usability.faults, "; ");
 }
@@ -57,7 +59,8 @@ CheckInWords inWords(const Check& check) {
         words.remedy = calibrateAgain;
     } else {
         words.headline = "Accepted and usable: a device takes this file";
-        words.agreement = "The " + agreementOf(*check.usability.roundTrip) + ".";
+        words.agreement = "The " + agreementOf(*check.usability.roundTrip) + "; " +
+                          sentenceOf(*check.usability.bend) + ".";
     }
     for (const CheckedRange& range : check.ranges) {
         words.ranges.push_back(inWords(range));

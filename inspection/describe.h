@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "inspection/bend.h"
 #include "inspection/check.h"
 #include "inspection/difference.h"
 #include "inspection/drawing.h"
@@ -58,6 +59,12 @@ void describe(Out& out, const RoundTrip& trip) {
 }
 
 template <class Out>
+void describe(Out& out, const Bend& bend) {
+    out("outwards", bend.outwards);
+    out("at", pairOf(bend.place));
+}
+
+template <class Out>
 void describe(Out& out, const Check& check) {
     out("file", check.name);
     out("status", check.verdict.status);
@@ -67,6 +74,9 @@ void describe(Out& out, const Check& check) {
     out("faults", check.usability.faults);
     if (check.usability.roundTrip && check.usability.roundTrip->compared > 0) {
         out("roundTrip", *check.usability.roundTrip);
+    }
+    if (check.isUsable) {
+        out("bend", *check.usability.bend);
     }
     if (!check.ranges.empty()) {
         out("checksums", check.ranges);

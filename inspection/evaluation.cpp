@@ -4,6 +4,17 @@
 
 #include "inspection/knots.h"
 
+std::vector<Point> pixelsOver(const Camera& camera, int steps) {
+    std::vector<Point> pixels;
+    for (int row = 0; row <= steps; ++row) {
+        for (int col = 0; col <= steps; ++col) {
+            pixels.push_back({static_cast<double>(camera.width - 1) * col / steps,
+                              static_cast<double>(camera.height - 1) * row / steps});
+        }
+    }
+    return pixels;
+}
+
 Evaluation::Evaluation(const Image& image, Direction direction)
     : camera_(mainCameraOf(image)),
       model_(modelOf(image, direction)),

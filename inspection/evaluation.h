@@ -9,6 +9,9 @@
 #include "inspection/mat_handle.h"
 #include "inspection/point.h"
 
+/** Pixels spread over an image, so many steps along each side, its corners among them. */
+std::vector<Point> pixelsOver(const Camera& camera, int steps);
+
 /**
  * A correction model, evaluated by the library at any position or some rows at a time. The library
  * evaluates images from their pixel (0, 0) on; with the principal point moved by whole rows, an

@@ -23,19 +23,6 @@ std::string disagreement(const RoundTrip& trip, double tolerance) {
                      nameOf(trip.first).c_str());
 }
 
-/** Positions spread over the image, its border among them. */
-std::vector<Point> startsOver(const Camera& camera) {
-    constexpr int steps = 32;
-    std::vector<Point> starts;
-    for (int row = 0; row <= steps; ++row) {
-        for (int col = 0; col <= steps; ++col) {
-            starts.push_back({static_cast<double>(camera.width - 1) * col / steps,
-                              static_cast<double>(camera.height - 1) * row / steps});
-        }
-    }
-    return starts;
-}
-
 bool isOnImage(const Camera& camera, Point pixel) {
     return pixel.x >= 0 && pixel.x <= camera.width - 1 && pixel.y >= 0 &&
            pixel.y <= camera.height - 1;
@@ -45,7 +32,7 @@ bool isOnImage(const Camera& camera, Point pixel) {
 
 RoundTrip roundTripOf(const Image& image) {
     const Camera camera = mainCameraOf(image);
-    const std::vector<Point> starts = startsOver(camera);
+    const std::vector<Point> starts = pixelsOver(camera, 32);
     const Evaluation undistortion(image, Direction::undistort);
     const Evaluation distortion(image, Direction::distort);
     RoundTrip result{};
@@ -75,7 +62,7 @@ RoundTrip roundTripOf(const Image& image) {
 }
 
 Usability usabilityOf(const Image& image, double tolerance) {
-    Usability usability = {faultsOf(image), {}};
+    Usability usability = {faultsOf(image), {}, {}};
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         if (usability.faults.empty() && !Evaluation(image, direction).at({0, 0})) {
             usability.faults.push_back(
@@ -85,6 +72,7 @@ Usability usabilityOf(const Image& image, double tolerance) {
     }
     if (usability.faults.empty()) {
         usability.roundTrip = roundTripOf(image);
+        usability.bend = bendOf(image);
         const std::string wrong = disagreement(*usability.roundTrip, tolerance);
         if (!wrong.empty()) {
             usability.faults.push_back(wrong);

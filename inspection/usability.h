@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "inspection/bend.h"
 #include "inspection/image.h"
 #include "inspection/point.h"
 
@@ -27,6 +28,7 @@ RoundTrip roundTripOf(const Image& image);
 struct Usability {
     std::vector<std::string> faults;    /**< what keeps it from that */
     std::optional<RoundTrip> roundTrip; /**< of a file whose maps can be made */
+    std::optional<Bend> bend;           /**< of the same */
 };
 
 /** How far, in pixels, the maps of a usable file may be from undoing each other, unless told. */

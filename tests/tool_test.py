@@ -337,6 +337,22 @@ class ToolTest(unittest.TestCase):
         self.assertTrue((long[10:40, 885:] == 255).all())
         np.testing.assert_array_equal(short[45:], long[45:])
 
+    def test_check_and_info_say_which_way_a_lens_bends(self):
+        x, y = (axis.ravel() for axis in np.meshgrid(np.arange(33) * 19.96875, np.arange(33) * 14.96875))
+        for lens, words in ((LENS, 'inwards at their ends (barrel)'),
+                            ({**LENS, 'k1': 0.05, 'k2': 0.01, 'k3': 0}, 'outwards at their ends (pincushion)')):
+            self.sample(**{**lens, 'cx': 300.5})
+            camera = {**CAMERA, 'cx': 300.5}
+            to_x, to_y = distort(x, y, camera, lens)
+            outwards = np.hypot(to_x - camera['cx'], to_y - camera['cy']) - np.hypot(x - camera['cx'], y - camera['cy'])
+            outwards[(np.abs(to_x - 319.5) > 320) | (np.abs(to_y - 239.5) > 240)] = 0
+            most = np.abs(outwards).argmax()
+            told = f'the lens bends straight lines {words} by up to {abs(outwards[most]):.1f} pixels at ({x[most]:.0f}, {y[most]:.0f})'
+            self.assertIn(told, self.run_tool('check', 'lens.bin').stdout.decode())
+            self.assertIn('\n  ' + told, self.run_tool('info', 'lens.bin').stdout.decode())
+            bend = json.loads(self.run_tool('check', '--json', 'lens.bin').stdout)['bend']
+            self.assertAlmostEqual(bend['outwards'], outwards[most], delta=0.01)
+
     def test_check_tells_why(self):
         good = self.sample()
         cases = [(good, 0, 'accepted and usable'), (good + b'more', 0, 'accepted and usable'), (b'', 8, 'has 0 bytes.*6268'),

@@ -14,6 +14,9 @@ enum ExitStatus : int {
 /** Prints one line on standard error about something that does not stop the command. */
 void warn(const std::string& subject, const std::string& text);
 
+/** Prints one line on standard error and returns the exit status. */
+int complain(const char* text, int status);
+
 /** A refusal in one line: what it is about, what is wrong with it, and what to do. */
 class Failure : public std::runtime_error {
   public:

@@ -206,7 +206,7 @@ void addDiff(Program& program) {
         "tolerance,\n"
         "1 when not, and 2 for trouble. Other fields, such as the second camera's, change it only\n"
         "with --strict.\n\n"
-        "Examples:\n"
+        "Example:\n"
         "  calibmap diff --tolerance 0.1 factory.bin today.bin -o drift.png\n"
         "  calibmap diff --csv factory.bin units/*.bin >drift.csv");
 }

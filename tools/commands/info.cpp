@@ -1,13 +1,16 @@
 #include "inspection/info.h"
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "calibration_file.h"
 #include "commands/commands.h"
+#include "diagnostics.h"
 #include "failure.h"
 #include "input.h"
+#include "inspection/bend.h"
 #include "inspection/soundness.h"
 #include "inspection/text.h"
 #include "json.h"
@@ -30,8 +33,16 @@ void print(const InfoOptions& options, const std::string& file) {
     }
     std::printf("%s%s: %s\n", &file == options.files.data() ? "" : "\n",
                 shown(inputName(file)).c_str(), sentenceOf(verdict).c_str());
+    std::optional<Bend> bend;
     for (const std::string& fault : faultsOf(image)) {
         std::printf("  cannot be used: %s\n", fault.c_str());
+    }
+    if (faultsOf(image).empty()) {
+        const DiagnosticCapture capture;
+        bend = bendOf(image);
+    }
+    if (bend) {
+        std::printf("  %s\n", sentenceOf(*bend).c_str());
     }
     for (const ParameterSection& section : parametersOf(image, options.coefficients)) {
         std::printf("\n%s\n", section.name.c_str());

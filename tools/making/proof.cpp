@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "failure.h"
+#include "inspection/evaluation.h"
 #include "inspection/text.h"
 #include "making/plane.h"
 
@@ -213,33 +214,14 @@ void refuseContradiction(const std::vector<PointPair>& pairs, const Camera& came
 }
 
 Bend bendOf(const CoordinateMap& undistortion, const Camera& camera, const LensView* view) {
-    constexpr int32_t steps = 64;
     Bend bend = {0, {0, 0}};
-    for (int32_t i = 0; i <= steps; ++i) {
-        for (int32_t j = 0; j <= steps; ++j) {
-            const auto row = static_cast<int32_t>(int64_t{camera.height - 1} * i / steps);
-            const auto col = static_cast<int32_t>(int64_t{camera.width - 1} * j / steps);
-            const Point place = atPixel(col, row);
-            const Point reached = valueOf(undistortion, row, col);
-            const double outwards = std::hypot(reached.x - camera.cx, reached.y - camera.cy) -
-                                    std::hypot(place.x - camera.cx, place.y - camera.cy);
-            const bool isSeen =
-                isInside(undistortion, reached.x, reached.y) &&
-                (view == nullptr || angleOf(normalised(camera, place)) <= view->angle);
-            if (isSeen && std::abs(outwards) > std::abs(bend.outwards)) {
-                bend = {outwards, place};
-            }
+    for (const Point pixel : pixelsOver(camera, 64)) {
+        const Point place = {std::floor(pixel.x), std::floor(pixel.y)};
+        if (view == nullptr || angleOf(normalised(camera, place)) <= view->angle) {
+            add(bend, camera, place,
+                valueOf(undistortion, static_cast<int32_t>(place.y),
+                        static_cast<int32_t>(place.x)));
         }
     }
     return bend;
-}
-
-std::string sentenceOf(const Bend& bend) {
-    const double pixels = std::abs(bend.outwards);
-    return pixels < 0.05
-               ? "the lens leaves straight lines straight"
-               : format("the lens bends straight lines %s by up to %.1f pixels at (%.0f, %.0f)",
-                        bend.outwards > 0 ? "outwards at their ends (pincushion)"
-                                          : "inwards at their ends (barrel)",
-                        pixels, bend.place.x, bend.place.y);
 }

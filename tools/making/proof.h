@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "drawing/residuals.h"
+#include "inspection/bend.h"
 #include "inspection/image.h"
 #include "inspection/map.h"
 #include "inspection/statistics.h"
@@ -47,14 +48,5 @@ void refuseFarFromPoints(const MapErrors& errors, double tolerance);
 void refuseContradiction(const std::vector<PointPair>& pairs, const Camera& camera,
                          const Lens& lens, const std::string& origin);
 
-/** How far a lens records places from where they lie in the straight image. */
-struct Bend {
-    double outwards; /**< pixels, away from the principal point; negative towards it */
-    Point place;     /**< in the straight image, where that is most */
-};
-
 /** What the undistortion map says of its lens, within the view if there is one. */
 Bend bendOf(const CoordinateMap& undistortion, const Camera& camera, const LensView* view);
-
-/** A bend as people can compare it with a picture. */
-std::string sentenceOf(const Bend& bend);
