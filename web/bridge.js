@@ -78,7 +78,14 @@ function bridgeTo(firstWorker, startAnother) {
       queue.push(task);
       next();
     });
-  return { run, hasWorker: true };
+
+  /** Another worker takes the place of one that has nothing to do, and of its memory. */
+  function renew() {
+    if (running === null && worker !== null) {
+      end(null);
+    }
+  }
+  return { run, renew, hasWorker: true };
 }
 
 function bridgeToPage(compiled) {
@@ -87,5 +94,5 @@ function bridgeToPage(compiled) {
     signal?.throwIfAborted();
     return result;
   };
-  return { run, hasWorker: false };
+  return { run, renew: () => {}, hasWorker: false };
 }

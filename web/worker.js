@@ -17,7 +17,7 @@ async function runTask({ id, name, argument }) {
   };
   try {
     const result = await tasks[name](compiled, argument, reached);
-    self.postMessage({ id, result }, result.pixels ? [result.pixels.buffer] : []);
+    self.postMessage({ id, result }, result.bitmap ? [result.bitmap] : []);
   } catch (error) {
     self.postMessage({ id, error: error.message });
   }
