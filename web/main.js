@@ -27,7 +27,7 @@ let isWorking = false;
 let filesSoFar = 0;
 
 const bridge = startBridge();
-const run = async (...task) => (await bridge).run(...task);
+const run = async (name, argument, options) => (await bridge).run(name, sent(argument), options);
 const mapView = buildMapView({ run }, showError);
 const comparisonView = buildComparisonView({ run }, showError, (marks) => {
   state.marks = marks;
@@ -36,10 +36,10 @@ const comparisonView = buildComparisonView({ run }, showError, (marks) => {
 const photoView = buildPhotoView({ run }, showError, removePhoto);
 const tableView = buildTableView({
   onShow: (file) => change({ shown: file, ticked: [] }),
-  onTick: (file, isTicked) =>
-    change({
-      ticked: [...state.ticked.filter((other) => other !== file).slice(isTicked ? -1 : 0), ...(isTicked ? [file] : [])],
-    }),
+  onTick(file, isTicked) {
+    const others = state.ticked.filter((other) => other !== file);
+    change({ ticked: isTicked ? [...others, file].slice(-2) : others });
+  },
   onReference: () => change({ reference: shownFile() }),
   onClear: removeAll,
 });
@@ -48,6 +48,12 @@ async function startBridge() {
   const packed = Uint8Array.from(atob(find('#library').textContent), (letter) => letter.charCodeAt(0));
   const unpacked = new Response(new Blob([packed]).stream().pipeThrough(new DecompressionStream('gzip')));
   return buildBridge(await unpacked.arrayBuffer(), find('#worker').textContent);
+}
+
+/** What a task needs of files: what has been said of them is large and stays here. */
+function sent({ request, file, files, ...rest }) {
+  const bare = ({ key, name, label, size, bytes }) => ({ key, name, label, size, bytes });
+  return { ...rest, request: request && sent(request), file: file && bare(file), files: files?.map(bare) };
 }
 
 function showError(error) {
@@ -94,12 +100,10 @@ async function work() {
   }
   isWorking = true;
   find('main').setAttribute('aria-busy', 'true');
-  let done = 0;
   let shownAt = performance.now();
   await withProgress('Looking at the files', async (reached) => {
-    for (let job = nextJob(); job; job = nextJob()) {
+    for (let job = nextJob(reached); job; job = nextJob(reached)) {
       await job().catch(showError);
-      reached(++done / (done + waiting.length + state.files.filter(lacksDifferences).length));
       if (performance.now() - shownAt > patience) {
         showFiles();
         shownAt = performance.now();
@@ -111,13 +115,15 @@ async function work() {
   find('main').setAttribute('aria-busy', 'false');
 }
 
-function nextJob() {
+function nextJob(reached) {
   const dropped = waiting.shift();
-  const file = dropped ? null : state.files.find(lacksDifferences);
   if (dropped) {
+    reached(state.files.length / (state.files.length + waiting.length + 1) / 2);
     return () => takeIn(dropped);
   }
-  return file && (() => compareWithReference(file));
+  const files = uncompared();
+  reached(1 - files.length / (state.files.length || 1) / 2);
+  return files.length > 0 ? () => compareWithReference(files[0]) : null;
 }
 
 async function takeIn(file) {
@@ -145,16 +151,21 @@ async function takeIn(file) {
 async function takePhoto(file) {
   try {
     const recorded = await asRecorded(file);
-    const size = await run('measurePhoto', { file: recorded });
+    const size = await run('measurePhoto', { photo: recorded });
     state.photo = { key: filesSoFar++, name: file.name, file: recorded, ...size };
   } catch {
     notify(`${file.name} cannot be read as a picture.`);
   }
 }
 
+/** The accepted files that have not been compared with the reference in this direction. */
+function uncompared() {
+  const key = differencesKey();
+  const first = reference();
+  return state.files.filter((file) => isAccepted(file) && file !== first && file.differences?.key !== key);
+}
+
 const differencesKey = () => `${reference()?.key} ${chosen().direction}`;
-const lacksDifferences = (file) =>
-  isAccepted(file) && file !== reference() && file.differences?.key !== differencesKey();
 
 async function compareWithReference(file) {
   const key = differencesKey();

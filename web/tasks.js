@@ -6,7 +6,7 @@
  * A `file` is {key, name, label, bytes, size}: a name for its content, its own name and the one it is shown under, its
  * first bytes, or null when they cannot be read, and how many it has. A `request` is {file, direction, ratio}.
  */
-import { startModule } from './library/module.js';
+import { memoryTaken, startModule } from './library/module.js';
 
 const code = (direction) => (direction === 'undistort' ? 1 : 0);
 
@@ -21,6 +21,12 @@ async function examine(compiled, { file }) {
 /** Instances that hold the latest maps: what is drawn is soon asked for its details. */
 const holders = new Map();
 const holdersKept = 2;
+
+/** The bytes of memory that belong to instances of which nothing is wanted any more. */
+export function memoryWasted() {
+  const held = [...holders.values()].map(({ answer }) => answer.module.memory.buffer.byteLength);
+  return held.reduce((rest, bytes) => rest - bytes, memoryTaken());
+}
 
 /** {status, refusal, lines} for a request, and the `module` that holds the map if there is one. */
 async function requestMap(compiled, { file, direction, ratio }, reached) {
@@ -85,8 +91,8 @@ async function saveMap(compiled, { request }, reached) {
 const decode = (file) => createImageBitmap(file, { colorSpaceConversion: 'none' });
 
 /** {width, height} of a picture file. */
-async function measurePhoto(compiled, { file }) {
-  const bitmap = await decode(file);
+async function measurePhoto(compiled, { photo }) {
+  const bitmap = await decode(photo);
   const { width, height } = bitmap;
   bitmap.close();
   return { width, height };
@@ -109,7 +115,10 @@ async function remapPhoto(compiled, { file, direction, photo }, reached) {
     return answer;
   }
   const { data, width, height } = await pixelsOf(photo);
-  const { pixels } = module.ask('remapPhoto', data, data.length);
+  const { address } = module.ask('remapPhoto', data, data.length);
+  // Straight out of the module's memory, which two photos have made large: the next question takes another.
+  const pixels = new Uint8ClampedArray(module.memory.buffer, address, data.length);
+  holders.clear();
   return { ...answer, bitmap: await createImageBitmap(new ImageData(pixels, width, height)) };
 }
 

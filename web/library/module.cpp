@@ -34,6 +34,7 @@ namespace {
 Image images[2];
 CoordinateMap map;
 Direction mapDirection;
+std::vector<uint8_t> remapped;
 
 /** The inks of drawings, and the paper, as style sheets name colours. */
 struct Theme {
@@ -210,16 +211,17 @@ const char* saveMap() {
     });
 }
 
-/** {pixels}: a photo of the camera's size, red, green, blue and opacity, as the map sees it. */
+/** {address} of a photo of the camera's size, red, green, blue and opacity, as the map sees it. */
 const char* remapPhoto(const uint8_t* pixels, uint32_t size) {
-    std::vector<uint8_t> result(size);
-    const RemapJob<uint8_t> job = {&map, pixels, result.data(), 4, 8, Border::black};
+    remapped.resize(size);
+    const RemapJob<uint8_t> job = {&map, pixels, remapped.data(), 4, 8, Border::black};
     constexpr int32_t atOnce = 64;
     for (int32_t row = 0; row < map.rows; row += atOnce) {
         remapRows(job, row, std::min(row + atOnce, map.rows));
         showReached(static_cast<double>(row) / map.rows);
     }
-    return answered([&](Answer& out) { out("pixels", result); });
+    return answered(
+        [&](Answer& out) { out("address", reinterpret_cast<uintptr_t>(remapped.data())); });
 }
 
 /** {maps, fields, parameters}, and of a direction that can be compared {title, colours} with a

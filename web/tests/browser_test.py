@@ -2,6 +2,7 @@
 """Tests of the page in Chromium: browser_test.py BUILD NATIVE. BUILD is the build of the page, NATIVE that of the
 library and its program, whose answers the page has to give, too."""
 import base64
+import csv
 import glob
 import json
 import math
@@ -484,6 +485,54 @@ class PageTest(unittest.TestCase):
         self.assertEqual([row[4] == '0.000000' for row in self.rows()], [False, False, True, False])
         self.assertEqual(len(self.browser.lines('.card h2')), 1)
 
+    def test_saves_its_table_with_the_columns_of_the_program(self):
+        changed = sealed(self.image, {UNDISTORTION + X_CORRECTION + 120: floats(0.004)})
+        paths = [self.lens, self.write('changed,"1".bin', changed), self.write('failed.bin', sealed(self.image, {1: b'\0'}))]
+        self.browser.add(*paths)
+        with open(self.browser.save('.save-csv'), encoding='utf-8', newline='') as file:
+            saved = list(csv.DictReader(file))
+        said = [self.native.check(path) for path in paths]
+        apart = json.loads(self.native.run('diff', self.lens, paths[1], '--json', status=1))
+        self.assertEqual([row['file'] for row in saved], [os.path.basename(path) for path in paths])
+        self.assertEqual([int(row['status']) for row in saved], [one['status'] for one in said])
+        self.assertEqual(saved[2]['reasons'], said[2]['reason'])
+        [undistort] = [one['apart'] for one in apart['maps'] if one['direction'] == 'undistort']
+        for column, name in (('largest', 'largest'), ('rms', 'rootMeanSquare'), ('p50', 'median'), ('p95', 'percentile95'),
+                             ('p99', 'percentile99')):
+            self.assertAlmostEqual(float(saved[1][column]), undistort[name], places=12)
+        self.assertEqual(saved[1]['fields'], ' '.join(one['field'] for one in apart['fields']))
+        self.assertEqual(saved[2]['largest'], '')
+        with open(self.browser.save('.save-json'), encoding='utf-8') as file:
+            records = json.load(file)
+        self.assertEqual([one['status'] for one in records], [one['status'] for one in said])
+        self.assertEqual(records[1]['fields'], apart['fields'])
+        # Sorted by the largest difference, the other way round at the second press; two ticks compare.
+        heading = "document.querySelectorAll('#list th button')[4].click()"
+        self.browser.run(heading + ';' + heading)
+        self.assertEqual(self.rows()[0][0], 'changed,"1".bin')
+        self.assertFalse(self.browser.find('#comparison').is_displayed())
+        for i in (0, 1):
+            self.browser.run("document.querySelectorAll('#list [type=checkbox]')[arguments[0]].click()", i)
+        self.browser.settle()
+        self.assertTrue(self.browser.find('#comparison canvas').is_displayed())
+        self.assertEqual(len(self.browser.lines('.card h2')), 2)
+
+    def test_computes_again_only_what_has_changed(self):
+        board = self.path('board.png')
+        self.native.run('pattern', '-o', board)
+        self.browser.add(self.lens, board)
+        self.browser.run("""document.querySelectorAll('details')[2].open = true; window.asked = [];
+            const post = Worker.prototype.postMessage;
+            Worker.prototype.postMessage = function (message) {
+                if (message.name) { window.asked.push(message.name); }
+                return post.apply(this, arguments);
+            }""")
+        self.browser.set_ratio(2)
+        self.assertEqual(self.browser.run('return window.asked.splice(0)'), ['drawMap', 'lookUp'])
+        self.browser.add(self.write('failed.bin', sealed(self.image, {1: b'\0'})))
+        self.assertEqual(self.browser.run('return window.asked.splice(0)'), ['examine'])
+        self.assertTrue(self.browser.run("return document.querySelectorAll('details')[2].open"))
+
     def rows(self):
         """The cells of the table, without what is ticked there."""
         return self.browser.run("""return [...document.querySelectorAll('#list tbody tr')].map(
@@ -570,6 +619,65 @@ class PageTest(unittest.TestCase):
             self.browser.wait("document.querySelector('#unable').offsetHeight > 0")
         finally:
             self.browser.devtools('Page.removeScriptToEvaluateOnNewDocument', identifier=script['identifier'])
+
+    def test_shows_what_it_holds_whatever_is_done_in_any_order(self):
+        """Somebody quick drops, removes, chooses and resizes; DRIVE=SECONDS goes on for so long."""
+        random = np.random.default_rng(int(os.environ.get('SEED', '3')))
+        contents = [self.image, sealed(self.image, {UNDISTORTION + X_CORRECTION + 120: floats(0.004)}),
+                    sealed(self.image, {1: b'\0'}), self.image[:99]]
+        held = []
+        end = time.monotonic() + float(os.environ.get('DRIVE', '0'))
+        step = 0
+        while step < 300 or time.monotonic() < end:
+            kind = random.integers(8)
+            if kind <= 1 and len(held) < 12:
+                files = {f'{step}-{i}.bin': contents[random.integers(4)] for i in range(random.integers(1, 4))}
+                held += files
+                self.browser.drop(files)
+            elif kind == 2 and held:
+                # What is still on its way cannot be pressed.
+                name = self.browser.run("""const cards = document.querySelectorAll('.card'), card = cards[cards.length - 1];
+                    card?.querySelector('header button').click(); return card?.querySelector('h2').textContent""")
+                held = [other for other in held if other != name]
+            elif kind == 3:
+                self.browser.run("document.querySelector(`[name=direction][value=${arguments[0]}]`).click()",
+                                 ['distort', 'undistort'][random.integers(2)])
+            elif kind == 4:
+                self.browser.run("""document.querySelector('#ratio').value = arguments[0]; document.querySelector('#ratio')
+                    .dispatchEvent(new Event('input', {bubbles: true}))""", ['', '1', '2', '3', '8'][random.integers(5)])
+            elif kind == 5:
+                self.browser.devtools('Emulation.setDeviceMetricsOverride', width=int(random.integers(320, 1400)),
+                                      height=900, deviceScaleFactor=1, mobile=False)
+            elif kind >= 6:
+                self.browser.run("""const inputs = document.querySelectorAll('#list tbody input');
+                    inputs[Math.floor(arguments[0] * inputs.length)]?.click()""", float(random.random()))
+            step += 1
+            if step % 10 == 0:
+                self.browser.settle()
+                self.expect_shown(held, f'after {step} steps')
+                self.assertEqual(self.browser.errors(), [])
+
+    def expect_shown(self, held, when):
+        """The table has what is held; the map is that of the row that is chosen, in the direction that is."""
+        rows = self.browser.run("""return [...document.querySelectorAll('#list tbody tr')].map(
+            row => [row.cells[2].textContent, row.querySelector('[type=radio]').checked, row.cells[3].textContent])""")
+        self.assertEqual([row[0] for row in rows], held, when)
+        [chosen] = [row for row in rows if row[1]] or [None]
+        self.assertEqual(chosen is None, not held, when)
+        is_hidden, title, notices = self.browser.run("""return [document.querySelector('#map').hidden,
+            document.querySelector('#map h2').textContent, document.querySelector('#notices').textContent]""")
+        self.assertNotIn('went wrong', notices, when)
+        self.assertEqual(is_hidden, chosen is None or chosen[2] == 'refused', when)
+        if not is_hidden:
+            self.assertIn(chosen[0], title, when)
+            direction, ratio = self.browser.run("""return [document.querySelector('[name=direction]:checked').value,
+                                                           document.querySelector('#ratio').value]""")
+            if ratio in ('1', '2', '8'):
+                self.assertTrue(title.startswith(f'{direction.capitalize()}ion map'), (title, when))
+            else:
+                self.assertFalse(self.browser.find('#map .result').is_displayed(), when)
+            ticked = self.browser.run("return document.querySelectorAll('[name=compared]:checked').length")
+            self.assertEqual(self.browser.find('#comparison').is_displayed(), ticked == 2 or len(held) == 2, when)
 
     # ---- The page itself ---------------------------------------------------------------------------------------
 

@@ -1,5 +1,5 @@
 /** The cards of the files that are looked at. A card stays as long as it says the same. */
-import { find } from './elements.js';
+import { arrange, find } from './elements.js';
 import { fileCard } from './file_card.js';
 
 /** The cards on the page by their files' keys: {card, saying}. */
@@ -18,10 +18,10 @@ export function showCards(files, { marks, onRemove }) {
       ];
     }),
   );
-  const area = find('#files');
-  const wanted = [...cards.values()].map(({ card }) => card);
-  [...area.children].filter((card) => !wanted.includes(card)).forEach((card) => card.remove());
-  wanted.forEach((card, i) => area.children[i] === card || area.insertBefore(card, area.children[i] ?? null));
+  arrange(
+    find('#files'),
+    [...cards.values()].map(({ card }) => card),
+  );
 
   function renewed(old, file, parameters) {
     const card = fileCard(file, parameters, () => onRemove(file));

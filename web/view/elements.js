@@ -19,6 +19,13 @@ export function offer(blob, name) {
 /** A file's name without its ending. */
 export const stemOf = (name) => name.replace(/\.[^.]*$/, '');
 
+/** Makes these elements, in this order, the children of another one; those that are in their place stay untouched. */
+export function arrange(parent, wanted) {
+  const kept = new Set(wanted);
+  [...parent.children].filter((child) => !kept.has(child)).forEach((child) => child.remove());
+  wanted.forEach((child, i) => parent.children[i] === child || parent.insertBefore(child, parent.children[i] ?? null));
+}
+
 /** A row of a table, its first cell a heading. */
 export function row(className, first, ...rest) {
   const cells = rest.map((text) => make('td', { textContent: text }));

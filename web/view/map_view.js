@@ -23,6 +23,7 @@ export function buildMapView({ run }, onError) {
   /** The request whose map is to be seen, also while the next one is on its way, and the place marked in it. */
   let shown = null;
   let place = null;
+  let latest = null;
   const view = latestIn(section, draw, onError);
 
   async function draw(request, signal) {
@@ -63,9 +64,10 @@ export function buildMapView({ run }, onError) {
   /** Shows where the map takes a pixel of its image, or a place on the paper. */
   async function moveTo(asked, { isSpoken = true, isOnPaper = false } = {}) {
     const request = shown;
-    place = asked;
+    place = isOnPaper ? place : asked;
+    latest = asked;
     const found = await run('lookUp', { request, place: asked, isOnPaper });
-    if (request !== shown || place !== asked) {
+    if (request !== shown || latest !== asked) {
       return;
     }
     place = found.from;
@@ -110,8 +112,7 @@ export function buildMapView({ run }, onError) {
     input.addEventListener('input', () => {
       if (input.value !== '' && shown) {
         // The other one is as exact as it has been asked for, whatever its field has room for.
-        const asked = { ...place, [input === column ? 'x' : 'y']: input.valueAsNumber };
-        moveTo(asked).catch(onError);
+        moveTo({ ...place, [input === column ? 'x' : 'y']: input.valueAsNumber }).catch(onError);
       }
     });
     // What has been answered stands in the field that is left.

@@ -1,5 +1,5 @@
 /** All files in a table: a row for each, which stays as long as it says the same. */
-import { find, make, offer } from './elements.js';
+import { arrange, find, make, offer } from './elements.js';
 
 const verdictOf = ({ check }) => (check.usable ? 'usable' : check.accepted ? 'not usable' : 'refused');
 const reasonsOf = ({ words }) => (words.isUsable ? '' : words.reasons.join('; '));
@@ -33,7 +33,7 @@ const savedColumns = {
 export function buildTableView({ onShow, onTick, onReference, onClear }) {
   const section = find('#list');
   const body = find('tbody', section);
-  /** The rows by their files' keys: {row, cells, radio, tick, texts}. */
+  /** The rows by their files' keys: {row, cells, radio, tick}. */
   let rows = new Map();
   let sorted = { column: null, sign: 1 };
   let shown = { files: [] };
@@ -53,27 +53,25 @@ export function buildTableView({ onShow, onTick, onReference, onClear }) {
   find('thead tr', section).append(...choices, ...head);
 
   function newRow(file) {
-    const input = (type, name, words) => {
-      const element = make('input', { type, name, value: file.key });
-      element.setAttribute('aria-label', `${words} ${file.label}`);
-      return element;
-    };
-    const [radio, tick] = [input('radio', 'shown', 'Show'), input('checkbox', 'compared', 'Compare')];
+    const radio = make('input', { type: 'radio', name: 'shown', value: file.key });
+    const tick = make('input', { type: 'checkbox', name: 'compared' });
     radio.addEventListener('change', () => onShow(file));
     tick.addEventListener('change', () => onTick(file, tick.checked));
     const cells = columns.map(() => make('td'));
     const row = make('tr', {}, make('td', {}, radio), make('td', {}, tick), ...cells);
     row.addEventListener('click', ({ target }) => target.tagName === 'INPUT' || onShow(file));
-    return { row, cells, radio, tick, texts: [] };
+    return { row, cells, radio, tick };
   }
 
-  function update({ row, cells, radio, tick, texts }, file, { shown: chosen, ticked, reference }) {
+  function update({ row, cells, radio, tick }, file, { shown: chosen, ticked, reference }) {
     columns.forEach(({ text }, i) => {
       const words = text(file);
-      if (texts[i] !== words) {
-        cells[i].textContent = texts[i] = words;
+      if (cells[i].textContent !== words) {
+        cells[i].textContent = words;
       }
     });
+    radio.ariaLabel = `Show ${file.label}`;
+    tick.ariaLabel = `Compare ${file.label}`;
     radio.checked = file === chosen;
     tick.checked = ticked.includes(file);
     row.className = `${file === reference ? 'reference' : ''} ${file.examination.words.isUsable ? '' : 'bad'}`;
@@ -95,10 +93,10 @@ export function buildTableView({ onShow, onTick, onReference, onClear }) {
     find('#summary').textContent = summaryOf(state.files);
     rows = new Map(state.files.map((file) => [file.key, rows.get(file.key) ?? newRow(file)]));
     state.files.forEach((file) => update(rows.get(file.key), file, state));
-    const wanted = inOrder(state.files).map(({ key }) => rows.get(key).row);
-    if (wanted.length !== body.children.length || wanted.some((row, i) => row !== body.children[i])) {
-      body.replaceChildren(...wanted);
-    }
+    arrange(
+      body,
+      inOrder(state.files).map(({ key }) => rows.get(key).row),
+    );
   }
 
   find('.compare-all', section).addEventListener('click', onReference);
@@ -121,9 +119,5 @@ function summaryOf(files) {
     return files.map(({ label, examination }) => `${label}: ${examination.words.headline}`).join();
   }
   const count = (verdict) => files.filter(({ examination }) => verdictOf(examination) === verdict).length;
-  const counts = ['usable', 'not usable', 'refused'].map((verdict) => [count(verdict), verdict]);
-  return `${files.length} files: ${counts
-    .filter(([number]) => number > 0)
-    .map((part) => part.join(' '))
-    .join(', ')}.`;
+  return `${files.length} files: ${count('usable')} usable, ${count('not usable')} not usable, ${count('refused')} refused.`;
 }
