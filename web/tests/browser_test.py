@@ -546,6 +546,12 @@ class PageTest(unittest.TestCase):
             self.enter(selector, text)
             self.browser.wait(f"{output}.includes('{said}')", 5)
         self.browser.wait("document.querySelector('#column').value === '639'", 5)
+        # The field shows the answer also where the one who has entered it stays there.
+        self.browser.press('#row', Keys.CONTROL + 'a')
+        self.browser.press('#row', '99999')
+        self.browser.wait(f"{output}.includes('row 479.00')", 5)
+        self.browser.press('#row', Keys.ENTER)
+        self.browser.wait("document.querySelector('#row').value === '479'", 5)
         # What a field has no room for is kept: a place between two hundredths stays there.
         self.enter('#column', '100.2549')
         self.enter('#row', '34')
