@@ -5,6 +5,9 @@
  */
 import { tasks } from './tasks.js';
 
+/** Browsers are slow to collect what instances leave behind: from so many bytes on, it goes with its worker. */
+const mostWasted = 128 << 20;
+
 export async function buildBridge(moduleBytes, workerSource) {
   const compiled = await WebAssembly.compile(moduleBytes);
   try {
@@ -43,13 +46,16 @@ function bridgeTo(firstWorker, startAnother) {
     }
   }
 
-  function receive({ data: { progress, result, error } }) {
+  function receive({ data: { progress, result, error, wasted } }) {
     if (progress !== undefined) {
       running.onProgress?.(progress);
       return;
     }
     const { resolve, reject } = running;
     running = null;
+    if (wasted > mostWasted) {
+      renew();
+    }
     next();
     if (error === undefined) {
       resolve(result);
@@ -78,7 +84,14 @@ function bridgeTo(firstWorker, startAnother) {
       queue.push(task);
       next();
     });
-  return { run, hasWorker: true };
+
+  /** Another worker takes the place of one that has nothing to do, and of its memory. */
+  function renew() {
+    if (running === null && worker !== null) {
+      end(null);
+    }
+  }
+  return { run, renew, hasWorker: true };
 }
 
 function bridgeToPage(compiled) {
@@ -87,5 +100,5 @@ function bridgeToPage(compiled) {
     signal?.throwIfAborted();
     return result;
   };
-  return { run, hasWorker: false };
+  return { run, renew: () => {}, hasWorker: false };
 }

@@ -1,130 +1,247 @@
-/** The page: which files are on it, what is asked of them, and who shows the answers. */
+/** The page: the one owner of what is on it, the one queue through which everything comes there, and who shows it. */
 import { buildBridge } from './bridge.js';
+import { showCards } from './view/cards.js';
 import { buildComparisonView } from './view/comparison_view.js';
 import { find } from './view/elements.js';
-import { fileCard } from './view/file_card.js';
+import { asRecorded, kindOf, labelAll, readDropped } from './view/files.js';
 import { buildMapView } from './view/map_view.js';
-import { buildPhotoView, readPhoto } from './view/photo_view.js';
+import { notify } from './view/notices.js';
+import { buildPhotoView } from './view/photo_view.js';
 import { withProgress } from './view/progress.js';
-
-const mostFiles = 2;
+import { buildTableView } from './view/table_view.js';
 
 /** The library reads no further, and a file may be larger than the memory. */
 const bytesRead = 8192;
 
-/** At most two calibration files and one photo. */
-const state = { files: [], photo: null };
+/** Milliseconds between two looks at a long queue. */
+const patience = 250;
+
+/**
+ * What is on the page. A file is {key, name, label, size, bytes, examination, differences}: the last are those from the
+ * reference, for the direction that `key` in them names. `shown`, `ticked` and `reference` are what somebody has chosen
+ * among the files, `marks` the parameters of two that are compared.
+ */
+const state = { files: [], photo: null, shown: null, ticked: [], reference: null, marks: null };
+let waiting = [];
+let isWorking = false;
 let filesSoFar = 0;
 
-const packed = Uint8Array.from(atob(find('#library').textContent), (letter) => letter.charCodeAt(0));
-const unpacked = new Response(new Blob([packed]).stream().pipeThrough(new DecompressionStream('gzip')));
-const bridge = await buildBridge(await unpacked.arrayBuffer(), find('#worker').textContent);
-const mapView = buildMapView(bridge, showError);
-const comparisonView = buildComparisonView(bridge, showError);
-const photoView = buildPhotoView(bridge, showError);
+const bridge = startBridge();
+const run = async (name, argument, options) => (await bridge).run(name, sent(argument), options);
+const mapView = buildMapView({ run }, showError);
+const comparisonView = buildComparisonView({ run }, showError, (marks) => {
+  state.marks = marks;
+  showFiles();
+});
+const photoView = buildPhotoView({ run }, showError, removePhoto);
+const tableView = buildTableView({
+  onShow: (file) => change({ shown: file, ticked: [] }),
+  onTick(file, isTicked) {
+    const others = state.ticked.filter((other) => other !== file);
+    change({ ticked: isTicked ? [...others, file].slice(-2) : others });
+  },
+  onReference: () => change({ reference: shownFile() }),
+  onClear: removeAll,
+});
 
-function notify(text) {
-  find('#notice').textContent = text;
+async function startBridge() {
+  const packed = Uint8Array.from(atob(find('#library').textContent), (letter) => letter.charCodeAt(0));
+  const unpacked = new Response(new Blob([packed]).stream().pipeThrough(new DecompressionStream('gzip')));
+  return buildBridge(await unpacked.arrayBuffer(), find('#worker').textContent);
+}
+
+/** What a task needs of files: what has been said of them is large and stays here. */
+function sent({ request, file, files, ...rest }) {
+  const bare = ({ key, name, label, size, bytes }) => ({ key, name, label, size, bytes });
+  return { ...rest, request: request && sent(request), file: file && bare(file), files: files?.map(bare) };
 }
 
 function showError(error) {
   notify(`Something went wrong: ${error.message}.`);
 }
 
-/** Takes in what has been dropped or chosen. */
-async function addFiles(files) {
-  notify('');
-  find('main').setAttribute('aria-busy', 'true');
-  for (const file of files) {
-    if (file.type.startsWith('image/')) {
-      await addPhoto(file);
-    } else if (state.files.length < mostFiles) {
-      await addCalibration(file);
-    } else {
-      notify(`Two calibration files are shown already: remove one to make room for ${file.name}.`);
-    }
+// ---- What is chosen, and what follows from it -----------------------------------------------------------------
+
+const isAccepted = (file) => file?.examination.status === 0;
+const firstAccepted = () => state.files.find(isAccepted);
+const shownFile = () => state.shown ?? firstAccepted() ?? state.files[0];
+const reference = () => state.reference ?? firstAccepted();
+
+/** The two files to be compared, if there are: those that are ticked, or the only ones. */
+function pair() {
+  const files = state.ticked.length === 2 ? state.ticked : state.files;
+  return files.length === 2 ? files : null;
+}
+
+function chosen() {
+  const values = new FormData(find('#controls'));
+  const ratio = find('#ratio').valueAsNumber;
+  const isRatio = Number.isInteger(ratio) && Math.abs(ratio) < 2 ** 31;
+  return { direction: values.get('direction'), ratio: isRatio ? ratio : null };
+}
+
+function change(values) {
+  Object.assign(state, values);
+  show();
+  work();
+}
+
+// ---- The queue ------------------------------------------------------------------------------------------------
+
+function add(files) {
+  waiting.push(...files);
+  work();
+}
+
+/** Does all there is to do, one after the other, what has been dropped first. */
+async function work() {
+  if (isWorking) {
+    return;
   }
-  await showFiles();
+  isWorking = true;
+  find('main').setAttribute('aria-busy', 'true');
+  let shownAt = performance.now();
+  await withProgress('Looking at the files', async (reached) => {
+    for (let job = nextJob(reached); job; job = nextJob(reached)) {
+      await job().catch(showError);
+      if (performance.now() - shownAt > patience) {
+        showFiles();
+        shownAt = performance.now();
+      }
+    }
+  });
+  isWorking = false;
+  show();
   find('main').setAttribute('aria-busy', 'false');
 }
 
-async function addPhoto(file) {
-  try {
-    state.photo = await readPhoto(file);
-    if (acceptedFiles().length === 0) {
-      notify(`${file.name} is shown as soon as there is an accepted calibration file.`);
-    }
-  } catch {
-    notify(`${file.name} cannot be read as a picture.`);
+function nextJob(reached) {
+  const dropped = waiting.shift();
+  if (dropped) {
+    reached(state.files.length / (state.files.length + waiting.length + 1) / 2);
+    return () => takeIn(dropped);
   }
+  const files = uncompared();
+  reached(1 - files.length / (state.files.length || 1) / 2);
+  return files.length > 0 ? () => compareWithReference(files[0]) : null;
 }
 
-async function addCalibration(file) {
-  const start = file.slice(0, bytesRead);
-  const bytes = await start.arrayBuffer().catch(() => null);
-  const entry = { key: ++filesSoFar, name: file.name, size: file.size, bytes: bytes && new Uint8Array(bytes) };
-  try {
-    await examine(entry, null);
-  } catch (error) {
-    showError(error);
+async function takeIn(file) {
+  const bytes = await file
+    .slice(0, bytesRead)
+    .arrayBuffer()
+    .then(
+      (data) => new Uint8Array(data),
+      () => null,
+    );
+  const kind = kindOf(bytes, file);
+  if (kind === 'picture') {
+    await takePhoto(file);
+    return;
+  }
+  const entry = { key: filesSoFar++, name: file.path ?? file.name, size: file.size, bytes, differences: null };
+  entry.examination = await run('examine', { file: entry });
+  if (kind && !isAccepted(entry)) {
+    notify(`${entry.name} is ${kind}, no calibration file.`);
     return;
   }
   state.files.push(entry);
 }
 
-/** Asks what is to be said of a file; what differs from the other one, if there is one, is marked. */
-async function examine(entry, other) {
-  entry.examination = await withProgress(`Checking ${entry.name}`, () => bridge.run('examine', { file: entry, other }));
+async function takePhoto(file) {
+  try {
+    const recorded = await asRecorded(file);
+    const size = await run('measurePhoto', { photo: recorded });
+    state.photo = { key: filesSoFar++, name: file.name, file: recorded, ...size };
+  } catch {
+    notify(`${file.name} cannot be read as a picture.`);
+  }
 }
 
-const acceptedFiles = () => state.files.filter((file) => file.examination.status === 0);
+/** The accepted files that have not been compared with the reference in this direction. */
+function uncompared() {
+  const key = differencesKey();
+  const first = reference();
+  return state.files.filter((file) => isAccepted(file) && file !== first && file.differences?.key !== key);
+}
 
-/** Shows the cards, and the controls as far as there is something to choose. */
-async function showFiles() {
-  const accepted = acceptedFiles();
-  for (const file of accepted) {
-    await examine(file, accepted.find((other) => other !== file) ?? null);
-  }
-  const cards = state.files.map((file) => fileCard(file, () => removeFile(file)));
-  find('#files').replaceChildren(...cards);
-  const controls = find('#controls');
-  controls.hidden = accepted.length === 0;
-  find('#file-choice').hidden = accepted.length < mostFiles;
-  accepted.forEach((file, i) => {
-    find(`#file-choice label:nth-of-type(${i + 1}) span`).textContent = file.name;
+const differencesKey = () => `${reference()?.key} ${chosen().direction}`;
+
+async function compareWithReference(file) {
+  const key = differencesKey();
+  file.differences = { key };
+  const found = await run('differ', { files: [reference(), file], direction: chosen().direction });
+  file.differences = { key, ...found };
+}
+
+// ---- Removing -------------------------------------------------------------------------------------------------
+
+function removeFile(file) {
+  const without = (chosenFile) => (chosenFile === file ? null : chosenFile);
+  notify(`${file.label} has been removed.`);
+  change({
+    files: state.files.filter(without),
+    ticked: state.ticked.filter(without),
+    shown: without(state.shown),
+    reference: without(state.reference),
   });
-  if (accepted.length < mostFiles) {
-    find('#file-choice input').checked = true;
-  }
-  showResults();
-}
-
-async function removeFile(file) {
-  state.files = state.files.filter((other) => other !== file);
-  notify(`${file.name} has been removed.`);
-  await showFiles();
+  forgetAll();
   find('#chooser').focus();
 }
 
-/** Shows what the controls ask for. */
-function showResults() {
-  const accepted = acceptedFiles();
-  const chosen = new FormData(find('#controls'));
-  const direction = chosen.get('direction');
-  const ratio = find('#ratio').valueAsNumber;
-  const file = accepted[Number(chosen.get('shown'))];
-  const isAsked = file && Number.isInteger(ratio) && Math.abs(ratio) < 2 ** 31;
-  mapView.show(isAsked ? { file, direction, ratio } : null);
-  comparisonView.show(accepted.length === mostFiles ? { files: accepted, direction } : null);
-  photoView.show(file && state.photo ? { file, direction, photo: state.photo } : null);
+function removeAll() {
+  waiting = [];
+  change({ files: [], ticked: [], shown: null, reference: null });
+  forgetAll();
+  find('#chooser').focus();
+}
+
+function removePhoto() {
+  state.photo = null;
+  show();
+  forgetAll();
+}
+
+/** With nothing left to ask about, the memory that answers took is given back. */
+function forgetAll() {
+  if (state.files.length === 0 && waiting.length === 0) {
+    bridge.then(({ renew }) => renew());
+  }
+}
+
+// ---- Showing --------------------------------------------------------------------------------------------------
+
+/** The table, the cards and the controls as far as there is something to choose. */
+function showFiles() {
+  labelAll(state.files);
+  const { direction } = chosen();
+  const [shown, compared] = [shownFile(), pair()];
+  tableView.show({ ...state, shown, reference: reference(), direction });
+  const cards = state.files.length === 2 ? state.files : (compared ?? (shown ? [shown] : []));
+  showCards(cards, { marks: state.marks?.pair === compared ? state.marks : null, onRemove: removeFile });
+  find('#controls').hidden = !firstAccepted();
+}
+
+/** Everything, as the state says. */
+function show() {
+  showFiles();
+  const [file, compared] = [shownFile(), pair()];
+  const { direction, ratio } = chosen();
+  const name = file && `${file.key} ${file.label} ${direction}`;
+  mapView.show(isAccepted(file) ? { key: `${name} ${ratio}`, file, direction, ratio } : null);
+  const names = compared?.map(({ key, label }) => `${key} ${label}`).join();
+  const refused = compared?.filter((one) => !isAccepted(one)) ?? [];
+  comparisonView.show(compared && { key: `${names} ${direction}`, files: compared, refused, direction });
+  const { photo } = state;
+  photoView.show(photo && { key: `${name} ${photo.key}`, file: isAccepted(file) ? file : null, direction, photo });
 }
 
 find('#chooser').addEventListener('change', ({ target }) => {
-  addFiles([...target.files]);
+  add([...target.files]);
   // So that the same file can be chosen again.
   target.value = '';
 });
-find('#controls').addEventListener('input', showResults);
+find('#controls').addEventListener('input', () => change({}));
 find('#controls').addEventListener('submit', (event) => event.preventDefault());
 for (const type of ['dragenter', 'dragover', 'dragleave', 'drop']) {
   document.addEventListener(type, (event) => {
@@ -132,5 +249,9 @@ for (const type of ['dragenter', 'dragover', 'dragleave', 'drop']) {
     document.body.classList.toggle('is-dragging', type === 'dragenter' || type === 'dragover');
   });
 }
-document.addEventListener('drop', (event) => addFiles([...event.dataTransfer.files]));
-document.documentElement.dataset.worker = bridge.hasWorker;
+document.addEventListener('drop', ({ dataTransfer }) => readDropped(dataTransfer).then(add, showError));
+find('#unable').hidden = true;
+bridge.then(
+  ({ hasWorker }) => (document.documentElement.dataset.worker = hasWorker),
+  () => (find('#unable').hidden = false),
+);

@@ -3,31 +3,30 @@
  * run in the worker and, where there is none, on the page itself. Each gets the compiled module and `reached`, which
  * is told how much is done so far, from 0 to 1.
  *
- * A `file` is {key, name, bytes, size}: a name for its content, its own name, its first bytes, or null when they
- * cannot be read, and how many it has. A `request` is {file, direction, ratio}.
+ * A `file` is {key, name, label, bytes, size}: a name for its content, its own name and the one it is shown under, its
+ * first bytes, or null when they cannot be read, and how many it has. A `request` is {file, direction, ratio}.
  */
-import { startModule } from './library/module.js';
+import { memoryTaken, startModule } from './library/module.js';
 
 const code = (direction) => (direction === 'undistort' ? 1 : 0);
 
-/** What is said of a file, and the library's own words; `other` is a file to mark differences from, or null. */
-async function examine(compiled, { file, other }) {
+/** What is said of a file, and the library's own words. */
+async function examine(compiled, { file }) {
   const module = await startModule(compiled, file.bytes);
   const { status } = module.ask('checkAsDevice');
   const words = module.linesPrinted();
-  if (other) {
-    module.ask('takeFile', 1, other.bytes, other.bytes.length);
-  }
-  return {
-    status,
-    lines: words,
-    ...module.ask('inspectFile', file.name, file.size, file.bytes ? 1 : 0, other ? 1 : 0),
-  };
+  return { status, lines: words, ...module.ask('inspectFile', file.name, file.size, file.bytes ? 1 : 0) };
 }
 
 /** Instances that hold the latest maps: what is drawn is soon asked for its details. */
 const holders = new Map();
 const holdersKept = 2;
+
+/** The bytes of memory that belong to instances of which nothing is wanted any more. */
+export function memoryWasted() {
+  const held = [...holders.values()].map(({ answer }) => answer.module.memory.buffer.byteLength);
+  return held.reduce((rest, bytes) => rest - bytes, memoryTaken());
+}
 
 /** {status, refusal, lines} for a request, and the `module` that holds the map if there is one. */
 async function requestMap(compiled, { file, direction, ratio }, reached) {
@@ -63,13 +62,22 @@ async function requestMap(compiled, { file, direction, ratio }, reached) {
 /** The map of a request as a drawing and in numbers, or why there is none. */
 async function drawMap(compiled, { request, width, dotsPerPixel }, reached) {
   const { module, ...answer } = await requestMap(compiled, request, reached);
-  return module ? { ...answer, ...module.ask('drawMap', request.file.name, width, dotsPerPixel) } : answer;
+  return module
+    ? { ...answer, ...module.ask('drawMap', request.file.label ?? request.file.name, width, dotsPerPixel) }
+    : answer;
 }
 
 /** Where a map that has been drawn takes a pixel, or a place on the paper. */
 async function lookUp(compiled, { request, place, isOnPaper }, reached) {
   const { module } = await requestMap(compiled, request, reached);
-  return module.ask('lookUpPlace', isOnPaper ? 1 : 0, place.x, place.y);
+  return module.ask(
+    'lookUpPlace',
+    isOnPaper ? 1 : 0,
+    place.x,
+    place.y,
+    request.paper.width,
+    request.paper.dotsPerPixel,
+  );
 }
 
 /** A map as a NumPy file. */
@@ -79,18 +87,58 @@ async function saveMap(compiled, { request }, reached) {
   return new Blob([header, x, y], { type: 'application/octet-stream' });
 }
 
-/** A photo of the camera's size, RGBA bytes, as a map of ratio 1 sees it, or why there is none. */
-async function remapPhoto(compiled, { file, direction, pixels }, reached) {
+/** A picture file without what it says of its colours. */
+const decode = (file) => createImageBitmap(file, { colorSpaceConversion: 'none' });
+
+/** {width, height} of a picture file. */
+async function measurePhoto(compiled, { photo }) {
+  const bitmap = await decode(photo);
+  const { width, height } = bitmap;
+  bitmap.close();
+  return { width, height };
+}
+
+/** The pixels of a picture file, RGBA bytes. */
+async function pixelsOf(file) {
+  const bitmap = await decode(file);
+  const { width, height } = bitmap;
+  const context = new OffscreenCanvas(width, height).getContext('2d', { willReadFrequently: true });
+  context.drawImage(bitmap, 0, 0);
+  bitmap.close();
+  return context.getImageData(0, 0, width, height);
+}
+
+/** {bitmap} of a photo of the camera's size as a map of ratio 1 sees it, or why there is none. */
+async function remapPhoto(compiled, { file, direction, photo }, reached) {
   const { module, ...answer } = await requestMap(compiled, { file, direction, ratio: 1 }, reached);
-  return module ? { ...answer, ...module.ask('remapPhoto', pixels, pixels.length) } : answer;
+  if (!module) {
+    return answer;
+  }
+  const { data, width, height } = await pixelsOf(photo);
+  const { address } = module.ask('remapPhoto', data, data.length);
+  // Straight out of the module's memory, which two photos have made large: the next question takes another.
+  const pixels = new Uint8ClampedArray(module.memory.buffer, address, data.length);
+  holders.clear();
+  return { ...answer, bitmap: await createImageBitmap(new ImageData(pixels, width, height)) };
+}
+
+async function startPair(compiled, [first, second], reached) {
+  const module = await startModule(compiled, first.bytes, reached);
+  module.ask('takeFile', 1, second.bytes, second.bytes.length);
+  return (question, ...values) =>
+    module.ask(question, first.label ?? first.name, second.label ?? second.name, ...values);
 }
 
 /** How far the maps of two files are apart: both directions in numbers, the asked one as a drawing. */
 async function compare(compiled, { files, direction, width, dotsPerPixel }, reached) {
-  const [first, second] = files;
-  const module = await startModule(compiled, first.bytes, reached);
-  module.ask('takeFile', 1, second.bytes, second.bytes.length);
-  return module.ask('compareFiles', first.name, second.name, code(direction), width, dotsPerPixel);
+  const ask = await startPair(compiled, files, reached);
+  return ask('compareFiles', code(direction), width, dotsPerPixel);
 }
 
-export const tasks = { examine, drawMap, lookUp, saveMap, remapPhoto, compare };
+/** The same of one direction, in numbers alone. */
+async function differ(compiled, { files, direction }, reached) {
+  const ask = await startPair(compiled, files, reached);
+  return ask('differ', code(direction));
+}
+
+export const tasks = { examine, drawMap, lookUp, saveMap, measurePhoto, remapPhoto, compare, differ };

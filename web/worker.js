@@ -2,7 +2,7 @@
  * The worker's side of the bridge. Messages to it: {compiled} once, then {id, name, argument} for a task. Messages from
  * it: {isReady}, {id, progress}, {id, result} or {id, error}.
  */
-import { tasks } from './tasks.js';
+import { memoryWasted, tasks } from './tasks.js';
 
 const patience = 50;
 let compiled = null;
@@ -17,7 +17,7 @@ async function runTask({ id, name, argument }) {
   };
   try {
     const result = await tasks[name](compiled, argument, reached);
-    self.postMessage({ id, result }, result.pixels ? [result.pixels.buffer] : []);
+    self.postMessage({ id, result, wasted: memoryWasted() }, result.bitmap ? [result.bitmap] : []);
   } catch (error) {
     self.postMessage({ id, error: error.message });
   }

@@ -34,7 +34,7 @@ namespace {
 Image images[2];
 CoordinateMap map;
 Direction mapDirection;
-Layout layout;
+std::vector<uint8_t> remapped;
 
 /** The inks of drawings, and the paper, as style sheets name colours. */
 struct Theme {
@@ -112,7 +112,7 @@ const char* checkAsDevice() {
 
 /** {check, words} of a file of so many bytes, and of one that is complete {info, parameters}, too.
  */
-const char* inspectFile(const char* name, double size, int32_t isReadable, int32_t hasOther) {
+const char* inspectFile(const char* name, double size, int32_t isReadable) {
     const bool isComplete = isReadable != 0 && size >= int32_t{CALIBMAP_FILE_SIZE};
     const Check check =
         isComplete
@@ -128,7 +128,7 @@ const char* inspectFile(const char* name, double size, int32_t isReadable, int32
             out("width", camera.width);
             out("height", camera.height);
             out("info", Info{check.name, check.verdict, &images[0], false});
-            out("parameters", parametersOf(images[0], false, hasOther != 0 ? &images[1] : nullptr));
+            out("parameters", parametersOf(images[0], true));
         }
     });
 }
@@ -174,7 +174,7 @@ const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
     const Camera camera = mainCameraOf(images[0]);
     const Displacement displacement =
         displacementOf(map, [](double part) { showReached(part / 3); });
-    layout = layOut(camera, width, dotsPerPixel);
+    const Layout layout = layOut(camera, width, dotsPerPixel);
     const Wording wording = wordingOf(map, camera, mapDirection, name);
     const Figure figure =
         figureOf(layout, camera, displacementsOf(map, displacement.moved, width), &map, wording,
@@ -189,7 +189,8 @@ const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
 }
 
 /** {from, to, sentence} with a drawing: where the map takes a pixel, or a place on the paper. */
-const char* lookUpPlace(int32_t isOnPaper, double x, double y) {
+const char* lookUpPlace(int32_t isOnPaper, double x, double y, int32_t width, double dotsPerPixel) {
+    const Layout layout = layOut(mainCameraOf(images[0]), width, dotsPerPixel);
     const Point place = isOnPaper != 0 ? pixelAt(layout, {x, y}) : Point{x, y};
     const LookUp found = lookUp(map, mainCameraOf(images[0]), mapDirection, place);
     return answered([&](Answer& out) {
@@ -210,19 +211,21 @@ const char* saveMap() {
     });
 }
 
-/** {pixels}: a photo of the camera's size, red, green, blue and opacity, as the map sees it. */
+/** {address} of a photo of the camera's size, red, green, blue and opacity, as the map sees it. */
 const char* remapPhoto(const uint8_t* pixels, uint32_t size) {
-    std::vector<uint8_t> result(size);
-    const RemapJob<uint8_t> job = {&map, pixels, result.data(), 4, 8, Border::black};
+    remapped.resize(size);
+    const RemapJob<uint8_t> job = {&map, pixels, remapped.data(), 4, 8, Border::black};
     constexpr int32_t atOnce = 64;
     for (int32_t row = 0; row < map.rows; row += atOnce) {
         remapRows(job, row, std::min(row + atOnce, map.rows));
         showReached(static_cast<double>(row) / map.rows);
     }
-    return answered([&](Answer& out) { out("pixels", result); });
+    return answered(
+        [&](Answer& out) { out("address", reinterpret_cast<uintptr_t>(remapped.data())); });
 }
 
-/** {maps, fields}, and of a direction that can be compared {title, colours} with a drawing. */
+/** {maps, fields, parameters}, and of a direction that can be compared {title, colours} with a
+ * drawing. */
 const char* compareFiles(const char* first, const char* second, int32_t undistorts, int32_t width,
                          double dotsPerPixel) {
     const Camera camera = mainCameraOf(images[0]);
@@ -242,10 +245,12 @@ const char* compareFiles(const char* first, const char* second, int32_t undistor
     return answered([&](Answer& out) {
         out("maps", differences);
         out("fields", fieldDifferencesOf(images[0], images[1]));
+        out("parameters", std::vector{parametersOf(images[0], true, &images[1]),
+                                      parametersOf(images[1], true, &images[0])});
         for (const DirectionDifference& difference : differences) {
             const bool isDrawn = difference.direction == directionOf(undistorts);
             if (isDrawn && difference.apart && difference.apart->count > 0) {
-                layout = layOut(camera, width, dotsPerPixel);
+                const Layout layout = layOut(camera, width, dotsPerPixel);
                 const Wording wording =
                     wordingOfDifference(camera, difference.direction, first, second);
                 out("title", wording.title + wording.name);
@@ -253,6 +258,19 @@ const char* compareFiles(const char* first, const char* second, int32_t undistor
                 putDrawing(out, drawingOf(figureOf(layout, camera, values, nullptr, wording)));
             }
         }
+    });
+}
+
+/** {map, fields}: one direction of two files in numbers. */
+const char* differ(const char* first, const char* second, int32_t undistorts) {
+    const auto difference =
+        directionDifferenceOf(images[0], images[1], first, second, directionOf(undistorts), 0);
+    if (!difference) {
+        abort();
+    }
+    return answered([&](Answer& out) {
+        out("map", *difference);
+        out("fields", fieldDifferencesOf(images[0], images[1]));
     });
 }
 }

@@ -5,6 +5,14 @@
 import { makeFileSystem } from './file_system.js';
 import { readAnswer } from './reader.js';
 
+let memories = [];
+
+/** The bytes of memory that instances have taken and not given back. */
+export function memoryTaken() {
+  memories = memories.filter((memory) => memory.deref());
+  return memories.reduce((sum, memory) => sum + (memory.deref()?.buffer.byteLength ?? 0), 0);
+}
+
 const fileName = 'calibration.bin';
 
 /**
@@ -17,6 +25,7 @@ export async function startModule(compiled, bytes, reached = () => {}) {
   const system = makeFileSystem({ name: fileName, bytes }, () => memory);
   const { exports } = await WebAssembly.instantiate(compiled, { ...system.imports, page: { reached } });
   memory = exports.memory;
+  memories.push(new WeakRef(memory));
   exports._initialize();
 
   function put(data) {
@@ -42,5 +51,5 @@ export async function startModule(compiled, bytes, reached = () => {}) {
   if (bytes) {
     ask('takeFile', 0, bytes, bytes.length);
   }
-  return { ask, exports, linesPrinted: system.linesPrinted };
+  return { ask, exports, memory, linesPrinted: system.linesPrinted };
 }

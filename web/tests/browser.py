@@ -65,6 +65,16 @@ class Browser:
         self.find('#chooser').send_keys('\n'.join(paths))
         self.settle()
 
+    def drop(self, files):
+        """Drops files, {name: content}, and does not wait."""
+        self.run("""const data = new DataTransfer();
+                    for (const [name, content] of arguments[0]) {
+                        data.items.add(new File([Uint8Array.from(atob(content), c => c.charCodeAt(0))], name));
+                    }
+                    document.querySelector('main').dispatchEvent(
+                        new DragEvent('drop', {dataTransfer: data, bubbles: true, cancelable: true}))""",
+                 [(name, base64.b64encode(content).decode()) for name, content in files.items()])
+
     def choose(self, name, value):
         """Selects a radio button of the controls."""
         self.run("document.querySelector(`input[name=${arguments[0]}][value='${arguments[1]}']`).click()", name, value)
@@ -88,11 +98,14 @@ class Browser:
     def press(self, selector, keys):
         self.find(selector).send_keys(keys)
 
-    def save(self, selector):
-        """Presses a button that saves and returns the path of the file."""
+    def save(self, selector, first=''):
+        """Presses a button that saves, right after a script, and returns the path of the file."""
         os.makedirs(self.downloads, exist_ok=True)
         before = set(os.listdir(self.downloads))
-        self.find(selector).click()
+        if first:
+            self.run(f'{first}; document.querySelector(arguments[0]).click()', selector)
+        else:
+            self.find(selector).click()
         end = time.monotonic() + 30
         while time.monotonic() < end:
             new = [name for name in set(os.listdir(self.downloads)) - before if not name.endswith('.crdownload')

@@ -2,6 +2,7 @@
 """Tests of the page in Chromium: browser_test.py BUILD NATIVE. BUILD is the build of the page, NATIVE that of the
 library and its program, whose answers the page has to give, too."""
 import base64
+import csv
 import glob
 import json
 import math
@@ -16,6 +17,7 @@ import time
 import unittest
 
 import numpy as np
+from PIL import Image
 from selenium.webdriver.common.keys import Keys
 
 from browser import Browser
@@ -220,7 +222,6 @@ class PageTest(unittest.TestCase):
     def test_stays_alive_whatever_a_file_holds(self):
         everything = list(RANGES)
         self.assertEqual(self.expect_verdict(self.write('zeros.bin', bytes(6268)), everything), 9)
-        self.assertEqual(self.expect_verdict(self.write('large.bin', b'', 100_000_000), everything), 9)
         # What stands behind a calibration does not matter to a device.
         self.assertEqual(self.expect_verdict(self.write('longer.bin', self.image, 100_000_000)), 0)
         self.expect_map_as_native(self.lens, 'undistort')
@@ -292,7 +293,7 @@ class PageTest(unittest.TestCase):
             record = subprocess.run([self.native.drawing_record, self.lens, direction, '992'],
                                     stdout=subprocess.PIPE, check=True).stdout
             self.assertEqual(self.harness('drawingDifferences', MODULE, self.image, direction, 992, record), [])
-            self.native.run('draw', self.lens, '--direction', direction, '--width', '992', '-o', drawn)
+            self.native.run('draw', self.lens, '--direction', direction, '-o', drawn)
             self.browser.open(width=1024)
             self.browser.add(self.lens)
             self.browser.choose('direction', direction)
@@ -410,7 +411,7 @@ class PageTest(unittest.TestCase):
         self.browser.wait("!document.querySelector('#progress').hidden")
         self.browser.find('.card button').click()
         self.browser.wait("document.querySelector('#progress').hidden")
-        self.assertEqual(self.browser.text('#notice'), 'removed.bin has been removed.')
+        self.assertIn('removed.bin has been removed.', self.browser.lines('#notices span'))
 
     # ---- Photos and pairs --------------------------------------------------------------------------------------
 
@@ -426,15 +427,14 @@ class PageTest(unittest.TestCase):
         self.browser.press('#divider', Keys.ARROW_RIGHT * 10)
         self.assertEqual(self.browser.run("return document.querySelector('.after').style.clipPath"),
                          'inset(0px 0px 0px 60%)')
-        # Another size: shown in the camera's if it has its shape.
-        for size, words, is_shown in ((('1280', '960'), "in the camera's size", True),
-                                      (('480', '480'), 'does not come from this camera', False)):
+        for size in (('1280', '960'), ('480', '480')):
             self.native.run('pattern', '--width', size[0], '--height', size[1], '-o', board)
             self.browser.add(board)
-            self.assertIn(words, self.browser.text('#photo .help'))
-            self.assertEqual(self.browser.find('#photo .result').is_displayed(), is_shown)
-        self.browser.add(self.write('broken.png', b'no picture'))
-        self.assertIn('broken.png cannot be read as a picture', self.browser.text('#notice'))
+            self.assertIn('does not come from this camera as it is', self.browser.text('#photo .help'))
+            self.assertFalse(self.browser.find('#photo .result').is_displayed())
+        self.browser.add(self.write('broken.png', b'no picture'), self.write('broken.jpg', b'none either'))
+        self.assertEqual([line for line in self.browser.lines('#notices span') if 'cannot be read as a picture' in line],
+                         [f'broken.{kind} cannot be read as a picture.' for kind in ('jpg', 'png')])
 
     def test_compares_two_files(self):
         today = self.path('today.bin')
@@ -455,18 +455,240 @@ class PageTest(unittest.TestCase):
         self.browser.add(self.write('same.bin', self.image))
         self.assertRegex(self.browser.text('#comparison .numbers'),
                          r'^undistort maps agree: .* 0\.000000 pixels\. distort maps agree: .* 0\.000000 pixels\.$')
-        self.browser.add(today)
-        self.assertIn('remove one to make room', self.browser.text('#notice'))
+
+    # ---- While it is busy, and many files ----------------------------------------------------------------------
+
+    def test_saves_what_it_shows_while_the_next_is_on_its_way(self):
+        big = self.write('big.bin', sized(self.image, 3000, 2000))
+        self.browser.add(big)
+        old = self.browser.save('.save-map', "document.querySelector('input[value=distort]').click()")
+        self.assertTrue(old.endswith('big-undistort-1.npy'))
+        expected = self.path('expected.npy')
+        self.native.run('map', big, '-o', expected)
+        self.assertEqual(content(old), content(expected))
+        self.browser.settle()
+        self.assertTrue(self.browser.save('.save-map').endswith('big-distort-1.npy'))
+        self.browser.set_ratio(2)
+        faded = "getComputedStyle(document.querySelector('#map .result')).opacity"
+        self.browser.run("document.querySelector('input[value=undistort]').click()")
+        self.assertLess(float(self.browser.run('return ' + faded)), 0.6)
+        self.browser.settle()
+        self.assertEqual(self.browser.run('return ' + faded), '1')
+
+    def test_takes_quick_drops_one_after_the_other(self):
+        changed = sealed(self.image, {UNDISTORTION + X_CORRECTION + 120: floats(0.004)})
+        for i in range(4):
+            self.browser.drop({f'{i}.bin': self.image if i % 2 == 0 else changed})
+        self.browser.wait("document.querySelectorAll('tbody input[type=radio]').length === 4")
+        self.browser.settle()
+        self.assertEqual([row[0] for row in self.rows()], [f'{i}.bin' for i in range(4)])
+        self.assertEqual([row[4] == '0.000000' for row in self.rows()], [False, False, True, False])
+        self.assertEqual(len(self.browser.lines('.card h2')), 1)
+
+    def test_saves_its_table_with_the_columns_of_the_program(self):
+        changed = sealed(self.image, {UNDISTORTION + X_CORRECTION + 120: floats(0.004)})
+        paths = [self.lens, self.write('changed,"1".bin', changed), self.write('failed.bin', sealed(self.image, {1: b'\0'}))]
+        self.browser.add(*paths)
+        with open(self.browser.save('.save-csv'), encoding='utf-8', newline='') as file:
+            saved = list(csv.DictReader(file))
+        said = [self.native.check(path) for path in paths]
+        apart = json.loads(self.native.run('diff', self.lens, paths[1], '--json', status=1))
+        self.assertEqual([row['file'] for row in saved], [os.path.basename(path) for path in paths])
+        self.assertEqual([int(row['status']) for row in saved], [one['status'] for one in said])
+        self.assertEqual(saved[2]['reasons'], said[2]['reason'])
+        [undistort] = [one['apart'] for one in apart['maps'] if one['direction'] == 'undistort']
+        for column, name in (('largest', 'largest'), ('rms', 'rootMeanSquare'), ('p50', 'median'), ('p95', 'percentile95'),
+                             ('p99', 'percentile99')):
+            self.assertAlmostEqual(float(saved[1][column]), undistort[name], places=12)
+        self.assertEqual(saved[1]['fields'], ' '.join(one['field'] for one in apart['fields']))
+        self.assertEqual(saved[2]['largest'], '')
+        with open(self.browser.save('.save-json'), encoding='utf-8') as file:
+            records = json.load(file)
+        self.assertEqual([one['status'] for one in records], [one['status'] for one in said])
+        self.assertEqual(records[1]['fields'], apart['fields'])
+        # Sorted by the largest difference, the other way round at the second press; two ticks compare.
+        heading = "document.querySelectorAll('#list th button')[4].click()"
+        self.browser.run(heading + ';' + heading)
+        self.assertEqual(self.rows()[0][0], 'changed,"1".bin')
+        self.assertFalse(self.browser.find('#comparison').is_displayed())
+        for i in (0, 1):
+            self.browser.run("document.querySelectorAll('#list [type=checkbox]')[arguments[0]].click()", i)
+        self.browser.settle()
+        self.assertTrue(self.browser.find('#comparison canvas').is_displayed())
+        self.assertEqual(len(self.browser.lines('.card h2')), 2)
+
+    def test_computes_again_only_what_has_changed(self):
+        board = self.path('board.png')
+        self.native.run('pattern', '-o', board)
+        self.browser.add(self.lens, board)
+        self.browser.run("""document.querySelectorAll('details')[2].open = true; window.asked = [];
+            const post = Worker.prototype.postMessage;
+            Worker.prototype.postMessage = function (message) {
+                if (message.name) { window.asked.push(message.name); }
+                return post.apply(this, arguments);
+            }""")
+        self.browser.set_ratio(2)
+        self.assertEqual(self.browser.run('return window.asked.splice(0)'), ['drawMap', 'lookUp'])
+        self.browser.add(self.write('failed.bin', sealed(self.image, {1: b'\0'})))
+        self.assertEqual(self.browser.run('return window.asked.splice(0)'), ['examine'])
+        self.assertTrue(self.browser.run("return document.querySelectorAll('details')[2].open"))
+
+    def rows(self):
+        """The cells of the table, without what is ticked there."""
+        return self.browser.run("""return [...document.querySelectorAll('#list tbody tr')].map(
+                                       row => [...row.cells].slice(2).map(cell => cell.textContent))""")
+
+    def test_answers_for_the_place_that_is_entered(self):
+        self.browser.add(self.lens)
+        output = "document.querySelector('output').textContent"
+        for selector, text, said in (('#column', '100.256', 'column 100.26'), ('#row', '33', 'column 100.26, row 33.00'),
+                                     ('#column', '99999', 'column 639.00, row 33.00')):
+            self.enter(selector, text)
+            self.browser.wait(f"{output}.includes('{said}')", 5)
+        self.browser.wait("document.querySelector('#column').value === '639'", 5)
+        # The field shows the answer also where the one who has entered it stays there.
+        self.browser.press('#row', Keys.CONTROL + 'a')
+        self.browser.press('#row', '99999')
+        self.browser.wait(f"{output}.includes('row 479.00')", 5)
+        self.browser.press('#row', Keys.ENTER)
+        self.browser.wait("document.querySelector('#row').value === '479'", 5)
+        # What a field has no room for is kept: a place between two hundredths stays there.
+        self.enter('#column', '100.2549')
+        self.enter('#row', '34')
+        self.browser.wait(f"{output}.includes('column 100.25, row 34.00')", 5)
+
+    def enter(self, selector, text):
+        self.browser.press(selector, Keys.CONTROL + 'a')
+        self.browser.press(selector, text + Keys.TAB)
+
+    def test_takes_pixels_as_the_sensor_wrote_them(self):
+        """What a photo says of the way the camera was held turns no pixel."""
+        rows, cols = np.mgrid[0:480, 0:640]
+        picture = Image.fromarray(np.stack([cols * 255 // 639, rows * 255 // 479, 0 * rows], axis=2).astype(np.uint8))
+        self.browser.add(self.lens)
+        saved = []
+        for orientation in (1, 3, 6):
+            exif = picture.getexif()
+            exif[0x0112] = orientation
+            photo = self.path(f'photo{orientation}.jpg')
+            picture.save(photo, exif=exif, quality=95)
+            self.browser.add(photo)
+            self.assertEqual(self.browser.text('#photo .help'), '')
+            saved.append(read_picture(self.browser.save('#photo .save-picture')))
+            size = self.browser.run("const {width, height} = document.querySelector('.before').getBoundingClientRect();"
+                                    "return width / height")
+            self.assertAlmostEqual(size, 4 / 3, delta=0.01)
+        self.assertGreater(int(saved[0][240, 600, 0]), int(saved[0][240, 40, 0]) + 150)
+        for other in saved[1:]:
+            np.testing.assert_array_equal(saved[0], other)
+
+    def test_tells_files_of_one_name_apart(self):
+        os.makedirs(self.path('other'), exist_ok=True)
+        other = self.write('other/lens.bin', sealed(self.image, {SIZE: struct.pack('<ii', 400, 600)}) + b'behind')
+        self.browser.add(self.lens)
+        self.browser.add(other)
+        names = self.browser.lines('.card h2')
+        self.assertRegex(names[0], r'^lens.bin \(A, 6,268 bytes, [0-9a-f]{8}\)$')
+        self.assertRegex(names[1], r'^lens.bin \(B, 6,274 bytes, [0-9a-f]{8}\)$')
+        self.assertNotEqual(names[0][-9:], names[1][-9:])
+        self.assertIn('6 bytes behind the calibration', self.browser.text('.card'))
+        self.assertIn(names[0], self.browser.run("return document.querySelector('#map h2').textContent"))
+
+    def test_says_of_other_files_what_they_are(self):
+        pages = self.write('report.pdf', b'%PDF-1.7 ' + bytes(7000))
+        picture = self.path('photo')
+        Image.new('RGB', (640, 480)).save(picture, format='JPEG')
+        zeros = self.write('zeros.bin', b'', 5_000_000_000)
+        self.browser.add(pages, zeros, picture, self.lens)
+        self.assertEqual(self.browser.lines('#notices span'),
+                         ['zeros.bin is a file of 5,000,000,000 bytes, no calibration file.',
+                          'report.pdf is a PDF document, no calibration file.'])
+        self.assertEqual(self.browser.lines('.card h2'), ['lens.bin'])
+        self.assertTrue(self.browser.find('#photo .result').is_displayed())
+        self.browser.find('#notices button').click()
+        self.assertEqual(len(self.browser.lines('#notices span')), 1)
+        self.browser.find('#photo .remove').click()
+        self.assertFalse(self.browser.find('#photo').is_displayed())
+
+    def test_says_why_there_is_nothing_to_see(self):
+        self.browser.add(self.lens)
+        for ratio in ('', '1.5', '7e9'):
+            self.browser.set_ratio(ratio)
+            self.assertIn('the ratio is no whole number', self.browser.text('#map .refusal'), ratio)
+        self.browser.set_ratio(2)
+        self.expect_map_as_native(self.lens, 'undistort', 2)
+        self.browser.add(self.write('failed.bin', sealed(self.image, {1: b'\0'})))
+        self.assertEqual(self.browser.text('#comparison .numbers'), 'No comparison: failed.bin is refused.')
+        script = self.browser.devtools('Page.addScriptToEvaluateOnNewDocument', source='delete window.WebAssembly')
+        try:
+            self.browser.driver.get(self.browser.address)
+            self.browser.wait("document.querySelector('#unable').offsetHeight > 0")
+        finally:
+            self.browser.devtools('Page.removeScriptToEvaluateOnNewDocument', identifier=script['identifier'])
+
+    def test_shows_what_it_holds_whatever_is_done_in_any_order(self):
+        """Somebody quick drops, removes, chooses and resizes; DRIVE=SECONDS goes on for so long."""
+        random = np.random.default_rng(int(os.environ.get('SEED', '3')))
+        contents = [self.image, sealed(self.image, {UNDISTORTION + X_CORRECTION + 120: floats(0.004)}),
+                    sealed(self.image, {1: b'\0'}), self.image[:99]]
+        held = []
+        end = time.monotonic() + float(os.environ.get('DRIVE', '0'))
+        step = 0
+        while step < 300 or time.monotonic() < end:
+            kind = random.integers(8)
+            if kind <= 1 and len(held) < 12:
+                files = {f'{step}-{i}.bin': contents[random.integers(4)] for i in range(random.integers(1, 4))}
+                held += files
+                self.browser.drop(files)
+            elif kind == 2 and held:
+                # What is still on its way cannot be pressed.
+                name = self.browser.run("""const cards = document.querySelectorAll('.card'), card = cards[cards.length - 1];
+                    card?.querySelector('header button').click(); return card?.querySelector('h2').textContent""")
+                held = [other for other in held if other != name]
+            elif kind == 3:
+                self.browser.run("document.querySelector(`[name=direction][value=${arguments[0]}]`).click()",
+                                 ['distort', 'undistort'][random.integers(2)])
+            elif kind == 4:
+                self.browser.run("""document.querySelector('#ratio').value = arguments[0]; document.querySelector('#ratio')
+                    .dispatchEvent(new Event('input', {bubbles: true}))""", ['', '1', '2', '3', '8'][random.integers(5)])
+            elif kind == 5:
+                self.browser.devtools('Emulation.setDeviceMetricsOverride', width=int(random.integers(320, 1400)),
+                                      height=900, deviceScaleFactor=1, mobile=False)
+            elif kind >= 6:
+                self.browser.run("""const inputs = document.querySelectorAll('#list tbody input');
+                    inputs[Math.floor(arguments[0] * inputs.length)]?.click()""", float(random.random()))
+            step += 1
+            if step % 10 == 0:
+                self.browser.settle()
+                self.expect_shown(held, f'after {step} steps')
+                self.assertEqual(self.browser.errors(), [])
+
+    def expect_shown(self, held, when):
+        """The table has what is held; the map is that of the row that is chosen, in the direction that is."""
+        rows = self.browser.run("""return [...document.querySelectorAll('#list tbody tr')].map(
+            row => [row.cells[2].textContent, row.querySelector('[type=radio]').checked, row.cells[3].textContent])""")
+        self.assertEqual([row[0] for row in rows], held, when)
+        [chosen] = [row for row in rows if row[1]] or [None]
+        self.assertEqual(chosen is None, not held, when)
+        is_hidden, title, notices = self.browser.run("""return [document.querySelector('#map').hidden,
+            document.querySelector('#map h2').textContent, document.querySelector('#notices').textContent]""")
+        self.assertNotIn('went wrong', notices, when)
+        self.assertEqual(is_hidden, chosen is None or chosen[2] == 'refused', when)
+        if not is_hidden:
+            self.assertIn(chosen[0], title, when)
+            direction, ratio = self.browser.run("""return [document.querySelector('[name=direction]:checked').value,
+                                                           document.querySelector('#ratio').value]""")
+            if ratio in ('1', '2', '8'):
+                self.assertTrue(title.startswith(f'{direction.capitalize()}ion map'), (title, when))
+            else:
+                self.assertFalse(self.browser.find('#map .result').is_displayed(), when)
+            ticked = self.browser.run("return document.querySelectorAll('[name=compared]:checked').length")
+            self.assertEqual(self.browser.find('#comparison').is_displayed(), ticked == 2 or len(held) == 2, when)
 
     # ---- The page itself ---------------------------------------------------------------------------------------
 
     def test_takes_files_that_are_dropped(self):
-        self.browser.run("""
-            const data = new DataTransfer();
-            data.items.add(new File([Uint8Array.from(atob(arguments[0]), c => c.charCodeAt(0))], 'dropped.bin'));
-            document.querySelector('main').dispatchEvent(
-                new DragEvent('drop', {dataTransfer: data, bubbles: true, cancelable: true}))
-            """, base64.b64encode(self.image).decode())
+        self.browser.drop({'dropped.bin': self.image})
         self.browser.wait("document.querySelector('.card')")
         self.browser.settle()
         self.assertIn('dropped.bin', self.browser.text('.card h2'))
@@ -524,7 +746,7 @@ class PageTest(unittest.TestCase):
             self.browser.add(self.lens)
             self.assertLessEqual(self.browser.run('return document.documentElement.scrollWidth'), width)
             corner = read_picture(self.browser.save('#map .save-picture'))[0, 0]
-            self.assertEqual(corner.mean() < 60, is_dark)
+            self.assertGreater(corner.mean(), 200)
             if os.environ.get('SCREENSHOTS'):
                 self.browser.screenshot(os.path.join(
                     os.environ['SCREENSHOTS'], f'{width}-{"dark" if is_dark else "light"}.png'))

@@ -16,10 +16,26 @@ export function offer(blob, name) {
   setTimeout(() => URL.revokeObjectURL(link.href), 60_000);
 }
 
-/** Saves what a canvas shows as a PNG file. */
-export function offerPicture(canvas, name) {
-  canvas.toBlob((blob) => offer(blob, name), 'image/png');
-}
-
 /** A file's name without its ending. */
 export const stemOf = (name) => name.replace(/\.[^.]*$/, '');
+
+/** Makes these elements, in this order, the children of another one; those that are in their place stay untouched. */
+export function arrange(parent, wanted) {
+  const kept = new Set(wanted);
+  [...parent.children].filter((child) => !kept.has(child)).forEach((child) => child.remove());
+  wanted.forEach((child, i) => parent.children[i] === child || parent.insertBefore(child, parent.children[i] ?? null));
+}
+
+/** A row of a table, its first cell a heading. */
+export function row(className, first, ...rest) {
+  const cells = rest.map((text) => make('td', { textContent: text }));
+  return make('tr', { className }, make('th', { textContent: first }), ...cells);
+}
+
+export function table(...content) {
+  return make('div', { className: 'table' }, make('table', {}, ...content));
+}
+
+export function details(summary, isOpen, content) {
+  return make('details', { open: isOpen }, make('summary', { textContent: summary }), content);
+}

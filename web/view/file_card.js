@@ -1,16 +1,17 @@
 /** The card of one file: verdict, the library's words, the checksummed ranges, the parameters. */
-import { make } from './elements.js';
+import { details, make, row, table } from './elements.js';
+import { sizeOf } from './files.js';
 
-/** `onRemove` is called by the button. */
-export function fileCard({ name, size, bytes, examination }, onRemove) {
-  const { words, lines, fileSize, parameters } = examination;
+/** `parameters` are marked where they differ from another file's; `onRemove` is called by the button. */
+export function fileCard({ label, size, bytes, examination }, parameters, onRemove) {
+  const { words, lines, fileSize } = examination;
   const remove = make('button', { className: 'quiet', type: 'button', textContent: 'Remove' });
-  remove.setAttribute('aria-label', `Remove ${name}`);
+  remove.setAttribute('aria-label', `Remove ${label}`);
   remove.addEventListener('click', onRemove);
   const card = make(
     'article',
     { className: 'card' },
-    make('header', {}, make('h2', { textContent: name }), remove),
+    make('header', {}, make('h2', { textContent: label }), remove),
     make('p', {
       className: `verdict ${words.isUsable ? 'good' : 'bad'}`,
       textContent: `${words.isUsable ? '✓' : '✗'} ${words.headline} (status ${words.status})`,
@@ -22,13 +23,17 @@ export function fileCard({ name, size, bytes, examination }, onRemove) {
     card.append(...lines.map((line) => make('samp', { textContent: line })));
   }
   card.append(make('h3', { textContent: 'The file' }));
+  if (size > fileSize) {
+    const more = `${sizeOf({ size: size - fileSize })} behind the calibration; a device does not read them.`;
+    card.append(make('p', { className: 'help', textContent: more }));
+  }
   if (words.ranges.length > 0) {
     card.append(rangeBars(words.ranges), checksumTable(words.ranges));
   } else {
     card.append(shortFileBar(bytes ? size : 0, fileSize));
   }
   if (parameters && examination.status === 0) {
-    card.append(parameterTable(parameters));
+    card.append(...parameterTables(parameters));
   }
   return card;
 }
@@ -82,19 +87,6 @@ function shortFileBar(present, whole) {
   return list('What there is of the file', items);
 }
 
-function row(className, first, ...rest) {
-  const cells = rest.map((text) => make('td', { textContent: text }));
-  return make('tr', { className }, make('th', { textContent: first }), ...cells);
-}
-
-function table(...content) {
-  return make('div', { className: 'table' }, make('table', {}, ...content));
-}
-
-function details(summary, isOpen, content) {
-  return make('details', { open: isOpen }, make('summary', { textContent: summary }), content);
-}
-
 function checksumTable(ranges) {
   const head = ['range', 'bytes', 'stored', 'computed'].map((text) => make('th', { textContent: text }));
   const rows = ranges.map((range) =>
@@ -104,11 +96,17 @@ function checksumTable(ranges) {
   return details('Checksums', isDamaged, table(make('thead', {}, make('tr', {}, ...head)), make('tbody', {}, ...rows)));
 }
 
-function parameterTable(sections) {
-  const bodies = sections.map(({ name, rows }) => {
-    const heading = make('th', { textContent: name, colSpan: 2, scope: 'rowgroup' });
-    const lines = rows.map((parameter) => row(parameter.differs ? 'differs' : '', parameter.name, parameter.text));
-    return make('tbody', {}, make('tr', { className: 'section' }, heading), ...lines);
-  });
-  return details('Parameters', true, table(...bodies));
+/** The coefficients of the models are many and have details of their own. */
+function parameterTables(sections) {
+  const isLong = ({ rows }) => rows.length > 8;
+  const bodies = (chosen) =>
+    chosen.map(({ name, rows }) => {
+      const heading = make('th', { textContent: name, colSpan: 2, scope: 'rowgroup' });
+      const lines = rows.map((parameter) => row(parameter.differs ? 'differs' : '', parameter.name, parameter.text));
+      return make('tbody', {}, make('tr', { className: 'section' }, heading), ...lines);
+    });
+  return [
+    details('Parameters', true, table(...bodies(sections.filter((section) => !isLong(section))))),
+    details('Coefficients', false, table(...bodies(sections.filter(isLong)))),
+  ];
 }

@@ -1,17 +1,16 @@
 /**
  * For a section whose content is asked for faster than it can be made. `show(request)` has `draw(request, signal)` make
- * the content for the latest request, which `request` holds, and ends the work on the one before; null hides the
- * section. Meanwhile it is marked as busy.
+ * the content for the latest request and ends the work on the one before; a request with the `key` of the last one is
+ * on screen already, null hides the section. Meanwhile it is marked as busy. `redraw()` makes the content again.
  */
 export function latestIn(section, draw, onError) {
   let canceller = new AbortController();
-  const view = { request: null, show };
+  let request = null;
 
-  async function show(request) {
+  async function redraw() {
     canceller.abort();
     canceller = new AbortController();
     const { signal } = canceller;
-    view.request = request;
     section.hidden = request === null;
     section.setAttribute('aria-busy', !section.hidden);
     if (section.hidden) {
@@ -21,6 +20,7 @@ export function latestIn(section, draw, onError) {
       await draw(request, signal);
     } catch (error) {
       if (!signal.aborted) {
+        request = null;
         onError(error);
       }
     }
@@ -28,5 +28,12 @@ export function latestIn(section, draw, onError) {
       section.setAttribute('aria-busy', 'false');
     }
   }
-  return view;
+
+  function show(next) {
+    if (next?.key !== request?.key) {
+      request = next;
+      redraw();
+    }
+  }
+  return { show, redraw };
 }

@@ -1,32 +1,45 @@
 /** The map of one file: its picture, the place under the pointer in both images, and what can be saved of it. */
-import { find, make, offer, offerPicture, stemOf } from './elements.js';
-import { makeFigure } from './figure.js';
+import { find, make, offer, stemOf } from './elements.js';
+import { makeFigure, savePicture } from './figure.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 import { stroke } from './strokes.js';
 
-/** `bridge` computes; `onError` is told what went wrong. `show(request)` shows what a task is asked for. */
-export function buildMapView(bridge, onError) {
+const noRatio = {
+  refusal: { reason: 'the ratio is no whole number below 2147483648', remedy: 'enter 1 or an even number' },
+  lines: [],
+};
+
+/**
+ * `run` computes; `onError` is told what went wrong. `show(request)` shows {key, file, direction, ratio}, where a ratio
+ * of null stands for what is none.
+ */
+export function buildMapView({ run }, onError) {
   const section = find('#map');
-  const figure = makeFigure(find('.figure', section), () => view.show(view.request));
+  const figure = makeFigure(find('.figure', section), () => view.redraw());
   const marker = find('.marker', section);
   const output = find('output', section);
   const [column, row] = [find('#column'), find('#row')];
   /** The request whose map is to be seen, also while the next one is on its way, and the place marked in it. */
   let shown = null;
   let place = null;
+  let latest = null;
   const view = latestIn(section, draw, onError);
 
   async function draw(request, signal) {
     const { file } = request;
-    const answer = await withProgress(`Drawing the map of ${file.name}`, (onProgress) =>
-      bridge.run('drawMap', { request, ...figure.paper() }, { onProgress, signal }),
-    );
+    const paper = figure.paper();
+    const answer =
+      request.ratio === null
+        ? noRatio
+        : await withProgress(`Drawing the map of ${file.label}`, (onProgress) =>
+            run('drawMap', { request, ...paper }, { onProgress, signal }),
+          );
     const heading = find('h2', section);
-    heading.textContent = answer.title ?? `Map of ${file.name}`;
+    heading.textContent = answer.title ?? `Map of ${file.label}`;
     heading.classList.toggle('is-in-picture', Boolean(answer.drawing) && !answer.isCompact);
     showRefusal(answer);
-    shown = answer.drawing ? request : null;
+    shown = answer.drawing ? { ...request, paper } : null;
     if (shown) {
       figure.show(answer);
       find('.numbers', section).textContent = answer.numbers;
@@ -51,24 +64,26 @@ export function buildMapView(bridge, onError) {
   /** Shows where the map takes a pixel of its image, or a place on the paper. */
   async function moveTo(asked, { isSpoken = true, isOnPaper = false } = {}) {
     const request = shown;
-    place = asked;
-    const found = await bridge.run('lookUp', { request, place: asked, isOnPaper });
-    if (request !== shown || place !== asked) {
+    place = isOnPaper ? place : asked;
+    latest = asked;
+    const found = await run('lookUp', { request, place: asked, isOnPaper });
+    if (request !== shown || latest !== asked) {
       return;
     }
     place = found.from;
-    for (const [input, value] of [
-      [column, place.x],
-      [row, place.y],
-    ]) {
+    for (const input of [column, row]) {
       if (document.activeElement !== input) {
-        input.value = Math.round(value * 100) / 100;
+        showPlace(input);
       }
     }
     // A pointer moves faster than anybody can listen.
     output.setAttribute('aria-live', isSpoken ? 'polite' : 'off');
     output.textContent = found.sentence;
     stroke(marker, found.drawing, { ...found.light, paper: null });
+  }
+
+  function showPlace(input) {
+    input.value = Math.round((input === column ? place.x : place.y) * 100) / 100;
   }
 
   function pointAt(event) {
@@ -95,8 +110,15 @@ export function buildMapView(bridge, onError) {
   });
   for (const input of [column, row]) {
     input.addEventListener('input', () => {
-      if (column.value !== '' && row.value !== '' && shown) {
-        moveTo({ x: column.valueAsNumber, y: row.valueAsNumber }).catch(onError);
+      if (input.value !== '' && shown) {
+        // The other one is as exact as it has been asked for, whatever its field has room for.
+        moveTo({ ...place, [input === column ? 'x' : 'y']: input.valueAsNumber }).catch(onError);
+      }
+    });
+    // What has been answered stands in the field that is left.
+    input.addEventListener('change', () => {
+      if (shown) {
+        moveTo(place).then(() => showPlace(input), onError);
       }
     });
   }
@@ -104,13 +126,14 @@ export function buildMapView(bridge, onError) {
   const savedName = ({ file, direction }) => `${stemOf(file.name)}-${direction}`;
   find('.save-picture', section).addEventListener('click', () => {
     if (shown) {
-      offerPicture(figure.canvas, `${savedName(shown)}.png`);
+      const request = shown;
+      savePicture((paper) => run('drawMap', { request, ...paper }), `${savedName(request)}.png`).catch(onError);
     }
   });
   find('.save-map', section).addEventListener('click', () => {
     if (shown) {
       const request = shown;
-      withProgress('Writing the map', () => bridge.run('saveMap', { request }))
+      withProgress('Writing the map', () => run('saveMap', { request }))
         .then((blob) => offer(blob, `${savedName(request)}-${request.ratio}.npy`))
         .catch(onError);
     }

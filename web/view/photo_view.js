@@ -1,41 +1,43 @@
 /** A photo of the main camera before and after, with a slider between the two. */
-import { find, make, offerPicture, stemOf } from './elements.js';
+import { find, make, offer, stemOf } from './elements.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 
-/** Reads a picture file: {name, bitmap}. */
-export async function readPhoto(file) {
-  return { name: file.name, bitmap: await createImageBitmap(file, { colorSpaceConversion: 'none' }) };
-}
-
-/** `show(request)` shows {file, direction, photo}: the photo as the map of the file sees it, or nothing for null. */
-export function buildPhotoView(bridge, onError) {
+/**
+ * `show(request)` shows {key, file, direction, photo}: the photo as the map of the file sees it, or nothing for null.
+ * `onRemove` is called by the button.
+ */
+export function buildPhotoView({ run }, onError, onRemove) {
   const section = find('#photo');
   const [before, after] = [find('.before', section), find('.after', section)];
   const divider = find('#divider');
   const help = find('.help', section);
   const result = find('.result', section);
+  /** The photo in the elements, and what is saved of it. */
+  let held = null;
   let saved = null;
   const view = latestIn(section, draw, onError);
 
   async function draw({ file, direction, photo }, signal) {
     const verb = direction === 'undistort' ? 'straightened' : 'bent';
-    find('h2', section).textContent = `${photo.name}, ${verb} by ${file.name}`;
-    after.setAttribute('aria-label', `The photo, ${verb}`);
     saved = null;
-    const misfit = misfitOf(photo.bitmap, file.examination);
-    help.textContent = misfit?.words ?? '';
-    result.hidden = Boolean(misfit?.isFatal);
+    hold(photo);
+    const obstacle = file ? misfitOf(photo, file.examination) : 'It is shown as soon as an accepted file is.';
+    result.hidden = obstacle !== '';
+    find('h2', section).textContent = file ? `${photo.name}, ${verb} by ${file.label}` : photo.name;
+    help.textContent = obstacle;
     if (result.hidden) {
       return;
     }
-    const pixels = drawBefore(photo.bitmap, file.examination);
     const answer = await withProgress(`The photo is ${verb}`, (onProgress) =>
-      bridge.run('remapPhoto', { file, direction, pixels }, { onProgress, signal }),
+      run('remapPhoto', { file, direction, photo: photo.file }, { onProgress, signal }),
     );
-    result.hidden = !answer.pixels;
-    if (answer.pixels) {
-      drawAfter(answer.pixels);
+    result.hidden = !answer.bitmap;
+    if (answer.bitmap) {
+      Object.assign(after, { width: photo.width, height: photo.height });
+      after.setAttribute('aria-label', `The photo, ${verb}`);
+      after.getContext('bitmaprenderer').transferFromImageBitmap(answer.bitmap);
+      divide();
       saved = `${stemOf(photo.name)}-${verb}.png`;
     } else {
       const lines = answer.lines.map((line) => make('samp', { textContent: line }));
@@ -43,17 +45,18 @@ export function buildPhotoView(bridge, onError) {
     }
   }
 
-  function drawBefore(bitmap, { width, height }) {
-    Object.assign(before, { width, height });
-    const context = before.getContext('2d', { willReadFrequently: true });
-    context.drawImage(bitmap, 0, 0, width, height);
-    return context.getImageData(0, 0, width, height).data;
-  }
-
-  function drawAfter(pixels) {
-    Object.assign(after, { width: before.width, height: before.height });
-    after.getContext('2d').putImageData(new ImageData(pixels, before.width, before.height), 0, 0);
-    divide();
+  /** Puts a photo, or none, into the elements, which hold its memory. */
+  function hold(photo) {
+    if (held?.photo !== photo) {
+      URL.revokeObjectURL(held?.address);
+      held = photo && { photo, address: URL.createObjectURL(photo.file) };
+      before.toggleAttribute('src', false);
+      Object.assign(after, { width: 1, height: 1 });
+      if (held) {
+        before.src = held.address;
+        section.scrollIntoView({ block: 'nearest' });
+      }
+    }
   }
 
   const divide = () => (after.style.clipPath = `inset(0 0 0 ${divider.value}%)`);
@@ -68,18 +71,27 @@ export function buildPhotoView(bridge, onError) {
   const frame = find('.photo', section);
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
-  find('.save-picture', section).addEventListener('click', () => saved && offerPicture(after, saved));
-  return view;
+  find('.save-picture', section).addEventListener('click', () => {
+    const name = saved;
+    if (name) {
+      after.toBlob((blob) => offer(blob, name), 'image/png');
+    }
+  });
+  find('.remove', section).addEventListener('click', onRemove);
+  return {
+    show(request) {
+      view.show(request);
+      if (!request) {
+        hold(null);
+      }
+    },
+  };
 }
 
-/** How the photo differs from what the camera records: {isFatal, words}, or null. */
-function misfitOf(bitmap, { width, height }) {
-  if (bitmap.width === width && bitmap.height === height) {
-    return null;
-  }
-  const sizes = `The photo has ${bitmap.width} x ${bitmap.height} pixels and the camera ${width} x ${height}`;
-  const isSameShape = Math.abs((bitmap.width * height) / (bitmap.height * width) - 1) < 0.01;
-  return isSameShape
-    ? { isFatal: false, words: `${sizes}: it is shown in the camera's size.` }
-    : { isFatal: true, words: `${sizes}: it does not come from this camera as it is, or it has been cut.` };
+/** Why the photo is none that the camera records as it is, or ''. */
+function misfitOf(photo, { width, height }) {
+  return photo.width === width && photo.height === height
+    ? ''
+    : `The photo has ${photo.width} x ${photo.height} pixels and the camera ${width} x ${height}: ` +
+        'it does not come from this camera as it is, or it has been cut or scaled. Drop the photo as it was recorded.';
 }
