@@ -19,6 +19,7 @@
 #include "inspection/map.h"
 #include "inspection/npy.h"
 #include "inspection/remap.h"
+#include "inspection/table.h"
 #include "inspection/text.h"
 #include "inspection/usability.h"
 
@@ -110,7 +111,9 @@ const char* checkAsDevice() {
     return answered([&](Answer& out) { out("status", status); });
 }
 
-/** {check, words} of a file of so many bytes, and of one that is complete {info, parameters}, too.
+/**
+ * {check, words, columns, row} of a file of so many bytes, and of one that is complete
+ * {info, parameters}, too.
  */
 const char* inspectFile(const char* name, double size, int32_t isReadable) {
     const bool isComplete = isReadable != 0 && size >= int32_t{CALIBMAP_FILE_SIZE};
@@ -122,6 +125,8 @@ const char* inspectFile(const char* name, double size, int32_t isReadable) {
     return answered([&](Answer& out) {
         out("check", check);
         out("words", inWords(check));
+        out("columns", columnsOfChecks());
+        out("row", rowOf(check));
         out("fileSize", int32_t{CALIBMAP_FILE_SIZE});
         if (isComplete) {
             const Camera camera = mainCameraOf(images[0]);
@@ -261,16 +266,22 @@ const char* compareFiles(const char* first, const char* second, int32_t undistor
     });
 }
 
-/** {map, fields}: one direction of two files in numbers. */
+/** {map, fields, columns, row}: one direction of two files in numbers. */
 const char* differ(const char* first, const char* second, int32_t undistorts) {
     const auto difference =
         directionDifferenceOf(images[0], images[1], first, second, directionOf(undistorts), 0);
     if (!difference) {
         abort();
     }
+    const Difference whole = {{first, second},
+                              {judge(images[0]), judge(images[1])},
+                              {*difference},
+                              fieldDifferencesOf(images[0], images[1])};
     return answered([&](Answer& out) {
         out("map", *difference);
-        out("fields", fieldDifferencesOf(images[0], images[1]));
+        out("fields", whole.fields);
+        out("columns", columnsOfDifferences());
+        out("row", rowOf(whole));
     });
 }
 }

@@ -16,18 +16,14 @@ const columns = [
   ['root mean square', (file) => pixels(apartOf(file).rootMeanSquare), (file) => apartOf(file).rootMeanSquare ?? -1],
 ].map(([name, text, rank = text]) => ({ name, text, rank }));
 
-/** The columns of the program's `check --csv` and `diff --csv`. */
-const savedColumns = {
-  file: ({ label }) => label,
-  status: ({ examination }) => examination.status,
-  reasons: ({ examination }) => reasonsOf(examination),
-  largest: (file) => apartOf(file).largest,
-  rms: (file) => apartOf(file).rootMeanSquare,
-  p50: (file) => apartOf(file).median,
-  p95: (file) => apartOf(file).percentile95,
-  p99: (file) => apartOf(file).percentile99,
-  fields: ({ differences }) => differences?.fields?.map(({ field }) => field).join(' '),
-};
+/** The row of a saved table: that of the program's `check --csv`, then those columns of `diff --csv` that it lacks. */
+function savedRow({ label, examination, differences }) {
+  const found = new Map();
+  for (const { columns: names = [], row } of [differences ?? {}, examination]) {
+    names.forEach((name, i) => found.set(name, row[i]));
+  }
+  return found.set('file', label);
+}
 
 /** `onShow(file)`, `onTick(file, isTicked)`, `onReference()` and `onClear()` are called by what is pressed. */
 export function buildTableView({ onShow, onTick, onReference, onClear }) {
@@ -102,9 +98,11 @@ export function buildTableView({ onShow, onTick, onReference, onClear }) {
   find('.compare-all', section).addEventListener('click', onReference);
   find('.clear', section).addEventListener('click', onClear);
   find('.save-csv', section).addEventListener('click', () => {
-    const cell = (value = '') => (/[",\n\r]/.test(value) ? `"${String(value).replaceAll('"', '""')}"` : value);
-    const lines = shown.files.map((file) => Object.values(savedColumns).map((column) => cell(column(file))));
-    save('csv', [Object.keys(savedColumns), ...lines].map((line) => `${line.join()}\n`).join(''));
+    const cell = (value = '') => (/[",\n\r]/.test(value) ? `"${value.replaceAll('"', '""')}"` : value);
+    const saved = shown.files.map(savedRow);
+    const names = [...new Set(saved.flatMap((row) => [...row.keys()]))];
+    const lines = [names, ...saved.map((row) => names.map((name) => row.get(name)))];
+    save('csv', lines.map((line) => `${line.map(cell).join()}\n`).join(''));
   });
   find('.save-json', section).addEventListener('click', () => {
     const record = (file) => ({ ...file.examination.check, ...file.differences, key: undefined, file: file.label });
