@@ -3,12 +3,14 @@
 import concurrent.futures
 import json
 import os
+import pickle
 import re
 import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 import numpy
 
@@ -24,6 +26,18 @@ PACKAGE = os.path.dirname(os.path.abspath(calibmap.__file__))
 LIBRARY = os.path.join(PACKAGE, "libcalibmap.so.1")
 HEADER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "calibmap.h")
 SAMPLE = "--width 322 --height 246 --fx 210 --fy 215 --cx 159 --cy 124"
+
+MESSAGES = {
+    1: "the request makes no sense",
+    4: "there is no such file",
+    7: "the map cannot be computed",
+    8: "the file cannot be read or is shorter than 6268 bytes",
+    9: "a checksum of the file is wrong",
+    10: "the device did not pass its calibration: the file's pass flag is not 1",
+    11: "the count of live vectors is not what it has to be",
+    12: "the count of live matrices is not what it has to be",
+    13: "there is no such kind of map",
+}
 
 
 def tool(*arguments):
@@ -94,6 +108,9 @@ class Reader(unittest.TestCase):
                 self.assertEqual(found.dtype, expected.dtype)
                 self.assertEqual(found.shape, (2, 246 // ratio, 322 // ratio))
                 self.assertEqual(found.tobytes(), expected.tobytes())
+        self.assertEqual(
+            calibmap.maps(self.file).tobytes(), calibmap.maps(self.file, "undistort", 1).tobytes()
+        )
 
     @unittest.skipIf(cv2 is None, "the distribution's OpenCV is not installed")
     def test_maps_as_opencv_takes_them(self):
@@ -128,17 +145,30 @@ class Reader(unittest.TestCase):
                     request(name)
                 self.assertEqual(caught.exception.status, status)
                 self.assertIn(name, str(caught.exception))
-                self.assertIn(caught.exception.message, str(caught.exception))
+                self.assertEqual(
+                    str(caught.exception), f"{name}: {MESSAGES[status]} (status {status})"
+                )
+                again = pickle.loads(pickle.dumps(caught.exception))
+                self.assertEqual(
+                    (again.path, repr(again.status)), (name, repr(calibmap.Status(status)))
+                )
         # Byte 20 is the highest of the image's height; the checksum behind the block makes up for it.
         huge = self.changed({20: 0x10, 4125: -0x10})
         self.assertEqual(calibmap.intrinsics(huge).main.height, 246 + 0x10000000)
-        for name, ratio in ((os.fsencode(self.file), 248), (huge, 1)):
+        # An order that the models do not have, of which only the library's computation tells.
+        order = self.changed({97: -2, 4125: 2})
+        for name, ratio in ((os.fsencode(self.file), 248), (huge, 1), (order, 1)):
             with self.assertRaises(calibmap.CalibrationError) as caught:
                 calibmap.maps(name, ratio=ratio)
             self.assertEqual(caught.exception.status, calibmap.Status.STEP_FAILED)
-        for arguments in (("sideways",), ("distort", 0), ("distort", 3), ("distort", 2**32 + 2)):
+            self.assertTrue(str(caught.exception).startswith(os.fsdecode(name) + ": the map cannot"))
+        for arguments in (("sideways",), ("distort", 0), ("distort", 3), ("distort", 2**31)):
             with self.assertRaises(ValueError):
                 calibmap.maps(self.file, *arguments)
+        with unittest.mock.patch("calibmap._MOST_SAMPLES", 246 * 322):
+            calibmap.maps(self.file)
+        with unittest.mock.patch("calibmap._MOST_SAMPLES", 246 * 322 - 1):
+            self.assertRaises(calibmap.CalibrationError, calibmap.maps, self.file)
         with self.assertRaises(ValueError):
             calibmap.maps(self.file + "\0")
         with self.assertRaisesRegex(TypeError, "'undistort', not of type list"):
@@ -152,7 +182,8 @@ class Reader(unittest.TestCase):
         self.assertEqual(expected.pop("SUCCESS"), 0)
         self.assertEqual({status.name: status.value for status in calibmap.Status}, expected)
         for status in calibmap.Status:
-            self.assertTrue(calibmap.CalibrationError("", status).message)
+            error = calibmap.CalibrationError("", status.value)
+            self.assertEqual((error.message, repr(error.status)), (MESSAGES[status], repr(status)))
 
     def test_standard_output_belongs_to_the_program(self):
         """Refusals print nothing, and what other threads print meanwhile comes through."""
@@ -198,8 +229,9 @@ class Reader(unittest.TestCase):
             found = python(program, package=package, **environment)
             self.assertEqual((found.stdout.strip(), found.stderr), (expected, ""))
         shutil.copy(LIBRARY, beside)
-        found = python(program, package=package, LD_LIBRARY_PATH=system, CALIBMAP_LIBRARY="")
-        self.assertEqual(found.stdout.strip(), beside)
+        for chosen in ("", other):
+            found = python(program, package=package, LD_LIBRARY_PATH=system, CALIBMAP_LIBRARY=chosen)
+            self.assertEqual(found.stdout.strip(), chosen or beside)
 
 
 if __name__ == "__main__":

@@ -4,11 +4,11 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" clang lld wasi-libc libc++-14-dev-wasm32 libclang-rt-14-dev-wasm32 esbuild python3
+need "${BUILD_PACKAGES[@]}" "${PAGE_PACKAGES[@]}"
 build web
 [ "${1:-}" != build ] || exit 0
 
-need "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" chromium chromium-driver python3-selenium python3-pil
+need "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${BROWSER_PACKAGES[@]}"
 command -v npm >/dev/null || need nodejs npm
 echo "installing: the packages of web/package-lock.json, into web/node_modules"
 npm ci --prefix web --ignore-scripts --no-audit --no-fund --loglevel=error

@@ -389,6 +389,9 @@ class ToolTest(unittest.TestCase):
         text = self.run_tool('info', '--coefficients', '-', input=bytes(bad)).stdout.decode()
         self.assertRegex(text, r'^standard input: refused, status 9: .*main camera.*\n  cannot be used: main.fx is inf\n')
         self.assertIn(f' {expected[13]:.8f}', text)
+        wide, high = (sum(math.degrees(math.atan(part / 425)) for part in parts) for parts in ((319.2, 320.8), (242.8, 237.2)))
+        text = self.run_tool('info', 'lens.bin').stdout.decode()
+        self.assertRegex(text, rf'\n  image +640 x 480 pixels\n(.*\n)+  field of view +{wide:.1f} x {high:.1f} degrees')
         text = self.run_tool('info', '-', input=sealed(good, mainFx=1e30, subFx=-1e-30)).stdout.decode()
         self.assertRegex(text, r'(?s) fx 1e\+30, fy 425\.000 pixels\n.* fx -1e-30, fy 1402\.500 pixels\n')
 
