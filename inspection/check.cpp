@@ -59,7 +59,7 @@ CheckInWords inWords(const Check& check) {
         words.remedy = calibrateAgain;
     } else {
         words.headline = "Accepted and usable: a device takes this file";
-        words.agreement = "The " + agreementOf(*check.usability.roundTrip) + "; " +
+        words.agreement = "The " + agreementOf(*check.usability.roundTrip) + ", " +
                           sentenceOf(*check.usability.bend) + ".";
     }
     for (const CheckedRange& range : check.ranges) {
