@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <numbers>
 #include <utility>
@@ -23,7 +24,21 @@ double roundingOf(const Camera& camera) {
     return std::ldexp(reach, -21);
 }
 
+/** True where a model only continues what it was fitted to. */
+bool isExtrapolated(const Camera& camera, const PixelValues& values, const CoordinateMap* map,
+                    Point pixel) {
+    if (map == nullptr || !values.fitted) {
+        return false;
+    }
+    const Point straight =
+        values.fitted->direction == Direction::undistort ? pixel : mapped(*map, pixel);
+    const double slope =
+        std::hypot((straight.x - camera.cx) / camera.fx, (straight.y - camera.cy) / camera.fy);
+    return !(std::atan(slope) <= values.fitted->angle * std::numbers::pi / 180);
+}
+
 std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, double top,
+                               const std::function<bool(Point)>& isHatched,
                                const Reached& reached) {
     // The colours are many; a table of them is as good as any number of them.
     constexpr int count = 1024;
@@ -47,7 +62,9 @@ std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, 
     auto next = dots.begin();
     for (int row = 0; row < plot.height; ++row) {
         for (int col = 0; col < plot.width; ++col) {
-            const Dot dot = dotAt(pixelAt(layout, {plot.left + col + 0.5, plot.top + row + 0.5}));
+            const Point pixel = pixelAt(layout, {plot.left + col + 0.5, plot.top + row + 0.5});
+            const bool isOnStripe = (col + row) % static_cast<int>(8 * layout.scale) == 0;
+            const Dot dot = isOnStripe && isHatched(pixel) ? uncovered : dotAt(pixel);
             next = std::copy(dot.begin(), dot.end(), next);
         }
         if (reached) {
@@ -276,6 +293,11 @@ std::vector<std::string> titlesOf(const Figure& figure, const PixelValues& value
     }
     std::vector<std::string> titles = {titleOf(figure.layout, wording), wording.colours,
                                        wording.size + " \u00b7 " + fact};
+    if (values.fitted) {
+        titles.push_back(
+            format("Hatched: more than %g\u00b0 off the axis, where nothing was fitted",
+                   values.fitted->angle));
+    }
     const double stretch = figure.layout.stretch;
     if (stretch != 1) {
         titles.push_back(format("Not in proportion: drawn %.3g times as %s as it is",
@@ -345,7 +367,9 @@ Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& v
     }
     figure.top = figure.largest > 0 && values.top > 0 ? values.top : figure.largest;
     figure.place = onPaper(layout, values.place);
-    figure.heatMap = heatMapOf(layout, values, figure.top, reached);
+    figure.heatMap = heatMapOf(
+        layout, values, figure.top,
+        [&](Point pixel) { return isExtrapolated(camera, values, map, pixel); }, reached);
     if (map != nullptr) {
         figure.regularGrid = gridOf(layout, values.covered, nullptr);
         figure.mappedGrid = gridOf(layout, values.covered, map);

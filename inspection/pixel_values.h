@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "inspection/contour.h"
@@ -8,6 +9,13 @@
 #include "inspection/map.h"
 #include "inspection/point.h"
 #include "inspection/statistics.h"
+
+/** How far from its axis, in degrees, a lens was known when the model of this direction was fitted.
+ */
+struct FittedView {
+    Direction direction;
+    double angle;
+};
 
 /**
  * Values at evenly spaced pixels of an image, row by row: column i and row i stand at
@@ -21,6 +29,7 @@ struct PixelValues {
     double largest; /**< of all the picture speaks of; not a number where none of them is one */
     Point place;    /**< where it is, in pixels */
     double top = 0; /**< what the lightest colour stands for, and all above it; 0 is the largest */
+    std::optional<FittedView> fitted = {}; /**< of the model, unless it is all that is shown */
 };
 
 /**

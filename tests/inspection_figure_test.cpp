@@ -314,6 +314,35 @@ TEST(Figure, AScaleMayEndBelowTheLargest) {
     }
 }
 
+TEST(Figure, WhatWasNotFittedIsHatched) {
+    const CoordinateMap map = mapOf(600, 400, 1, lens);
+    for (const Direction direction : {Direction::undistort, Direction::distort}) {
+        PixelValues values = displacementsOf(map, displacementOf(map).moved, 900);
+        values.fitted = FittedView{direction, 20};
+        const Figure hatched = figureOf(layOut(camera, 900, 0), camera, values, &map,
+                                        wordingOf(map, camera, direction, "a"));
+        EXPECT_EQ(hatched.title.back(),
+                  "Hatched: more than 20\u00b0 off the axis, where nothing was fitted");
+        int striped = 0;
+        int outside = 0;
+        for (int row = 0; row < 469; ++row) {
+            for (int col = 0; col < 704; ++col) {
+                const Point pixel = pixelOf({col + 74.5, row + 100.5});
+                const Point straight = direction == Direction::undistort ? pixel : lens(pixel);
+                const double slope = std::hypot((straight.x - camera.cx) / camera.fx,
+                                                (straight.y - camera.cy) / camera.fy);
+                const double angle = std::atan(slope) * 180 / 3.14159265358979;
+                const bool isStripe = dotAt(hatched, col, row) != dotAt(figure(), col, row);
+                EXPECT_FALSE(isStripe && angle < 19.99) << col << ' ' << row;
+                striped += angle > 20.01 && isStripe ? 1 : 0;
+                outside += angle > 20.01 ? 1 : 0;
+            }
+        }
+        EXPECT_GT(outside, 10000);
+        EXPECT_NEAR(striped * 8.0, outside, 0.02 * outside);
+    }
+}
+
 TEST(Figure, ThinnedValuesSpeakForAllOfTheMap) {
     constexpr Camera large = {2403, 1602, 900, 950, 1100, 800};
     CoordinateMap map = mapOf(2403, 1602, 1, lens);

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -21,6 +22,7 @@ struct DrawOptions {
     Direction direction = Direction::undistort;
     int32_t ratio = 1;
     int32_t width = 900;
+    std::optional<double> maxAngle;
 };
 
 int run(const DrawOptions& options) {
@@ -28,7 +30,10 @@ int run(const DrawOptions& options) {
     const CoordinateMap map = computeMap(options.file, image, options.direction, options.ratio);
     const Camera camera = mainCameraOf(image);
     const Progress progress("drawing");
-    const PixelValues values = displacementsOf(map, displacementOf(map).moved, options.width);
+    PixelValues values = displacementsOf(map, displacementOf(map).moved, options.width);
+    if (options.maxAngle) {
+        values.fitted = {options.direction, *options.maxAngle};
+    }
     const std::string name = std::filesystem::path(inputName(options.file)).filename().string();
     Figure figure = figureOf(layOut(camera, options.width, 0), camera, values, &map,
                              wordingOf(map, camera, options.direction, name),
@@ -46,6 +51,8 @@ void addDraw(Program& program) {
     command.direction(options->direction);
     command.ratio(options->ratio);
     command.number("--width", options->width, 400, 8000, "Width of the picture in pixels");
+    command.number("--max-angle", options->maxAngle, 1.0, 90.0,
+                   "Hatch what lies further from the axis than the file was fitted, in degrees");
     command.explain(
         "Writes a PNG picture: how far the map moves each pixel, in colour and contour lines, and\n"
         "a regular grid with the same grid where the map takes it. The lines above it name the\n"
