@@ -94,7 +94,7 @@ void draw(const Image& image, Direction direction, int32_t ratio, bool isUsable)
     hold(displacement.moved.count + displacement.moved.lost == map.x.size(), "all samples count");
     const int32_t width = image[flagControl] % 16 == 15 ? 900 : narrow;
     holdStrokes(drawingOf(figureOf(layOut(camera, width, image[flagControl] % 3), camera,
-                                   displacementsOf(map, displacement.moved, width), &map,
+                                   displacementsOf(map, displacement.moved, width), mappingOf(map),
                                    wordingOf(map, camera, direction, "input"))));
     hold(sentenceOf(map, displacement).size() < 2000, "a sentence is short");
 }

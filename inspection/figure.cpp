@@ -25,13 +25,13 @@ double roundingOf(const Camera& camera) {
 }
 
 /** True where a model only continues what it was fitted to. */
-bool isExtrapolated(const Camera& camera, const PixelValues& values, const CoordinateMap* map,
+bool isExtrapolated(const Camera& camera, const PixelValues& values, const Mapping& mapping,
                     Point pixel) {
-    if (map == nullptr || !values.fitted) {
+    if (!mapping || !values.fitted) {
         return false;
     }
     const Point straight =
-        values.fitted->direction == Direction::undistort ? pixel : mapped(*map, pixel);
+        values.fitted->direction == Direction::undistort ? pixel : mapping(pixel);
     const double slope =
         std::hypot((straight.x - camera.cx) / camera.fx, (straight.y - camera.cy) / camera.fy);
     return !(std::atan(slope) <= values.fitted->angle * std::numbers::pi / 180);
@@ -82,8 +82,8 @@ constexpr double farthest = 1e5;
  * lines along the longer side, from the first pixel to the last, and as many along the other as
  * keep the cells about square, at least five.
  */
-std::vector<Polyline> gridOf(const Layout& layout, Point covered, const CoordinateMap* map) {
-    const int steps = map != nullptr ? 400 : 1;
+std::vector<Polyline> gridOf(const Layout& layout, Point covered, const Mapping& mapping) {
+    const int steps = mapping ? 400 : 1;
     constexpr int cellsAlongLonger = 16;
     const auto cells = [](double side, double other) {
         return std::max(
@@ -95,7 +95,7 @@ std::vector<Polyline> gridOf(const Layout& layout, Point covered, const Coordina
         for (int i = 0; i <= steps; ++i) {
             const double t = static_cast<double>(i) / steps;
             const Point pixel = {std::lerp(from.x, to.x, t), std::lerp(from.y, to.y, t)};
-            const Point place = onPaper(layout, map != nullptr ? mapped(*map, pixel) : pixel);
+            const Point place = onPaper(layout, mapping ? mapping(pixel) : pixel);
             if (std::abs(place.x) < farthest && std::abs(place.y) < farthest) {
                 line.push_back(place);
             } else if (!line.empty()) {
@@ -333,7 +333,7 @@ Wording wordingOf(const CoordinateMap& map, const Camera& camera, Direction dire
                        camera.height, map.ratio, map.cols, map.rows),
         .quantity = "displacement",
         // One sample, often the middle of the image, says nothing of the lens around it.
-        .none = map.x.size() == 1 ? "the one sample does not move" : "no distortion",
+        .none = map.rows == 1 && map.cols == 1 ? "the one sample does not move" : "no distortion",
         .regularGrid = "a regular grid of the " + image,
         .mappedGrid = undistorts ? "as the camera records it" : "where it lies when straightened",
     };
@@ -357,7 +357,7 @@ Wording wordingOfDifference(const Camera& camera, Direction direction, const std
 }
 
 Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& values,
-                const CoordinateMap* map, const Wording& wording, const Reached& reached) {
+                const Mapping& mapping, const Wording& wording, const Reached& reached) {
     Figure figure{};
     figure.layout = layout;
     figure.wording = wording;
@@ -369,10 +369,10 @@ Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& v
     figure.place = onPaper(layout, values.place);
     figure.heatMap = heatMapOf(
         layout, values, figure.top,
-        [&](Point pixel) { return isExtrapolated(camera, values, map, pixel); }, reached);
-    if (map != nullptr) {
+        [&](Point pixel) { return isExtrapolated(camera, values, mapping, pixel); }, reached);
+    if (mapping) {
         figure.regularGrid = gridOf(layout, values.covered, nullptr);
-        figure.mappedGrid = gridOf(layout, values.covered, map);
+        figure.mappedGrid = gridOf(layout, values.covered, mapping);
     }
     if (figure.largest > 0) {
         figure.contours = contoursOf(layout, values, figure.top, reached);

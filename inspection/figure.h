@@ -79,8 +79,9 @@ struct Figure {
 };
 
 /**
- * Makes a figure. With a map there is a regular grid of the image, and the same grid where the map
- * takes it. Contour lines stand at the multiples of a round step, and at a tenth and a half of it.
+ * Makes a figure. With a mapping there is a regular grid of the image, and the same grid where the
+ * map takes it. Contour lines stand at the multiples of a round step, and at a tenth and a half of
+ * it.
  */
 Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& values,
-                const CoordinateMap* map, const Wording& wording, const Reached& reached = nullptr);
+                const Mapping& mapping, const Wording& wording, const Reached& reached = nullptr);

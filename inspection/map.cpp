@@ -79,6 +79,10 @@ Point mapped(const CoordinateMap& map, Point pixel) {
     return {pixel.x + moved(map.x, true), pixel.y + moved(map.y, false)};
 }
 
+Mapping mappingOf(const CoordinateMap& map) {
+    return [&map](Point pixel) { return mapped(map, pixel); };
+}
+
 double displacementAt(const CoordinateMap& map, int32_t row, int32_t col) {
     const std::size_t i = map.index(row, col);
     return map.ratio *

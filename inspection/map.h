@@ -48,6 +48,12 @@ double pixelOfSample(const CoordinateMap& map, double sample);
  */
 Point mapped(const CoordinateMap& map, Point pixel);
 
+/** Where something takes pixels, in pixels. */
+using Mapping = std::function<Point(Point pixel)>;
+
+/** The same for all pixels, as long as the map lives. */
+Mapping mappingOf(const CoordinateMap& map);
+
 /** How far, in pixels, the map moves one sample. */
 double displacementAt(const CoordinateMap& map, int32_t row, int32_t col);
 

@@ -13,6 +13,22 @@ int32_t rowsAtOnce(const Camera& camera) {
     return std::min(std::max(1'000'000 / camera.width, 4), camera.height);
 }
 
+/** Takes all rows of an image, some at once: `take(first, count)`, until one is false. */
+template <class Take>
+bool takeRows(const Camera& camera, const Reached& reached, const Take& take) {
+    const int32_t band = rowsAtOnce(camera);
+    for (int32_t first = 0, count = 0; first < camera.height; first += count) {
+        if (reached) {
+            reached(static_cast<double>(first) / camera.height);
+        }
+        count = std::min(band, camera.height - first);
+        if (!take(first, count)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 std::optional<Statistics> mapDifferenceOf(const Image& first, const Image& second,
@@ -28,15 +44,10 @@ std::optional<Statistics> mapDifferenceOf(const Image& first, const Image& secon
     std::vector<float> secondY;
     std::vector<float> distances(width);
     Distances all;
-    const int32_t band = rowsAtOnce(camera);
-    for (int32_t start = 0, count = 0; start < camera.height; start += count) {
-        if (reached) {
-            reached(static_cast<double>(start) / camera.height);
-        }
-        count = std::min(band, camera.height - start);
+    const auto take = [&](int32_t start, int32_t count) {
         if (!firstModel.rows(start, count, firstX, firstY) ||
             !secondModel.rows(start, count, secondX, secondY)) {
-            return std::nullopt;
+            return false;
         }
         for (int32_t row = 0; row < count; ++row) {
             for (std::size_t col = 0; col < width; ++col) {
@@ -51,6 +62,36 @@ std::optional<Statistics> mapDifferenceOf(const Image& first, const Image& secon
                 visit(start + row, distances);
             }
         }
+        return true;
+    };
+    if (!takeRows(camera, reached, take)) {
+        return std::nullopt;
     }
     return statisticsOf(all);
+}
+
+std::optional<Statistics> displacementOf(const Image& image, Direction direction,
+                                         const VisitRow& visit, const Reached& reached) {
+    const Camera camera = mainCameraOf(image);
+    const Evaluation model(image, direction);
+    CoordinateMap rows{0, camera.width, 1, {}, {}};
+    std::vector<float> distances(static_cast<std::size_t>(camera.width));
+    Distances all;
+    const auto take = [&](int32_t start, int32_t count) {
+        if (!model.rows(start, count, rows.x, rows.y)) {
+            return false;
+        }
+        for (int32_t row = 0; row < count; ++row) {
+            for (int32_t col = 0; col < camera.width; ++col) {
+                const std::size_t i = rows.index(row, col);
+                const double distance = std::hypot(static_cast<double>(rows.x[i]) - col,
+                                                   static_cast<double>(rows.y[i]) - (start + row));
+                distances[static_cast<std::size_t>(col)] = static_cast<float>(distance);
+                add(all, distance, {static_cast<double>(col), static_cast<double>(start + row)});
+            }
+            visit(start + row, distances);
+        }
+        return true;
+    };
+    return takeRows(camera, reached, take) ? std::optional(statisticsOf(all)) : std::nullopt;
 }

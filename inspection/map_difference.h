@@ -13,6 +13,13 @@
 using VisitRow = std::function<void(int32_t row, const std::vector<float>& distances)>;
 
 /**
+ * How far the model of one direction moves each pixel, some rows at a time. Nothing when the
+ * library refuses the model.
+ */
+std::optional<Statistics> displacementOf(const Image& image, Direction direction,
+                                         const VisitRow& visit, const Reached& reached = nullptr);
+
+/**
  * How far apart the maps of one direction of two files with the same image size take each pixel,
  * some rows at a time, so that long maps take little memory; `visit` may be empty. Nothing when the
  * library refuses a model.

@@ -47,7 +47,7 @@ CoordinateMap mapOf(int32_t width, int32_t height, int32_t ratio,
 Figure figureOfMap(const CoordinateMap& map, const Camera& cameraOfMap, int32_t width = 900,
                    double dotsPerPixel = 0, const std::string& name = "lens.bin") {
     const PixelValues values = displacementsOf(map, displacementOf(map).moved, width);
-    return figureOf(layOut(cameraOfMap, width, dotsPerPixel), cameraOfMap, values, &map,
+    return figureOf(layOut(cameraOfMap, width, dotsPerPixel), cameraOfMap, values, mappingOf(map),
                     wordingOf(map, cameraOfMap, Direction::distort, name));
 }
 
@@ -319,7 +319,7 @@ TEST(Figure, WhatWasNotFittedIsHatched) {
     for (const Direction direction : {Direction::undistort, Direction::distort}) {
         PixelValues values = displacementsOf(map, displacementOf(map).moved, 900);
         values.fitted = FittedView{direction, 20};
-        const Figure hatched = figureOf(layOut(camera, 900, 0), camera, values, &map,
+        const Figure hatched = figureOf(layOut(camera, 900, 0), camera, values, mappingOf(map),
                                         wordingOf(map, camera, direction, "a"));
         EXPECT_EQ(hatched.title.back(),
                   "Hatched: more than 20\u00b0 off the axis, where nothing was fitted");

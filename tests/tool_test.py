@@ -466,12 +466,13 @@ class ToolTest(unittest.TestCase):
         self.assertEqual([json.loads(line)['file'] for line in told], ['lens.bin', 'other.bin'])
         # Maps of 12 million pixels and 400 megabytes, compared in a few.
         self.write('large.bin', sealed(good, width=struct.pack('<i', 4000), height=struct.pack('<i', 3000)))
-        with subprocess.Popen([PROGRAM, 'diff', 'large.bin', 'large.bin'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
-            _, status, usage = os.wait4(process.pid, 0)
-            process.returncode = status
-        self.assertEqual(status, 0)
-        if not SANITIZED:
-            self.assertLess(usage.ru_maxrss, 120000)
+        for command in (['diff', 'large.bin', 'large.bin'], ['draw', 'large.bin', '-o', 'large.png']):
+            with subprocess.Popen([PROGRAM, *command], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+                _, status, usage = os.wait4(process.pid, 0)
+                process.returncode = status
+            self.assertEqual(status, 0)
+            if not SANITIZED:
+                self.assertLess(usage.ru_maxrss, 100000)
 
     def test_point(self):
         self.sample()
@@ -536,6 +537,8 @@ class ToolTest(unittest.TestCase):
                 (['map', 'vast.bin', '-o', 'out.npy'], 1, 'vast.bin: .*20000 x 20000.*status 7(?=.*from ratio 2 on)'),
                 (['map', 'line.bin', '-o', 'out.npy'], 1, 'line.bin: .*2147483647 x 1 pixels is too large for a map'),
                 (['draw', 'line.bin', '--ratio', '2', '-o', 'out.png'], 1, 'line.bin: .* too large for a map'),
+                (['draw', 'line.bin', '-o', 'out.png'], 1, 'line.bin: .* too large for a map'),
+                (['draw', 'vast.bin', '-o', 'out.png'], 1, 'vast.bin: .*20000 x 20000.*status 7(?=.*from ratio 2 on)'),
                 (['draw', '-', '-o', 'out.png'], 1, 'standard input: has 0 bytes'),
                 (['draw', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['pattern', '-o', 'out.jpg'], 2, 'out.jpg'),
                 (['diff', 'lens.bin', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['diff', 'lens.bin'], 2, 'FILE is required'),

@@ -182,8 +182,8 @@ const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
     const Layout layout = layOut(camera, width, dotsPerPixel);
     const Wording wording = wordingOf(map, camera, mapDirection, name);
     const Figure figure =
-        figureOf(layout, camera, displacementsOf(map, displacement.moved, width), &map, wording,
-                 [](double part) { showReached((1 + 2 * part) / 3); });
+        figureOf(layout, camera, displacementsOf(map, displacement.moved, width), mappingOf(map),
+                 wording, [](double part) { showReached((1 + 2 * part) / 3); });
     return answered([&](Answer& out) {
         out("title", wording.title + wording.name);
         out("colours", wording.colours);

@@ -31,7 +31,7 @@ int main(int /*argc*/, char** argv) try {
     }
     const int32_t width = std::atoi(argv[3]);
     const PixelValues values = displacementsOf(map, displacementOf(map).moved, width);
-    Figure figure = figureOf(layOut(camera, width, 1), camera, values, &map,
+    Figure figure = figureOf(layOut(camera, width, 1), camera, values, mappingOf(map),
                              wordingOf(map, camera, direction, "lens.bin"));
     Answer answer;
     answer.put(drawingOf(std::move(figure)));
