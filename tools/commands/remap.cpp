@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "commands/commands.h"
 #include "drawing/picture.h"
 #include "failure.h"
+#include "inspection/soundness.h"
 #include "maps.h"
 #include "output.h"
 #include "progress.h"
@@ -62,8 +64,16 @@ Picture applied(const CoordinateMap& map, const Picture& source, Border border) 
 
 int run(const RemapOptions& options) {
     const Image image = loadCalibration(options.file);
+    const Camera camera = mainCameraOf(image);
+    refuseImpossibleMap(options.file, image, options.direction, 1);
+    if (!sizeFault(camera, 1).empty()) {
+        refuseMap(options.file, image, options.direction, 1, CALIBMAP_STEP_FAILED);
+    }
+    // Read by another thread, if there may be one, while this one computes.
+    std::future<Picture> reading =
+        std::async(readPicture, options.input, camera.width, camera.height);
     const CoordinateMap map = computeMap(options.file, image, options.direction, 1);
-    const Picture source = readPicture(options.input, map.cols, map.rows);
+    const Picture source = reading.get();
     writePicture(options.output, source.bits == 8 ? applied<uint8_t>(map, source, options.border)
                                                   : applied<uint16_t>(map, source, options.border));
     return exitGood;
