@@ -42,12 +42,6 @@ install(FILES CHANGELOG.md DESTINATION ${documents} COMPONENT development)
 install(DIRECTORY docs/ DESTINATION ${documents} COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 
-# The preset package names the page; it is made by another preset, for another machine.
-set(CALIBMAP_PAGE "" CACHE FILEPATH "The page for browsers that is installed, if any")
-if(CALIBMAP_PAGE)
-    install(FILES ${CALIBMAP_PAGE} DESTINATION ${CMAKE_INSTALL_DATADIR}/calibmap COMPONENT tool)
-endif()
-
 # The program finds the library beside it, wherever the tree stands.
 if(TARGET calibmap-tool)
     file(RELATIVE_PATH pathToLibrary ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

@@ -6,8 +6,7 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" make python3-pip python3-venv \
-    python3-opencv binutils
+need "${BUILD_PACKAGES[@]}" make pkg-config python3-numpy
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -81,6 +80,7 @@ if [ $# -gt 0 ]; then
     consume "$prefix"
     exit
 fi
+need "${TOOL_PACKAGES[@]}" python3-pip python3-venv python3-opencv binutils
 
 installAndMove() {
     local preset=$1

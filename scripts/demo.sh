@@ -5,9 +5,8 @@
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}"
-# The build that the packages are made of does without the tests and what they need.
-build package calibmap-tool calibmap-demo
-PATH=$PWD/build/package/tools:$PWD/build/package/examples:$PATH
+build program calibmap-tool calibmap-demo
+PATH=$PWD/build/program/tools:$PWD/build/program/examples:$PATH
 
 # The library keeps the path of its file in 33 bytes, so a longer TMPDIR would not do.
 device=$(mktemp -d /tmp/calibmap-XXXXXX)

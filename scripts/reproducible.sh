@@ -5,19 +5,18 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" git python3-minimal diffutils
+need "${BUILD_PACKAGES[@]}" git python3-minimal diffutils
 
 # makeAll RESULTS: everything that is handed out, in one folder.
 makeAll() {
     {
         scripts/package.sh build &&
-            PYTHONPATH=python /usr/bin/python3 -B -c \
-                "import build_wheel as make; make.build_wheel('$1'); make.build_sdist('$1')"
+            PYTHONPATH=python /usr/bin/python3 -B -c "import build_wheel; build_wheel.build_wheel('$1')"
     } >"$work/log" 2>&1 || {
         cat "$work/log"
         return 1
     }
-    cp build/package/*.deb build/package/libcalibmap.so build/web/calibmap.html "$1"
+    cp build/package/*.{deb,dsc,tar.?z,cdx.json} build/package/*/build/web/calibmap.html "$1"
 }
 
 work=$(mktemp -d)

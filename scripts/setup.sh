@@ -24,7 +24,8 @@ BUILD_PACKAGES=(g++ cmake ninja-build)
 TOOL_PACKAGES=(libcli11-dev libeigen3-dev libspng-dev libturbojpeg0-dev libcairo2-dev libyaml-cpp-dev nlohmann-json3-dev
     libpugixml-dev pkg-config help2man)
 TEST_PACKAGES=(libgtest-dev python3-numpy)
-PAGE_PACKAGES=(clang lld wasi-libc libc++-14-dev-wasm32 libclang-rt-14-dev-wasm32 esbuild python3)
+PAGE_PACKAGES=(clang lld llvm wasi-libc libc++-14-dev-wasm32 libclang-rt-14-dev-wasm32 esbuild python3
+    python3-debian)
 BROWSER_PACKAGES=(chromium chromium-driver python3-selenium python3-pil)
 BENCH_PACKAGES=(libgsl-dev libeigen3-dev libopencv-calib3d-dev libopencv-imgproc-dev)
 
