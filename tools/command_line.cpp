@@ -187,7 +187,8 @@ void Command::direction(Direction& direction) {
         "--direction", direction,
         {{nameOf(Direction::undistort), Direction::undistort},
          {nameOf(Direction::distort), Direction::distort}},
-        "undistort: from the straight image to the recorded one; distort: the inverse");
+        "undistort: from the straight (undistorted) image to the recorded (distorted) one; distort: "
+        "the inverse");
 }
 
 void Command::ratio(int32_t& ratio) {
