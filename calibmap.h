@@ -51,7 +51,7 @@
 
 #define CALIBMAP_VERSION_MAJOR 1
 #define CALIBMAP_VERSION_MINOR 2
-#define CALIBMAP_VERSION_PATCH 0
+#define CALIBMAP_VERSION_PATCH 1
 
 #define CALIBMAP_API __attribute__((visibility("default")))
 
