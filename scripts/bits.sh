@@ -24,21 +24,13 @@ run() {
         cat "$log"
         return 1
     }
-    sed -n -E '/Test +#.*(golden_test|machine_code|hardened|android_blueprint)/p; /tests passed/p' "$log"
+    sed -n -E '/Test +#.*((arithmetic|golden)_test|machine_code|hardened|android_blueprint)/p; /tests passed/p' "$log"
 }
 
-library='golden_test.*|machine_code|hardened_library'
-golden=(calibmap golden_test golden_test_O0 golden_test_O2 golden_test_O3)
+library='(arithmetic|golden)_test_.*|golden_test|machine_code|hardened_library'
+golden=(calibmap arithmetic_test golden_test golden_test_O0 golden_test_O2 golden_test_O3)
 run release "^($library|android_blueprint)$" "${golden[@]}"
 run clang "^($library)$" "${golden[@]}"
-
-# The library takes the widest vectors of the processor: these two have two and four lanes.
-for cpu in qemu64 max; do
-    for preset in release clang; do
-        echo "== $preset on the emulated processor $cpu"
-        qemu-x86_64 -cpu "$cpu" "build/bits-$preset/tests/golden_test" --gtest_brief=1
-    done
-done
 
 run arm64-clang "^($library)$" "${golden[@]}"
 run arm64 . all

@@ -39,6 +39,11 @@ def program(name):
     return Test(name, [name], [f'{NATIVE}/tests/{name}', '--gtest_brief=1', '--gtest_fail_fast'])
 
 
+def emulated(name, cpu):
+    """A test on a processor with other vectors than that of this machine."""
+    return program(name)._replace(name=f'{name}_{cpu}', command=['qemu-x86_64', '-cpu', cpu, *program(name).command])
+
+
 def script(path, *arguments, targets=('calibmap-tool',)):
     return Test(path, list(targets), [PYTHON, '-B', path, *arguments, '-f'])
 
@@ -50,12 +55,14 @@ PYTHON_TEST = script('python/test_calibmap.py', targets=('calibmap-tool', 'calib
 PAGE_TEST = script('web/tests/browser_test.py', PAGE, NATIVE, targets=('calibmap-tool', 'drawing_record'))
 INSPECTION, FIGURE, MAKING = map(program, ('inspection_test', 'inspection_figure_test', 'making_test'))
 PROGRAM = [TOOL_TEST, MAKE_TEST, OUTPUT_TEST, READERS_TEST]
+LANES = [emulated('arithmetic_test', cpu) for cpu in ('qemu64', 'max')]
 # The tests that may notice a fault, likeliest first, by the folder that it is in; the longest name counts.
 LIBRARY = ('arithmetic', 'calib', 'container', 'distortion', 'spline')
 NOTICERS = {
     **dict.fromkeys(LIBRARY,
                     [program(f'{name}_test') for name in ('transcript', 'arithmetic', 'golden', 'grid', 'spline', 'calibration',
-                                                          'faults', 'hostile_files', 'stacks', 'threads')]),
+                                                          'faults')] + LANES +
+                    [program(f'{name}_test') for name in ('hostile_files', 'stacks', 'threads')]),
     'inspection': [INSPECTION, FIGURE, *PROGRAM, PYTHON_TEST],
     'tools': [*PROGRAM, MAKING],
     'tools/making': [MAKING, MAKE_TEST, READERS_TEST, TOOL_TEST],
@@ -67,6 +74,13 @@ NOTICERS = {
 
 def folder_of(file):
     return max((folder for folder in NOTICERS if file == folder or file.startswith(folder + '/')), key=len)
+
+
+def noticers(fault):
+    """The tests that may notice a fault. Of the page's, which take long, the one that is named behind it comes first."""
+    tests = NOTICERS[folder_of(fault.file)]
+    named = re.search(r'\((test_\w+)\)$', fault.what)
+    return [test._replace(command=[*test.command, '-k', named[1]]) for test in tests if named] + tests
 
 
 def read(path):
@@ -123,10 +137,10 @@ def build(tree, targets, with_page):
 def notices(tree, test):
     """What of a test fails in the copy, or nothing."""
     def limits():
-        # A fault may ask for everything. Chromium reserves more than there is.
-        if test is not PAGE_TEST:
+        # A fault may ask for everything. Chromium reserves more than there is, and is given huge files that hold nothing.
+        if test.name != PAGE_TEST.name:
             resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
-        resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
         # What runs behind a shell ignores them, and so would the programs that are tested.
         for number in (signal.SIGINT, signal.SIGQUIT):
             signal.signal(number, signal.SIG_DFL)
@@ -176,8 +190,8 @@ def attempt(tree, fault):
     content = read(fault.file)
     write(f'{tree}/{fault.file}', content[:fault.first] + fault.text + content[fault.behind:])
     try:
-        for test in NOTICERS[folder_of(fault.file)]:
-            if not build(tree, test.targets, test is PAGE_TEST):
+        for test in noticers(fault):
+            if not build(tree, test.targets, test.name == PAGE_TEST.name):
                 return 'does not compile'
             if notice := notices(tree, test):
                 return 'noticed by ' + notice
@@ -190,9 +204,7 @@ def attempts(faults):
     """Tries faults in as many copies as there are processors; yields each with what has become of it."""
     # What takes longest first, so that no processor waits at the end.
     faults = sorted(faults, key=lambda fault: not fault.file.startswith('web/'))
-    tests = list(dict.fromkeys(test.name for fault in faults for test in NOTICERS[folder_of(fault.file)]))
-    by_name = {test.name: test for tests in NOTICERS.values() for test in tests}
-    tests = [by_name[name] for name in tests]
+    tests = list({test.name: test for fault in faults for test in NOTICERS[folder_of(fault.file)]}.values())
     count = os.cpu_count() or 1
     trees = queue.Queue()
     with concurrent.futures.ThreadPoolExecutor(count) as workers:

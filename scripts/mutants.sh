@@ -10,5 +10,6 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${PAGE_PACKAGES[@]}" "${BROWSER_PACKAGES[@]}"
+need "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${PAGE_PACKAGES[@]}" "${BROWSER_PACKAGES[@]}" \
+    qemu-user
 exec /usr/bin/python3 -B scripts/mutants.py "$@"

@@ -28,6 +28,18 @@ foreach(level IN LISTS CALIBMAP_GOLDEN_LEVELS)
     calibmap_golden_test(golden_test_O${level} calibmap_O${level})
 endforeach()
 
+# The library takes the widest vectors of the processor; these two, emulated, have two and four lanes.
+find_program(CALIBMAP_EMULATOR NAMES qemu-x86_64)
+if(CALIBMAP_EMULATOR AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND NOT CMAKE_CXX_FLAGS MATCHES
+                                                                      "-fsanitize|--coverage")
+    foreach(test IN ITEMS arithmetic_test golden_test)
+        foreach(cpu IN ITEMS qemu64 max)
+            add_test(NAME ${test}_${cpu} COMMAND ${CALIBMAP_EMULATOR} -cpu ${cpu} $<TARGET_FILE:${test}>
+                                                 --gtest_brief=1)
+        endforeach()
+    endforeach()
+endif()
+
 # Only optimised code has to use vectors, and sanitizers bring instructions of their own.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")
     add_test(NAME machine_code
