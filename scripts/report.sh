@@ -6,19 +6,23 @@
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 library=(calibmap.h arithmetic calib cmake container distortion spline)
-names=(coverage fuzzing speed)
+names=(coverage faults fuzzing speed)
 
 # describe NAME: what a report is made with, and of which sources it speaks.
 describe() {
     case $1 in
     coverage) title=Coverage command=scripts/coverage.sh packages=(clang) && subjects=(tests fuzz) ;;
+    faults)
+        title="Faults that tests notice" command="scripts/mutants.sh --release" packages=(g++ libgtest-dev)
+        subjects=(inspection tools web python tests scripts/mutants)
+        ;;
     fuzzing) title=Fuzzing command="scripts/fuzz.sh 60" packages=(clang) && subjects=(fuzz inspection tools) ;;
     speed)
         title=Speed command=scripts/bench.sh subjects=(bench)
         packages=(g++ libgsl-dev libeigen3-dev libopencv-calib3d-dev libc6)
         ;;
     *)
-        echo "report.sh: no measurement '$1'; there are coverage, fuzzing and speed" >&2
+        echo "report.sh: no measurement '$1'; there are ${names[*]}" >&2
         exit 2
         ;;
     esac
