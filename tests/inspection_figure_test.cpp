@@ -400,6 +400,49 @@ TEST(Drawing, HasAMarkForEverythingThatAFigureShows) {
     EXPECT_GT(lightnessOf({scale.begin(), scale.begin() + 4}), 0.92);  // the most is at the top
 }
 
+TEST(Drawing, IsTwiceAsLargeOnPaperTwiceAsWide) {
+    const CoordinateMap map = mapOf(600, 400, 1, lens);
+    // A name that is shortened, to the same letters.
+    const std::string name = std::string(200, 'x') + ".bin";
+    const Drawing once = drawingOf(figureOfMap(map, camera, 900, 0, name));
+    const Drawing twice = drawingOf(figureOfMap(map, camera, 1800, 0, name));
+    EXPECT_NEAR(twice.height, 2 * once.height, 2);
+    const auto wordsOf = [](const Drawing& drawing, double scale) {
+        std::vector<TextMark> words = marksOf<TextMark>(drawing);
+        std::erase_if(words, [&](const TextMark& mark) { return mark.size == labelSize * scale; });
+        return words;
+    };
+    const std::vector<TextMark> small = wordsOf(once, 1);
+    const std::vector<TextMark> large = wordsOf(twice, 2);
+    ASSERT_EQ(large.size(), small.size());
+    for (std::size_t i = 0; i < small.size(); ++i) {
+        EXPECT_EQ(large[i].text, small[i].text);
+        EXPECT_NEAR(large[i].place.x, 2 * small[i].place.x, 2) << small[i].text;
+        EXPECT_NEAR(large[i].place.y, 2 * small[i].place.y, 2) << small[i].text;
+        EXPECT_NEAR(large[i].room, 2 * small[i].room, 2) << small[i].text;
+        EXPECT_EQ(large[i].size, 2 * small[i].size) << small[i].text;
+    }
+    const std::vector<LineMark> thin = marksOf<LineMark>(once);
+    const std::vector<LineMark> thick = marksOf<LineMark>(twice);
+    ASSERT_EQ(thick.size(), thin.size());
+    for (std::size_t i = 0; i < thin.size(); ++i) {
+        EXPECT_EQ(thick[i].width, 2 * thin[i].width) << i;
+        ASSERT_EQ(thick[i].dashes.size(), thin[i].dashes.size());
+        for (std::size_t j = 0; j < thin[i].dashes.size(); ++j) {
+            EXPECT_EQ(thick[i].dashes[j], 2 * thin[i].dashes[j]) << i;
+        }
+    }
+    const std::vector<AreaMark> narrow = marksOf<AreaMark>(once);
+    const std::vector<AreaMark> wide = marksOf<AreaMark>(twice);
+    ASSERT_EQ(wide.size(), narrow.size());
+    for (std::size_t i = 0; i < narrow.size(); ++i) {
+        EXPECT_NEAR(wide[i].area.left, 2 * narrow[i].area.left, 2) << i;
+        EXPECT_NEAR(wide[i].area.top, 2 * narrow[i].area.top, 2) << i;
+        EXPECT_NEAR(wide[i].area.width, 2 * narrow[i].area.width, 2) << i;
+        EXPECT_NEAR(wide[i].area.height, 2 * narrow[i].area.height, 2) << i;
+    }
+}
+
 TEST(Drawing, LeavesOutTheWordsAroundAPlotOnASmallScreen) {
     const Drawing small = drawingOf(figureOfMap(mapOf(600, 400, 4, lens), camera, 700, 2));
     EXPECT_EQ(small.plot.left, 80);
