@@ -64,6 +64,7 @@ NOTICERS = {
                                                           'faults')] + LANES +
                     [program(f'{name}_test') for name in ('hostile_files', 'stacks', 'threads')]),
     'inspection': [INSPECTION, FIGURE, *PROGRAM, PYTHON_TEST],
+    'inspection/describe.h': [*PROGRAM, PAGE_TEST],
     'tools': [*PROGRAM, MAKING],
     'tools/making': [MAKING, MAKE_TEST, READERS_TEST, TOOL_TEST],
     'tools/output.cpp': [OUTPUT_TEST, TOOL_TEST, MAKE_TEST],

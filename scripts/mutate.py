@@ -125,11 +125,13 @@ def try_sample(count, seed, folder=''):
     os.makedirs(COPY, exist_ok=True)
     mutants.set_up(COPY[:-1])
     equivalent = set(re.findall(r'^(\w.*)\n +\S', mutants.read(EQUIVALENTS), re.MULTILINE))
-    chosen = [fault for fault in all_faults() if fault.file.startswith(folder) and str(fault) not in equivalent]
+    chosen = [fault for fault in all_faults() if fault.file.startswith(folder)]
     sample = []
     for area in LEAST:
         faults = [fault for fault in chosen if area_of(fault.file) == area]
         sample += random.Random(seed).sample(faults, min(count // len(LEAST), len(faults)))
+    # Not before, so that a seed draws the same ones when more is known of them.
+    sample = [fault for fault in sample if str(fault) not in equivalent]
     outcomes = [(fault, outcome) for fault, outcome in mutants.attempts(sample) if outcome != 'does not compile']
     print(f'{len(outcomes)} of {len(chosen)} generated faults, seed {seed}, in {(time.monotonic() - began) / 60:.0f} minutes; '
           f'{len(sample) - len(outcomes)} more do not compile, {len(equivalent)} change nothing')

@@ -13,7 +13,7 @@ describe() {
     case $1 in
     coverage) title=Coverage command=scripts/coverage.sh packages=(clang) && subjects=(tests fuzz) ;;
     faults)
-        title="Faults that tests notice" command="scripts/mutants.sh --release" packages=(g++ libgtest-dev)
+        title="Faults that tests notice" command=scripts/mutants.sh packages=(g++ libgtest-dev)
         subjects=(inspection tools web python tests scripts/mutants)
         ;;
     fuzzing) title=Fuzzing command="scripts/fuzz.sh 60" packages=(clang) && subjects=(fuzz inspection tools) ;;

@@ -264,6 +264,9 @@ TEST(Figure, ContoursAreLabelledWithTheirLevels) {
         EXPECT_NEAR(std::cos(angle) * out.x + std::sin(angle) * out.y, 0, 0.06 * radius);
         EXPECT_LE(std::abs(angle), std::acos(0.0));
         EXPECT_TRUE(place.x > 98 && place.x < 754 && place.y > 124 && place.y < 545);
+        // To the upper right of the plot's middle, where the line has room there.
+        EXPECT_TRUE((contour.level != 2.5 && contour.level != 5) ||
+                    (place.x >= 426 && place.y <= 334));
         for (const Point& other : labels) {
             EXPECT_GE(std::hypot(other.x - place.x, other.y - place.y), 60);
         }
@@ -354,6 +357,12 @@ TEST(Figure, ThinnedValuesSpeakForAllOfTheMap) {
     for (const Point p : {Point{0, 0}, Point{2402, 0}, Point{2401, 1600}, Point{1000.5, 601}}) {
         EXPECT_NEAR(valueAt(values, p), movedAt(p), 0.004 * movedAt(p) + 0.01) << p.x;
     }
+    // Continued beyond the last of them, but no distance is less than none.
+    PixelValues falling{};
+    falling.nodes = nodesOf(2, 2, [](double col, double) { return 1 - col; });
+    falling.step = 10;
+    EXPECT_NEAR(valueAt(falling, {-2, 5}), 1.2, 1e-9);
+    EXPECT_EQ(valueAt(falling, {15, 5}), 0);
     PixelValues apart = valuesForDifference(large, 500);
     for (int32_t row = 0; row < large.height; ++row) {
         std::vector<float> distances(2403);

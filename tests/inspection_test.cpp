@@ -180,6 +180,21 @@ TEST(Check, MeasuresHowWellTheMapsUndoEachOther) {
     EXPECT_EQ(inWords(check).headline,
               "Accepted but not usable: a device takes this file, but cannot use it");
     EXPECT_EQ(usabilityOf(moved("distortion", 9, 9), 1).faults.size(), 1U);
+    // The outermost break points belong to what they enclose.
+    const auto number = [&](const char* name, std::size_t i = 0) {
+        return static_cast<double>(get<float>(image.data(), name, i));
+    };
+    const Evaluation enclosed(image, Direction::undistort);
+    for (const bool right : {false, true}) {
+        for (const bool below : {false, true}) {
+            const double u = number("undistortion.xbreaks", right ? CALIBMAP_X_BREAK_COUNT - 1 : 0);
+            const double v = number("undistortion.ybreaks", below ? CALIBMAP_Y_BREAK_COUNT - 1 : 0);
+            const Point corner = {number("cx") + number("fx") * u, number("cy") + number("fy") * v};
+            EXPECT_TRUE(enclosed.covers(corner)) << right << below;
+            EXPECT_FALSE(enclosed.covers({corner.x + (right ? 1e-6 : -1e-6), corner.y}));
+            EXPECT_FALSE(enclosed.covers({corner.x, corner.y + (below ? 1e-6 : -1e-6)}));
+        }
+    }
     // Many positions at once are each of them alone, also where the break points end.
     const Evaluation model(calibrationImage({.distortionWarp = 0.1}), Direction::distort);
     const std::vector<Point> pixels = {{3.25, 20}, {-0.5, 11.75}, {31, 0}, {-9, 5}, {12, 80}};
@@ -206,6 +221,14 @@ TEST(Difference, NamesEachFieldWithBothValues) {
         const std::size_t middle = both.find(" and ");
         EXPECT_EQ(back[0].text, both.substr(middle + 5) + " and " + both.substr(0, middle));
         EXPECT_NE(back[0].text, both);
+    }
+    for (const std::size_t count : {1U, 2U}) {
+        Image other = image;
+        for (std::size_t i = 0; i < count; ++i) {
+            other[field("distortion.x").offset + 8 * i] ^= 1;
+        }
+        EXPECT_EQ(fieldDifferencesOf(image, other).at(0).text.starts_with("2 of 120 values"),
+                  count == 2);
     }
     Image other = with("distortion.y", {50, -70, 60});
     put<int32_t>(other.data(), "width", {640});

@@ -395,6 +395,33 @@ class ToolTest(unittest.TestCase):
         text = self.run_tool('info', '-', input=sealed(good, mainFx=1e30, subFx=-1e-30)).stdout.decode()
         self.assertRegex(text, r'(?s) fx 1e\+30, fy 425\.000 pixels\n.* fx -1e-30, fy 1402\.500 pixels\n')
 
+    def test_names_in_json(self):
+        """What programs rely on, in the order in which it is written."""
+        def names(value):
+            if isinstance(value, list):
+                return names(value[0]) if value else ''
+            if not isinstance(value, dict):
+                return ''
+            return ' '.join(name + (f'({inner})' if (inner := names(part)) else '') for name, part in value.items())
+
+        self.sample()
+        self.sample('other.bin', **{**LENS, 'k1': -0.27})
+        camera = 'imageWidth imageHeight cx cy fx fy coeff coeffAsFloats fieldOfViewDegrees(horizontal vertical diagonal)'
+        model = 'xbreaks ybreaks xcorrect ycorrect'
+        for arguments, status, expected in (
+                (['check', 'lens.bin'], 0,
+                 'file status accepted usable reason faults roundTrip(largest at first) bend(outwards at) '
+                 'checksums(range stored computed)'),
+                (['info', '--coefficients', 'lens.bin'], 0,
+                 f'file status accepted reason faults mainCamera({camera}) subCamera({camera}) extrinsics extrinsicsAsFloats '
+                 f'models(kx ky xpieces ypieces distort({model}) undistort({model}))'),
+                (['diff', 'lens.bin', 'other.bin'], 1,
+                 'files verdicts(status accepted reason) agree parametersAgree maps(direction agree sentence apart(largest at mean '
+                 'rootMeanSquare median percentile95 percentile99 count lost)) fields(field text isParameter)')):
+            with self.subTest(arguments):
+                printed = self.run_tool(arguments[0], '--json', *arguments[1:], status=status).stdout
+                self.assertEqual(names(json.loads(printed)), expected)
+
     def test_diff(self):
         good = self.sample()
         self.sample('other.bin', **{**LENS, 'k1': -0.27})
