@@ -98,6 +98,26 @@ std::vector<uint8_t> bytesOf(const std::vector<float>& values) {
 
 extern "C" {
 
+#ifdef __wasm__
+extern uint8_t __heap_base;  // NOLINT: the linker's
+
+/** In place of the C library's: memory that an earlier user of the instance has had to ask for is
+ * used again. */
+void* sbrk(intptr_t more) {
+    constexpr uintptr_t page = 65536;
+    static uintptr_t end = (reinterpret_cast<uintptr_t>(&__heap_base) + page - 1) / page * page;
+    const uintptr_t begin = end;
+    const uintptr_t present = __builtin_wasm_memory_size(0);
+    const uintptr_t wanted = (begin + static_cast<uintptr_t>(more) + page - 1) / page;
+    if (more > 0 && wanted > present &&
+        __builtin_wasm_memory_grow(0, wanted - present) == UINTPTR_MAX) {
+        return reinterpret_cast<void*>(UINTPTR_MAX);
+    }
+    end += static_cast<uintptr_t>(more);
+    return reinterpret_cast<void*>(begin);
+}
+#endif
+
 /** Takes the first bytes of a file in: the one that is asked about, or the one it is compared with.
  */
 void takeFile(int32_t isOther, const uint8_t* bytes, uint32_t size) {

@@ -21,12 +21,13 @@ from PIL import Image
 from selenium.webdriver.common.keys import Keys
 
 from browser import Browser
+from images import (DISTORTION, FOCAL_LENGTHS, PRINCIPAL_POINT, RANGES, SIZE, UNDISTORTION, X_BREAKS, X_CORRECTION,
+                    Y_CORRECTION, enlarged, floats, sealed, sized)
 from native import Native
 from pictures import lines_in, read_picture, share_near
 
 BUILD, NATIVE_BUILD = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-RANGES = {'main camera': (13, 4112), 'sub camera': (4126, 2100), 'extrinsics': (6227, 24), 'whole file': (0, 6267)}
 FLAGS = {'distort': 1, 'undistort': 2}
 
 
@@ -38,27 +39,6 @@ def content(*path):
 MODULE = content(BUILD, 'web', 'library.wasm')
 
 
-def sealed(image, changes):
-    """A copy of a file image with other bytes from some offsets on, all four checksums right."""
-    image = bytearray(image)
-    for offset, data in changes.items():
-        image[offset:offset + len(data)] = data
-    for first, size in RANGES.values():
-        image[first + size] = 255 - sum(image[first:first + size]) % 256
-    return bytes(image)
-
-
-def sized(image, width, height):
-    return sealed(image, {17: struct.pack('<ii', height, width)})
-
-
-def floats(*values):
-    return struct.pack(f'<{len(values)}f', *values)
-
-
-UNDISTORTION, DISTORTION = 13 + 2100, 13 + 88
-X_BREAKS, X_CORRECTION, Y_CORRECTION = 16, 108, 1060
-SIZE, FOCAL_LENGTHS, PRINCIPAL_POINT = 17, 25, 33
 # What keeps files from use whose checksums hold.
 UNUSABLE = {
     'numbers': {UNDISTORTION + X_CORRECTION: floats(*[math.nan] * 3), DISTORTION + X_BREAKS: b'\xff' * 4,
@@ -531,6 +511,23 @@ class PageTest(unittest.TestCase):
         self.browser.add(self.write('failed.bin', sealed(self.image, {1: b'\0'})))
         self.assertEqual(self.browser.run('return window.asked.splice(0)'), ['examine'])
         self.assertTrue(self.browser.run("return document.querySelectorAll('details')[2].open"))
+
+    def test_takes_no_more_than_it_needs(self):
+        """Many files go through one worker, and what a photo took is given back with it."""
+        self.browser.run("""window.workers = 0; const {Worker: Plain} = window;
+            window.Worker = class extends Plain { constructor(...all) { super(...all); ++window.workers; } }""")
+        self.browser.add(*[self.write(f'{i}.bin', sealed(self.image, {6256: bytes([i])})) for i in range(60)])
+        self.assertEqual(len(self.rows()), 60)
+        self.assertEqual(self.browser.run('return window.workers'), 0)
+        self.browser.open()
+        board = self.path('board.png')
+        self.native.run('pattern', '--width', '4000', '--height', '3000', '-o', board)
+        self.browser.add(self.write('large.bin', enlarged(self.image, 6.25)), board)
+        held = self.browser.memory()['page']
+        self.assertLess(held, 400)
+        self.browser.find('#photo .remove').click()
+        # The photo as it was and as the map sees it, 48 MB each.
+        self.assertLess(self.browser.memory()['page'], held - 80)
 
     def rows(self):
         """The cells of the table, without what is ticked there."""

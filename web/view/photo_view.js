@@ -9,7 +9,8 @@ import { withProgress } from './progress.js';
  */
 export function buildPhotoView({ run }, onError, onRemove) {
   const section = find('#photo');
-  const [before, after] = [find('.before', section), find('.after', section)];
+  const frame = find('.photo', section);
+  let [before, after] = frame.children;
   const divider = find('#divider');
   const help = find('.help', section);
   const result = find('.result', section);
@@ -45,13 +46,14 @@ export function buildPhotoView({ run }, onError, onRemove) {
     }
   }
 
-  /** Puts a photo, or none, into the elements, which hold its memory. */
+  /** Puts a photo, or none, into elements of its own: emptied ones go on holding its memory. */
   function hold(photo) {
     if (held?.photo !== photo) {
       URL.revokeObjectURL(held?.address);
       held = photo && { photo, address: URL.createObjectURL(photo.file) };
-      before.toggleAttribute('src', false);
-      Object.assign(after, { width: 1, height: 1 });
+      [before, after] = [before, after].map((element) => element.cloneNode());
+      before.removeAttribute('src');
+      frame.replaceChildren(before, after);
       if (held) {
         before.src = held.address;
         section.scrollIntoView({ block: 'nearest' });
@@ -68,7 +70,6 @@ export function buildPhotoView({ run }, onError, onRemove) {
       divide();
     }
   };
-  const frame = find('.photo', section);
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
   find('.save-picture', section).addEventListener('click', () => {
