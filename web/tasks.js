@@ -62,10 +62,13 @@ async function requestMap(compiled, { file, direction, ratio }, reached) {
 }
 
 /** The map of a request as a drawing and in numbers, or why there is none. */
-async function drawMap(compiled, { request, width, dotsPerPixel }, reached) {
+async function drawMap(compiled, { request, width, dotsPerPixel, part }, reached) {
   const { module, ...answer } = await requestMap(compiled, request, reached);
   return module
-    ? { ...answer, ...module.ask('drawMap', request.file.label ?? request.file.name, width, dotsPerPixel) }
+    ? {
+        ...answer,
+        ...module.ask('drawMap', request.file.label ?? request.file.name, width, dotsPerPixel, ...Object.values(part)),
+      }
     : answer;
 }
 
@@ -79,6 +82,7 @@ async function lookUp(compiled, { request, place, isOnPaper }, reached) {
     place.y,
     request.paper.width,
     request.paper.dotsPerPixel,
+    ...Object.values(request.part),
   );
 }
 

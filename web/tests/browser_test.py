@@ -369,6 +369,53 @@ class PageTest(unittest.TestCase):
         self.browser.wait("document.querySelector('output').ariaLive === 'off'")
         np.testing.assert_allclose(place()[:2], (319.5, 239.5), atol=1.5)
 
+    def test_zooms_into_map_and_photo(self):
+        board = self.path('board.png')
+        self.native.run('pattern', '-o', board)
+        self.browser.open(width=1024)
+        self.browser.add(self.lens, board)
+        saved = content(self.browser.save('#map .save-picture'))
+        drawn = "document.querySelector('#map canvas').toDataURL()"
+        whole = self.browser.run('return ' + drawn)
+        left, top, scale = self.browser.run("""const canvas = document.querySelector('.figure canvas');
+            canvas.scrollIntoView(); const a = canvas.getBoundingClientRect(); return [a.left, a.top, a.width / 900]""")
+
+        def mouse(kind, x, y, **more):
+            """At a place of the plot, in its parts."""
+            size = 900 - 74 - 122
+            self.browser.devtools('Input.dispatchMouseEvent', type=kind, x=left + (74 + x * size) * scale,
+                                  y=top + (100 + y * size * 0.75) * scale, **more)
+            self.browser.settle()
+
+        def pointed(x, y):
+            self.browser.run("document.querySelector('output').textContent = ''")
+            mouse('mouseMoved', x, y)
+            said = self.browser.wait("document.querySelector('output').textContent")
+            return [float(number) for number in re.search(r'column ([\d.]+), row ([\d.]+) ', said).groups()]
+
+        before = pointed(0.7, 0.6)
+        mouse('mouseWheel', 0.7, 0.6, deltaX=0, deltaY=-100)
+        np.testing.assert_allclose(pointed(0.7, 0.6), before, atol=0.8)
+        self.assertNotEqual(self.browser.run('return ' + drawn), whole)
+        self.assertEqual(content(self.browser.save('#map .save-picture')), saved)
+        self.browser.press('#map .figure', '0')
+        self.browser.settle()
+        self.assertEqual(self.browser.run('return ' + drawn), whole)
+        # A rectangle, half as wide as high: what is seen has the proportions of the image.
+        for kind, x, y in (('mousePressed', 0.25, 0.2), ('mouseMoved', 0.4, 0.5), ('mouseReleased', 0.5, 0.7)):
+            mouse(kind, x, y, button='left', clickCount=1)
+        np.testing.assert_allclose(pointed(0.5, 0.5), (320, 216), atol=2)
+        np.testing.assert_allclose(pointed(0.02, 0.98), (166, 332), atol=2)
+        for count in (1, 2):
+            mouse('mousePressed', 0.5, 0.5, button='left', clickCount=count)
+            mouse('mouseReleased', 0.5, 0.5, button='left', clickCount=count)
+        self.assertEqual(self.browser.run('return ' + drawn), whole)
+        self.browser.press('.photo', '+')
+        self.assertEqual(self.browser.run("return document.querySelector('.after').style.transform"),
+                         'scale(2) translate(-25%, -25%)')
+        self.assertEqual(self.browser.run("return document.querySelector('.after').style.clipPath"),
+                         'inset(0px 0px 0px 50%)')
+
     def test_a_large_map_does_not_freeze_it(self):
         large = self.path('large.bin')
         self.native.run('sample', '--width', '6000', '--height', '4000', '--fx', '4000', '--fy', '4000', '--cx', '2990',

@@ -83,7 +83,11 @@ async function drawingDifferences(base64, fileBase64, direction, width, programs
   const bytes = bytesOf(fileBase64);
   const file = { key: 0, name: 'lens.bin', bytes, size: bytes.length };
   const request = { file, direction, ratio: 1 };
-  const answer = await tasks.drawMap(await compiled(base64), { request, width, dotsPerPixel: 1 }, () => {});
+  const answer = await tasks.drawMap(
+    await compiled(base64),
+    { request, width, dotsPerPixel: 1, part: { left: 0, top: 0, size: 1 } },
+    () => {},
+  );
   return differences(answer.drawing, readAnswer(bytesOf(programsBase64), 0));
 }
 

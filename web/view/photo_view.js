@@ -2,6 +2,7 @@
 import { find, make, offer, stemOf } from './elements.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
+import { whole, zoomable } from './zoom.js';
 
 /**
  * `show(request)` shows {key, file, direction, photo}: the photo as the map of the file sees it, or nothing for null.
@@ -17,6 +18,7 @@ export function buildPhotoView({ run }, onError, onRemove) {
   /** The photo in the elements, and what is saved of it. */
   let held = null;
   let saved = null;
+  let part = whole;
   const view = latestIn(section, draw, onError);
 
   async function draw({ file, direction, photo }, signal) {
@@ -51,9 +53,10 @@ export function buildPhotoView({ run }, onError, onRemove) {
     if (held?.photo !== photo) {
       URL.revokeObjectURL(held?.address);
       held = photo && { photo, address: URL.createObjectURL(photo.file) };
-      [before, after] = [before, after].map((element) => element.cloneNode());
+      const old = [before, after];
+      [before, after] = old.map((element) => element.cloneNode());
       before.removeAttribute('src');
-      frame.replaceChildren(before, after);
+      old.forEach((element, i) => element.replaceWith([before, after][i]));
       if (held) {
         before.src = held.address;
         section.scrollIntoView({ block: 'nearest' });
@@ -61,15 +64,32 @@ export function buildPhotoView({ run }, onError, onRemove) {
     }
   }
 
-  const divide = () => (after.style.clipPath = `inset(0 0 0 ${divider.value}%)`);
+  function divide() {
+    const { left, top, size } = part;
+    for (const element of [before, after]) {
+      element.style.transform = `scale(${1 / size}) translate(${-100 * left}%, ${-100 * top}%)`;
+    }
+    after.style.clipPath = `inset(0 0 0 ${100 * left + divider.value * size}%)`;
+  }
   divider.addEventListener('input', divide);
   const drag = (event) => {
-    if (event.buttons === 1) {
-      const area = before.getBoundingClientRect();
+    if (event.buttons === 1 && !event.shiftKey) {
+      const area = frame.getBoundingClientRect();
       divider.value = (100 * (event.clientX - area.left)) / area.width;
       divide();
     }
   };
+  zoomable(frame, {
+    at(event) {
+      const area = frame.getBoundingClientRect();
+      return { x: (event.clientX - area.left) / area.width, y: (event.clientY - area.top) / area.height };
+    },
+    isRectangle: ({ shiftKey }) => shiftKey,
+    onChange(asked) {
+      part = asked;
+      divide();
+    },
+  });
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
   find('.save-picture', section).addEventListener('click', () => {
