@@ -250,7 +250,10 @@ Drawing drawingOf(Figure figure) {
     addGrid(figure.regularGrid, true, layout.scale, marks);
     addGrid(figure.mappedGrid, false, layout.scale, marks);
     addContours(figure, marks);
-    if (figure.largest > 0) {
+    const Rectangle& plot = layout.plot;
+    if (figure.largest > 0 &&
+        std::abs(figure.place.x - plot.left - plot.width / 2) < plot.width / 2 &&
+        std::abs(figure.place.y - plot.top - plot.height / 2) < plot.height / 2) {
         addRing(figure, marks);
     }
     addAxes(figure, marks);
@@ -279,8 +282,12 @@ Drawing markerOf(const Layout& layout, Point from, Point to) {
         const Point end = onPaper(layout, to);
         lines.insert(lines.end(), {{start, end}, ringAround(end, radius)});
     }
-    return {layout.width,
-            layout.height,
-            layout.plot,
-            {solid(lines, 4 * s, Ink::dark), solid(lines, 1.8 * s, Ink::light)}};
+    Drawing drawing = {layout.width,
+                       layout.height,
+                       layout.plot,
+                       {solid(lines, 4 * s, Ink::dark), solid(lines, 1.8 * s, Ink::light)}};
+    for (Mark& mark : drawing.marks) {
+        std::get<LineMark>(mark).isClipped = layout.shown.width < layout.imageWidth;
+    }
+    return drawing;
 }

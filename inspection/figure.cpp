@@ -74,15 +74,26 @@ std::vector<uint8_t> heatMapOf(const Layout& layout, const PixelValues& values, 
     return dots;
 }
 
+/** The covered part of what is shown and of what is no farther from it than `reach`. */
+Rectangle coveredPart(const Layout& layout, Point covered, double reach) {
+    const Rectangle& shown = layout.shown;
+    const double left = std::max(0.0, shown.left - reach);
+    const double top = std::max(0.0, shown.top - reach);
+    return {left, top, std::min(covered.x, shown.left + shown.width + reach) - left,
+            std::min(covered.y, shown.top + shown.height + reach) - top};
+}
+
 /** Dots; those who stroke lines cannot count to any number. */
 constexpr double farthest = 1e5;
 
 /**
  * The lines of a regular grid over what is covered, or with a map those to which it takes them: 17
  * lines along the longer side, from the first pixel to the last, and as many along the other as
- * keep the cells about square, at least five.
+ * keep the cells about square, at least five. Of a part as many are to be seen, and beside it those
+ * that a map takes no farther than `reach` into it.
  */
-std::vector<Polyline> gridOf(const Layout& layout, Point covered, const Mapping& mapping) {
+std::vector<Polyline> gridOf(const Layout& layout, Point covered, double reach,
+                             const Mapping& mapping) {
     const int steps = mapping ? 400 : 1;
     constexpr int cellsAlongLonger = 16;
     const auto cells = [](double side, double other) {
@@ -104,16 +115,23 @@ std::vector<Polyline> gridOf(const Layout& layout, Point covered, const Mapping&
         }
         lines.push_back(std::move(line));
     };
-    const Point last = {covered.x - 1, covered.y - 1};
-    const int columns = cells(layout.plot.width, layout.plot.height);
+    const Rectangle area = coveredPart(layout, covered, reach);
+    const auto enlarged = [](int count, double length, double seen) {
+        return static_cast<int>(std::lround(count * std::min(length / seen, 32.0)));
+    };
+    const Rectangle& shown = layout.shown;
+    const int columns = enlarged(cells(layout.plot.width, layout.plot.height), area.width,
+                                 std::min(shown.width, covered.x));
+    const Point last = {area.left + area.width - 1, area.top + area.height - 1};
     for (int i = 0; i <= columns; ++i) {
-        const double x = last.x * i / columns;
-        addLine({x, 0}, {x, last.y});
+        const double x = area.left + (area.width - 1) * i / columns;
+        addLine({x, area.top}, {x, last.y});
     }
-    const int rows = cells(layout.plot.height, layout.plot.width);
+    const int rows = enlarged(cells(layout.plot.height, layout.plot.width), area.height,
+                              std::min(shown.height, covered.y));
     for (int i = 0; i <= rows; ++i) {
-        const double y = last.y * i / rows;
-        addLine({0, y}, {last.x, y});
+        const double y = area.top + (area.height - 1) * i / rows;
+        addLine({area.left, y}, {last.x, y});
     }
     return lines;
 }
@@ -188,23 +206,23 @@ void addLabel(const Layout& layout, const std::vector<ContourLine>& others, Cont
     }
 }
 
-Point pixelOfNode(const PixelValues& values, const NodeValues& nodes, Point node) {
-    return {values.covered.x * node.x / (nodes.cols - 1) - 0.5,
-            values.covered.y * node.y / (nodes.rows - 1) - 0.5};
+Point pixelOfNode(const Rectangle& area, const NodeValues& nodes, Point node) {
+    return {area.width * node.x / (nodes.cols - 1) - 0.5 + area.left,
+            area.height * node.y / (nodes.rows - 1) - 0.5 + area.top};
 }
 
 /** The values at nodes a few hairlines apart, over the area that they speak for. */
-NodeValues contourNodes(const Layout& layout, const PixelValues& values) {
+NodeValues contourNodes(const Layout& layout, const PixelValues& values, const Rectangle& area) {
     const auto count = [&](double length) {
         return std::max(2, static_cast<int>(std::lround(length / (2.2 * layout.scale))) + 1);
     };
-    NodeValues nodes = {count(layout.plot.height * values.covered.y / layout.imageHeight),
-                        count(layout.plot.width * values.covered.x / layout.imageWidth),
+    NodeValues nodes = {count(layout.plot.height * area.height / layout.shown.height),
+                        count(layout.plot.width * area.width / layout.shown.width),
                         {}};
     for (int row = 0; row < nodes.rows; ++row) {
         for (int col = 0; col < nodes.cols; ++col) {
             const Point node = {static_cast<double>(col), static_cast<double>(row)};
-            nodes.values.push_back(valueAt(values, pixelOfNode(values, nodes, node)));
+            nodes.values.push_back(valueAt(values, pixelOfNode(area, nodes, node)));
         }
     }
     return nodes;
@@ -222,13 +240,14 @@ std::vector<double> levelsOf(double top) {
 
 std::vector<ContourLine> contoursOf(const Layout& layout, const PixelValues& values, double top,
                                     const Reached& reached) {
-    const NodeValues nodes = contourNodes(layout, values);
+    const Rectangle area = coveredPart(layout, values.covered, 0);
+    const NodeValues nodes = contourNodes(layout, values, area);
     const std::vector<double> levels = levelsOf(top);
     std::vector<ContourLine> contours;
     for (std::size_t i = 0; i < levels.size(); ++i) {
         for (Polyline& line : contourLines(nodes, levels[i])) {
             for (Point& point : line) {
-                point = onPaper(layout, pixelOfNode(values, nodes, point));
+                point = onPaper(layout, pixelOfNode(area, nodes, point));
             }
             ContourLine contour = {
                 levels[i], heatLightness(levels[i] / top) > 0.6, {}, std::nullopt};
@@ -309,12 +328,13 @@ std::vector<std::string> titlesOf(const Figure& figure, const PixelValues& value
 
 }  // namespace
 
-std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double apart) {
+std::vector<Tick> ticksOf(double first, double pixels, double begin, double length, double apart) {
     const double step = std::max(1.0, roundStep(pixels, std::max(2.0, length / apart)));
     std::vector<Tick> ticks;
-    for (int i = 0; i * step < pixels; ++i) {
-        ticks.push_back(
-            {i * step, begin + (i * step + 0.5) / pixels * length, numberText(i * step, step)});
+    const auto before = static_cast<int>(std::ceil((first - 0.5) / step));
+    for (int i = before; i * step + 0.5 <= first + pixels; ++i) {
+        ticks.push_back({i * step, begin + (i * step + 0.5 - first) / pixels * length,
+                         numberText(i * step, step)});
     }
     return ticks;
 }
@@ -371,15 +391,18 @@ Figure figureOf(const Layout& layout, const Camera& camera, const PixelValues& v
         layout, values, figure.top,
         [&](Point pixel) { return isExtrapolated(camera, values, mapping, pixel); }, reached);
     if (mapping) {
-        figure.regularGrid = gridOf(layout, values.covered, nullptr);
-        figure.mappedGrid = gridOf(layout, values.covered, mapping);
+        const double reach = layout.shown.width < camera.width ? figure.largest : 0;
+        figure.regularGrid = gridOf(layout, values.covered, reach, nullptr);
+        figure.mappedGrid = gridOf(layout, values.covered, reach, mapping);
     }
     if (figure.largest > 0) {
         figure.contours = contoursOf(layout, values, figure.top, reached);
     }
     const Rectangle& plot = layout.plot;
-    figure.columns = ticksOf(layout.imageWidth, plot.left, plot.width, 90 * layout.scale);
-    figure.rows = ticksOf(layout.imageHeight, plot.top, plot.height, 60 * layout.scale);
+    figure.columns =
+        ticksOf(layout.shown.left, layout.shown.width, plot.left, plot.width, 90 * layout.scale);
+    figure.rows =
+        ticksOf(layout.shown.top, layout.shown.height, plot.top, plot.height, 60 * layout.scale);
     figure.scale = scaleOf(layout, figure.top, figure.largest);
     figure.title = titlesOf(figure, values);
     return figure;

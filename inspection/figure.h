@@ -43,8 +43,11 @@ struct Tick {
     std::string text;
 };
 
-/** The numbers along an axis of so many pixels, from `begin` on this long: about one `apart`. */
-std::vector<Tick> ticksOf(int32_t pixels, double begin, double length, double apart);
+/**
+ * The numbers along an axis of so many pixels, the first of which begins at `first`, from `begin`
+ * on this long: about one `apart`.
+ */
+std::vector<Tick> ticksOf(double first, double pixels, double begin, double length, double apart);
 
 /** A text on a contour line, which is interrupted for it. */
 struct ContourLabel {

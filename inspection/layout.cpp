@@ -41,12 +41,14 @@ double widthOf(char first) {
 
 }  // namespace
 
-Layout layOut(const Camera& camera, int32_t width, double dotsPerPixel) {
+Layout layOut(const Camera& camera, int32_t width, double dotsPerPixel, const Part& part) {
     constexpr double narrow = 560;
     constexpr double mostSlender = 12;
     Layout layout{};
     layout.imageWidth = camera.width;
     layout.imageHeight = camera.height;
+    layout.shown = {part.left * camera.width, part.top * camera.height, part.size * camera.width,
+                    part.size * camera.height};
     layout.isCompact = width < narrow * dotsPerPixel;
     layout.scale = layout.isCompact ? dotsPerPixel : width / 900.0;
     const double s = layout.scale;
@@ -73,14 +75,16 @@ Layout layOut(const Camera& camera, int32_t width, double dotsPerPixel) {
 
 Point onPaper(const Layout& layout, Point pixel) {
     const Rectangle& plot = layout.plot;
-    return {plot.left + (pixel.x + 0.5) / layout.imageWidth * plot.width,
-            plot.top + (pixel.y + 0.5) / layout.imageHeight * plot.height};
+    const Rectangle& shown = layout.shown;
+    return {plot.left + (pixel.x + 0.5 - shown.left) / shown.width * plot.width,
+            plot.top + (pixel.y + 0.5 - shown.top) / shown.height * plot.height};
 }
 
 Point pixelAt(const Layout& layout, Point place) {
     const Rectangle& plot = layout.plot;
-    return {(place.x - plot.left) / plot.width * layout.imageWidth - 0.5,
-            (place.y - plot.top) / plot.height * layout.imageHeight - 0.5};
+    const Rectangle& shown = layout.shown;
+    return {(place.x - plot.left) / plot.width * shown.width - 0.5 + shown.left,
+            (place.y - plot.top) / plot.height * shown.height - 0.5 + shown.top};
 }
 
 double widthOf(const std::string& text, double size, bool isBold) {

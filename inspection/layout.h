@@ -17,6 +17,14 @@ struct Rectangle {
     double height;
 };
 
+/** A part of an image in its proportions: the first column and row, and the size, of 1 for the
+ * whole. */
+struct Part {
+    double left = 0;
+    double top = 0;
+    double size = 1;
+};
+
 /** Where things stand. Lengths are for a picture 900 wide, times `scale`. */
 struct Layout {
     int32_t imageWidth;
@@ -26,17 +34,19 @@ struct Layout {
     double scale;
     double stretch; /**< how many times as high as wide a pixel is drawn */
     bool isCompact; /**< no room for words around the plot */
-    Rectangle plot; /**< the image's area, from -0.5 to width - 0.5 */
-    Rectangle bar;  /**< the colour scale */
+    Rectangle
+        shown; /**< the part of the image in the plot, which begins half a pixel before the first */
+    Rectangle plot;
+    Rectangle bar; /**< the colour scale */
 };
 
 /**
  * A layout of this width. The image keeps its proportions as far as a side of the plot does not
  * become a line; `stretch` tells when it does. On a screen with `dotsPerPixel` dots for each of its
  * pixels, narrow paper leaves out the words around the plot and keeps its numbers readable; 0 is
- * paper that is never narrow.
+ * paper that is never narrow. The plot has the same place whatever part of the image it shows.
  */
-Layout layOut(const Camera& camera, int32_t width, double dotsPerPixel);
+Layout layOut(const Camera& camera, int32_t width, double dotsPerPixel, const Part& part = {});
 
 /** From pixels of the image to the paper, and back. */
 Point onPaper(const Layout& layout, Point pixel);

@@ -7,10 +7,10 @@
 
 namespace {
 
-/** Rows to compute at once: about a million samples, and at least a few that share their columns.
+/** Rows to compute at once: what a cache has room for, and at least a few that share their columns.
  */
 int32_t rowsAtOnce(const Camera& camera) {
-    return std::min(std::max(1'000'000 / camera.width, 4), camera.height);
+    return std::min(std::max(100'000 / camera.width, 4), camera.height);
 }
 
 /** Takes all rows of an image, some at once: `take(first, count)`, until one is false. */

@@ -375,6 +375,48 @@ TEST(Figure, ThinnedValuesSpeakForAllOfTheMap) {
     EXPECT_NEAR(valueAt(apart, {2402, 1601}), 8807, 1e-3);
 }
 
+TEST(Figure, APartShowsWhatTheWholeHasThere) {
+    const CoordinateMap map = mapOf(600, 400, 1, lens);
+    const PixelValues values = displacementsOf(map, displacementOf(map).moved, 900);
+    const Layout layout = layOut(camera, 900, 0, {0.75, 0.25, 0.25});
+    const Figure part = figureOf(layout, camera, values, mappingOf(map), figure().wording);
+    ASSERT_EQ(part.heatMap.size(), figure().heatMap.size());
+    const auto expectPart = [](Point pixel) {
+        EXPECT_TRUE(pixel.x > 448 && pixel.x < 601 && pixel.y > 98 && pixel.y < 201)
+            << pixel.x << " " << pixel.y;
+    };
+    for (const auto& [col, row] : {std::pair(10, 20), {350, 234}, {700, 460}}) {
+        const Bytes here = dotAt(part, col, row);
+        const Bytes there = dotAt(figure(), 704 * 3 / 4 + col / 4, 469 / 4 + row / 4);
+        for (std::size_t i = 0; i < here.size(); ++i) {
+            EXPECT_NEAR(here[i], there[i], 4) << col << " " << row;
+        }
+    }
+    std::size_t count = 0;
+    for (const ContourLine& line : part.contours) {
+        for (const Polyline& piece : line.pieces) {
+            for (const Point& place : piece) {
+                expectPart(pixelAt(layout, place));
+                EXPECT_NEAR(movedAt(pixelAt(layout, place)), line.level, 0.05);
+                ++count;
+            }
+        }
+    }
+    EXPECT_GT(count, 100U);
+    for (const Tick& tick : part.columns) {
+        expectPart(pixelAt(layout, {tick.place, layout.plot.top + 1}));
+        EXPECT_NEAR(pixelAt(layout, {tick.place, 0}).x, tick.value, 1e-9);
+    }
+    // The lens takes what lies left of the part into it.
+    const auto reachesEdge = [&](const Polyline& line) {
+        return std::any_of(line.begin(), line.end(), [&](Point place) {
+            const Point pixel = pixelAt(layout, place);
+            return pixel.x > 449 && pixel.x < 452 && pixel.y > 100 && pixel.y < 200;
+        });
+    };
+    EXPECT_GE(std::count_if(part.mappedGrid.begin(), part.mappedGrid.end(), reachesEdge), 10);
+}
+
 TEST(Drawing, HasAMarkForEverythingThatAFigureShows) {
     const Drawing drawing = drawingOf(figure());
     const std::set<std::string> texts = textsOf(drawing);

@@ -13,8 +13,8 @@ import { buildTableView } from './view/table_view.js';
 /** The library reads no further, and a file may be larger than the memory. */
 const bytesRead = 8192;
 
-/** Milliseconds between two looks at a long queue. */
-const patience = 250;
+/** Milliseconds between two looks at a long queue; a long table takes long to lay out, and is looked at less often. */
+const patience = () => 250 + state.files.length;
 
 /**
  * What is on the page. A file is {key, name, label, size, bytes, examination, differences}: the last are those from the
@@ -104,7 +104,7 @@ async function work() {
   await withProgress('Looking at the files', async (reached) => {
     for (let job = nextJob(reached); job; job = nextJob(reached)) {
       await job().catch(showError);
-      if (performance.now() - shownAt > patience) {
+      if (performance.now() - shownAt > patience()) {
         showFiles();
         shownAt = performance.now();
       }

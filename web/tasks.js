@@ -14,8 +14,10 @@ const code = (direction) => (direction === 'undistort' ? 1 : 0);
 async function examine(compiled, { file }) {
   const module = await startModule(compiled, file.bytes);
   const { status } = module.ask('checkAsDevice');
-  const words = module.linesPrinted();
-  return { status, lines: words, ...module.ask('inspectFile', file.name, file.size, file.bytes ? 1 : 0) };
+  const lines = module.linesPrinted();
+  const inspected = module.ask('inspectFile', file.name, file.size, file.bytes ? 1 : 0);
+  module.rest();
+  return { status, lines, ...inspected };
 }
 
 /** Instances that hold the latest maps: what is drawn is soon asked for its details. */
@@ -60,10 +62,13 @@ async function requestMap(compiled, { file, direction, ratio }, reached) {
 }
 
 /** The map of a request as a drawing and in numbers, or why there is none. */
-async function drawMap(compiled, { request, width, dotsPerPixel }, reached) {
+async function drawMap(compiled, { request, width, dotsPerPixel, part }, reached) {
   const { module, ...answer } = await requestMap(compiled, request, reached);
   return module
-    ? { ...answer, ...module.ask('drawMap', request.file.label ?? request.file.name, width, dotsPerPixel) }
+    ? {
+        ...answer,
+        ...module.ask('drawMap', request.file.label ?? request.file.name, width, dotsPerPixel, ...Object.values(part)),
+      }
     : answer;
 }
 
@@ -77,6 +82,7 @@ async function lookUp(compiled, { request, place, isOnPaper }, reached) {
     place.y,
     request.paper.width,
     request.paper.dotsPerPixel,
+    ...Object.values(request.part),
   );
 }
 
@@ -122,23 +128,20 @@ async function remapPhoto(compiled, { file, direction, photo }, reached) {
   return { ...answer, bitmap: await createImageBitmap(new ImageData(pixels, width, height)) };
 }
 
-async function startPair(compiled, [first, second], reached) {
+async function askOfPair(compiled, [first, second], reached, question, ...values) {
   const module = await startModule(compiled, first.bytes, reached);
   module.ask('takeFile', 1, second.bytes, second.bytes.length);
-  return (question, ...values) =>
-    module.ask(question, first.label ?? first.name, second.label ?? second.name, ...values);
+  const answer = module.ask(question, first.label ?? first.name, second.label ?? second.name, ...values);
+  module.rest();
+  return answer;
 }
 
 /** How far the maps of two files are apart: both directions in numbers, the asked one as a drawing. */
-async function compare(compiled, { files, direction, width, dotsPerPixel }, reached) {
-  const ask = await startPair(compiled, files, reached);
-  return ask('compareFiles', code(direction), width, dotsPerPixel);
-}
+const compare = (compiled, { files, direction, width, dotsPerPixel }, reached) =>
+  askOfPair(compiled, files, reached, 'compareFiles', code(direction), width, dotsPerPixel);
 
 /** The same of one direction, in numbers alone. */
-async function differ(compiled, { files, direction }, reached) {
-  const ask = await startPair(compiled, files, reached);
-  return ask('differ', code(direction));
-}
+const differ = (compiled, { files, direction }, reached) =>
+  askOfPair(compiled, files, reached, 'differ', code(direction));
 
 export const tasks = { examine, drawMap, lookUp, saveMap, measurePhoto, remapPhoto, compare, differ };

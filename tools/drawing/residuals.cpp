@@ -85,13 +85,13 @@ void drawAxes(const Canvas& canvas, const Camera& camera, const Rectangle& plot)
     constexpr double mark = 5;
     canvas.setType(12.5);
     canvas.setColour(darkInk);
-    for (const Tick& tick : ticksOf(camera.width, plot.left, plot.width, 90)) {
+    for (const Tick& tick : ticksOf(0, camera.width, plot.left, plot.width, 90)) {
         const double end = plot.top + plot.height + mark;
         cairo_move_to(cr, tick.place, end - mark);
         cairo_line_to(cr, tick.place, end);
         canvas.write(tick.text, {tick.place, end + 4}, {0.5, 0});
     }
-    for (const Tick& tick : ticksOf(camera.height, plot.top, plot.height, 60)) {
+    for (const Tick& tick : ticksOf(0, camera.height, plot.top, plot.height, 60)) {
         cairo_move_to(cr, plot.left, tick.place);
         cairo_line_to(cr, plot.left - mark, tick.place);
         canvas.write(tick.text, {plot.left - mark - 4, tick.place}, {1, 0.5});

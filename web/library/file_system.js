@@ -15,15 +15,14 @@ const rights = { write: 1n << 6n, all: 0xffffffffffffffffn };
 const root = '/';
 
 /**
- * `file` is {name, bytes}; with null bytes the file exists and cannot be opened. `memory` gives the memory of
- * the instance that calls. Returns the imports of that instance and the lines that it has printed so far.
+ * `file` is {name, bytes, printed}; with null bytes the file exists and cannot be opened, and what is printed goes to
+ * `printed`. `memory` gives the memory of the instance that calls. Returns the imports of that instance.
  */
 export function makeFileSystem(file, memory) {
   const view = () => new DataView(memory().buffer);
   const byteRange = (start, size) => new Uint8Array(memory().buffer, start, size);
   const textAt = (start, size) => new TextDecoder().decode(byteRange(start, size));
   let position = 0;
-  let printed = '';
 
   /** The buffers of one call that reads or writes, as `count` pairs of address and size. */
   function* buffersOf(vectors, count) {
@@ -113,7 +112,7 @@ export function makeFileSystem(file, memory) {
     fd_write(fd, vectors, count, result) {
       let size = 0;
       for (const buffer of buffersOf(vectors, count)) {
-        printed += fd === descriptor.standardOutput ? new TextDecoder().decode(buffer) : '';
+        file.printed += fd === descriptor.standardOutput ? new TextDecoder().decode(buffer) : '';
         size += buffer.length;
       }
       view().setUint32(result, size, true);
@@ -142,6 +141,5 @@ export function makeFileSystem(file, memory) {
     },
   };
 
-  const linesPrinted = () => printed.split('\n').filter((line) => line !== '');
-  return { imports: { wasi_snapshot_preview1: calls }, linesPrinted };
+  return { wasi_snapshot_preview1: calls };
 }

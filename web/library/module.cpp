@@ -98,6 +98,26 @@ std::vector<uint8_t> bytesOf(const std::vector<float>& values) {
 
 extern "C" {
 
+#ifdef __wasm__
+extern uint8_t __heap_base;  // NOLINT: the linker's
+
+/** In place of the C library's: memory that an earlier user of the instance has had to ask for is
+ * used again. */
+void* sbrk(intptr_t more) {
+    constexpr uintptr_t page = 65536;
+    static uintptr_t end = (reinterpret_cast<uintptr_t>(&__heap_base) + page - 1) / page * page;
+    const uintptr_t begin = end;
+    const uintptr_t present = __builtin_wasm_memory_size(0);
+    const uintptr_t wanted = (begin + static_cast<uintptr_t>(more) + page - 1) / page;
+    if (more > 0 && wanted > present &&
+        __builtin_wasm_memory_grow(0, wanted - present) == UINTPTR_MAX) {
+        return reinterpret_cast<void*>(UINTPTR_MAX);
+    }
+    end += static_cast<uintptr_t>(more);
+    return reinterpret_cast<void*>(begin);
+}
+#endif
+
 /** Takes the first bytes of a file in: the one that is asked about, or the one it is compared with.
  */
 void takeFile(int32_t isOther, const uint8_t* bytes, uint32_t size) {
@@ -175,15 +195,17 @@ const char* explainNoMemory(int32_t undistorts, int32_t ratio) {
 }
 
 /** {title, colours, numbers, isCompact} of the map with its drawing. */
-const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
+const char* drawMap(const char* name, int32_t width, double dotsPerPixel, double left, double top,
+                    double size) {
     const Camera camera = mainCameraOf(images[0]);
     const Displacement displacement =
         displacementOf(map, [](double part) { showReached(part / 3); });
-    const Layout layout = layOut(camera, width, dotsPerPixel);
+    const Layout layout = layOut(camera, width, dotsPerPixel, {left, top, size});
     const Wording wording = wordingOf(map, camera, mapDirection, name);
     const Figure figure =
-        figureOf(layout, camera, displacementsOf(map, displacement.moved, width), mappingOf(map),
-                 wording, [](double part) { showReached((1 + 2 * part) / 3); });
+        figureOf(layout, camera,
+                 displacementsOf(map, displacement.moved, static_cast<int32_t>(width / size)),
+                 mappingOf(map), wording, [](double part) { showReached((1 + 2 * part) / 3); });
     return answered([&](Answer& out) {
         out("title", wording.title + wording.name);
         out("colours", wording.colours);
@@ -194,8 +216,9 @@ const char* drawMap(const char* name, int32_t width, double dotsPerPixel) {
 }
 
 /** {from, to, sentence} with a drawing: where the map takes a pixel, or a place on the paper. */
-const char* lookUpPlace(int32_t isOnPaper, double x, double y, int32_t width, double dotsPerPixel) {
-    const Layout layout = layOut(mainCameraOf(images[0]), width, dotsPerPixel);
+const char* lookUpPlace(int32_t isOnPaper, double x, double y, int32_t width, double dotsPerPixel,
+                        double left, double top, double size) {
+    const Layout layout = layOut(mainCameraOf(images[0]), width, dotsPerPixel, {left, top, size});
     const Point place = isOnPaper != 0 ? pixelAt(layout, {x, y}) : Point{x, y};
     const LookUp found = lookUp(map, mainCameraOf(images[0]), mapDirection, place);
     return answered([&](Answer& out) {

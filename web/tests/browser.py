@@ -1,6 +1,8 @@
 """A headless Chromium with the page in it, and what a person does there: drop files, press keys, save."""
 import base64
 import os
+import re
+import subprocess
 import tempfile
 import time
 
@@ -114,6 +116,21 @@ class Browser:
                 return os.path.join(self.downloads, new[0])
             time.sleep(0.02)
         raise AssertionError('nothing has been saved')
+
+    def memory(self):
+        """The megabytes that the page's process has for itself, and all others of the browser."""
+        self.devtools('HeapProfiler.collectGarbage')
+        listed = subprocess.run(['ps', '-e', '-o', 'pid=,ppid=,args='], stdout=subprocess.PIPE, text=True, check=True)
+        family = {self.driver.service.process.pid}
+        sizes = {'page': 0, 'rest': 0}
+        for line in listed.stdout.splitlines():
+            process, parent, command = line.split(maxsplit=2)
+            if int(parent) in family and 'defunct' not in command:
+                family.add(int(process))
+                with open(f'/proc/{process}/smaps_rollup', encoding='utf-8') as file:
+                    kinds = re.findall(r'Pss_(?:Anon|Shmem): +(\d+)', file.read())
+                sizes['page' if '--type=renderer' in command else 'rest'] += sum(map(int, kinds)) / 1024
+        return sizes
 
     def screenshot(self, path):
         """The whole page as a PNG file."""

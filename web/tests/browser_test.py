@@ -21,12 +21,13 @@ from PIL import Image
 from selenium.webdriver.common.keys import Keys
 
 from browser import Browser
+from images import (DISTORTION, FOCAL_LENGTHS, PRINCIPAL_POINT, RANGES, SIZE, UNDISTORTION, X_BREAKS, X_CORRECTION,
+                    Y_CORRECTION, enlarged, floats, sealed, sized)
 from native import Native
 from pictures import lines_in, read_picture, share_near
 
 BUILD, NATIVE_BUILD = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-RANGES = {'main camera': (13, 4112), 'sub camera': (4126, 2100), 'extrinsics': (6227, 24), 'whole file': (0, 6267)}
 FLAGS = {'distort': 1, 'undistort': 2}
 
 
@@ -38,27 +39,6 @@ def content(*path):
 MODULE = content(BUILD, 'web', 'library.wasm')
 
 
-def sealed(image, changes):
-    """A copy of a file image with other bytes from some offsets on, all four checksums right."""
-    image = bytearray(image)
-    for offset, data in changes.items():
-        image[offset:offset + len(data)] = data
-    for first, size in RANGES.values():
-        image[first + size] = 255 - sum(image[first:first + size]) % 256
-    return bytes(image)
-
-
-def sized(image, width, height):
-    return sealed(image, {17: struct.pack('<ii', height, width)})
-
-
-def floats(*values):
-    return struct.pack(f'<{len(values)}f', *values)
-
-
-UNDISTORTION, DISTORTION = 13 + 2100, 13 + 88
-X_BREAKS, X_CORRECTION, Y_CORRECTION = 16, 108, 1060
-SIZE, FOCAL_LENGTHS, PRINCIPAL_POINT = 17, 25, 33
 # What keeps files from use whose checksums hold.
 UNUSABLE = {
     'numbers': {UNDISTORTION + X_CORRECTION: floats(*[math.nan] * 3), DISTORTION + X_BREAKS: b'\xff' * 4,
@@ -389,6 +369,53 @@ class PageTest(unittest.TestCase):
         self.browser.wait("document.querySelector('output').ariaLive === 'off'")
         np.testing.assert_allclose(place()[:2], (319.5, 239.5), atol=1.5)
 
+    def test_zooms_into_map_and_photo(self):
+        board = self.path('board.png')
+        self.native.run('pattern', '-o', board)
+        self.browser.open(width=1024)
+        self.browser.add(self.lens, board)
+        saved = content(self.browser.save('#map .save-picture'))
+        drawn = "document.querySelector('#map canvas').toDataURL()"
+        whole = self.browser.run('return ' + drawn)
+        left, top, scale = self.browser.run("""const canvas = document.querySelector('.figure canvas');
+            canvas.scrollIntoView(); const a = canvas.getBoundingClientRect(); return [a.left, a.top, a.width / 900]""")
+
+        def mouse(kind, x, y, **more):
+            """At a place of the plot, in its parts."""
+            size = 900 - 74 - 122
+            self.browser.devtools('Input.dispatchMouseEvent', type=kind, x=left + (74 + x * size) * scale,
+                                  y=top + (100 + y * size * 0.75) * scale, **more)
+            self.browser.settle()
+
+        def pointed(x, y):
+            self.browser.run("document.querySelector('output').textContent = ''")
+            mouse('mouseMoved', x, y)
+            said = self.browser.wait("document.querySelector('output').textContent")
+            return [float(number) for number in re.search(r'column ([\d.]+), row ([\d.]+) ', said).groups()]
+
+        before = pointed(0.7, 0.6)
+        mouse('mouseWheel', 0.7, 0.6, deltaX=0, deltaY=-100)
+        np.testing.assert_allclose(pointed(0.7, 0.6), before, atol=0.8)
+        self.assertNotEqual(self.browser.run('return ' + drawn), whole)
+        self.assertEqual(content(self.browser.save('#map .save-picture')), saved)
+        self.browser.press('#map .figure', '0')
+        self.browser.settle()
+        self.assertEqual(self.browser.run('return ' + drawn), whole)
+        # A rectangle, half as wide as high: what is seen has the proportions of the image.
+        for kind, x, y in (('mousePressed', 0.25, 0.2), ('mouseMoved', 0.4, 0.5), ('mouseReleased', 0.5, 0.7)):
+            mouse(kind, x, y, button='left', clickCount=1)
+        np.testing.assert_allclose(pointed(0.5, 0.5), (320, 216), atol=2)
+        np.testing.assert_allclose(pointed(0.02, 0.98), (166, 332), atol=2)
+        for count in (1, 2):
+            mouse('mousePressed', 0.5, 0.5, button='left', clickCount=count)
+            mouse('mouseReleased', 0.5, 0.5, button='left', clickCount=count)
+        self.assertEqual(self.browser.run('return ' + drawn), whole)
+        self.browser.press('.photo', '+')
+        self.assertEqual(self.browser.run("return document.querySelector('.after').style.transform"),
+                         'scale(2) translate(-25%, -25%)')
+        self.assertEqual(self.browser.run("return document.querySelector('.after').style.clipPath"),
+                         'inset(0px 0px 0px 50%)')
+
     def test_a_large_map_does_not_freeze_it(self):
         large = self.path('large.bin')
         self.native.run('sample', '--width', '6000', '--height', '4000', '--fx', '4000', '--fy', '4000', '--cx', '2990',
@@ -531,6 +558,23 @@ class PageTest(unittest.TestCase):
         self.browser.add(self.write('failed.bin', sealed(self.image, {1: b'\0'})))
         self.assertEqual(self.browser.run('return window.asked.splice(0)'), ['examine'])
         self.assertTrue(self.browser.run("return document.querySelectorAll('details')[2].open"))
+
+    def test_takes_no_more_than_it_needs(self):
+        """Many files go through one worker, and what a photo took is given back with it."""
+        self.browser.run("""window.workers = 0; const {Worker: Plain} = window;
+            window.Worker = class extends Plain { constructor(...all) { super(...all); ++window.workers; } }""")
+        self.browser.add(*[self.write(f'{i}.bin', sealed(self.image, {6256: bytes([i])})) for i in range(60)])
+        self.assertEqual(len(self.rows()), 60)
+        self.assertEqual(self.browser.run('return window.workers'), 0)
+        self.browser.open()
+        board = self.path('board.png')
+        self.native.run('pattern', '--width', '4000', '--height', '3000', '-o', board)
+        self.browser.add(self.write('large.bin', enlarged(self.image, 6.25)), board)
+        held = self.browser.memory()['page']
+        self.assertLess(held, 400)
+        self.browser.find('#photo .remove').click()
+        # The photo as it was and as the map sees it, 48 MB each.
+        self.assertLess(self.browser.memory()['page'], held - 80)
 
     def rows(self):
         """The cells of the table, without what is ticked there."""

@@ -1,6 +1,6 @@
 /** What the browser test adds to the page: the library by itself, to hash and to time. */
 import { makeFileSystem } from '../library/file_system.js';
-import { startModule } from '../library/module.js';
+import { linesOf, startModule } from '../library/module.js';
 import { readAnswer } from '../library/reader.js';
 import { tasks } from '../tasks.js';
 
@@ -10,12 +10,15 @@ const compiled = (base64) => WebAssembly.compile(bytesOf(base64));
 /** The lines of hashes that the module with the promised cases prints. */
 async function goldenHashes(base64) {
   let memory = null;
-  const system = makeFileSystem({ name: '', bytes: null }, () => memory);
-  const { exports } = await WebAssembly.instantiate(await compiled(base64), system.imports);
+  const file = { name: '', bytes: null, printed: '' };
+  const { exports } = await WebAssembly.instantiate(
+    await compiled(base64),
+    makeFileSystem(file, () => memory),
+  );
   memory = exports.memory;
   exports._initialize();
   exports.printHashes();
-  return system.linesPrinted();
+  return linesOf(file);
 }
 
 /**
@@ -80,7 +83,11 @@ async function drawingDifferences(base64, fileBase64, direction, width, programs
   const bytes = bytesOf(fileBase64);
   const file = { key: 0, name: 'lens.bin', bytes, size: bytes.length };
   const request = { file, direction, ratio: 1 };
-  const answer = await tasks.drawMap(await compiled(base64), { request, width, dotsPerPixel: 1 }, () => {});
+  const answer = await tasks.drawMap(
+    await compiled(base64),
+    { request, width, dotsPerPixel: 1, part: { left: 0, top: 0, size: 1 } },
+    () => {},
+  );
   return differences(answer.drawing, readAnswer(bytesOf(programsBase64), 0));
 }
 

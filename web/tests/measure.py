@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
-"""The time of a 640 x 480 map in Chromium beside the native library's: measure.py BUILD NATIVE [ROUNDS]. Both are
-measured in turns, and the shortest time of each counts, so that other work on the machine disturbs little."""
+"""What the page costs in Chromium: measure.py BUILD NATIVE [map|many|memory]..., all three without a word. A map of
+640 x 480 is measured in turns with the native library, and the shortest time of each counts, so that other work on the
+machine disturbs little; a thousand files with their differences; two files of 12 megapixels with a photo."""
 import base64
 import os
 import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 from browser import Browser
+from images import UNDISTORTION, X_CORRECTION, enlarged, floats, sealed
 
 ROWS, COLS = 480, 640
 TIME = '''
@@ -34,29 +37,91 @@ def content(*path):
         return file.read()
 
 
+def sample(native, path, *options):
+    subprocess.run([os.path.join(native, 'tools', 'calibmap'), 'sample', *options, '-o', path],
+                   stdout=subprocess.DEVNULL, check=True)
+    return path
+
+
+def write(folder, name, data):
+    path = os.path.join(folder, name)
+    with open(path, 'wb') as file:
+        file.write(data)
+    return path
+
+
+def measure_map(browser, build, native, folder):
+    lens = sample(native, os.path.join(folder, 'lens.bin'))
+    browser.open()
+    browser.run(content(build, 'web', 'harness.bundle.js').decode())
+    module = base64.b64encode(content(build, 'web', 'library.wasm')).decode()
+    file = base64.b64encode(content(lens)).decode()
+    here, there = [], []
+    for _ in range(8):
+        here.append(browser.driver.execute_async_script(
+            'const done = arguments[arguments.length - 1];'
+            'harness.mapTime(...[...arguments].slice(0, -1)).then(done, e => done(String(e)))',
+            module, file, ROWS, COLS))
+        words = [sys.executable, '-c', TIME, os.path.join(native, 'libcalibmap.so'), lens, str(ROWS), str(COLS)]
+        there.append(float(subprocess.run(words, stdout=subprocess.PIPE, check=True).stdout))
+    print(f'{COLS} x {ROWS}: {min(here):.2f} ms in the browser, {min(there):.2f} ms natively, '
+          f'ratio {min(here) / min(there):.1f}')
+
+
+def measure_many(browser, _build, native, folder):
+    image = content(sample(native, os.path.join(folder, 'lens.bin')))
+    paths = [write(folder, f'{i}.bin', sealed(image, {UNDISTORTION + X_CORRECTION + 120: floats(i / 1e6)}))
+             for i in range(1000)]
+    browser.open()
+    browser.run("""window.tasks = [];
+                   new PerformanceObserver(list => tasks.push(...list.getEntries().map(entry => entry.duration)))
+                       .observe({type: 'longtask'});""")
+    start = time.monotonic()
+    browser.add(*paths)
+    took = time.monotonic() - start
+    print(f'{len(paths)} files with differences: {took:.1f} s, '
+          f'tasks of the page above 50 ms: {sorted(map(round, browser.run("return tasks")))[::-1][:8]}')
+
+
+def print_memory(browser, words):
+    sizes = browser.memory()
+    print(f'{words}: {sizes["page"]:.0f} MB the page, {sizes["rest"]:.0f} MB the rest of the browser')
+
+
+def measure_memory(browser, _build, native, folder):
+    large = enlarged(content(sample(native, os.path.join(folder, 'lens.bin'))), 6.25)
+    paths = [write(folder, 'large.bin', large),
+             write(folder, 'other.bin', sealed(large, {UNDISTORTION + X_CORRECTION + 120: floats(0.004)}))]
+    photo = os.path.join(folder, 'photo.png')
+    subprocess.run([os.path.join(native, 'tools', 'calibmap'), 'pattern', '--width', '4000', '--height', '3000', '-o', photo],
+                   stdout=subprocess.DEVNULL, check=True)
+    browser.driver.get('about:blank')
+    print_memory(browser, 'an empty page')
+    browser.open()
+    print_memory(browser, 'the page')
+    browser.add(paths[0])
+    print_memory(browser, 'a file of 12 megapixels')
+    browser.add(paths[1])
+    print_memory(browser, 'two files of 12 megapixels')
+    browser.add(photo)
+    print_memory(browser, 'and a photo')
+    time.sleep(10)
+    print_memory(browser, 'ten seconds later')
+    browser.find('#list .clear').click()
+    browser.find('#photo .remove').click()
+    browser.settle()
+    time.sleep(5)
+    print_memory(browser, 'all of it removed')
+
+
 def main():
     build, native = map(os.path.abspath, sys.argv[1:3])
-    rounds = int(sys.argv[3]) if len(sys.argv) > 3 else 8
+    chosen = sys.argv[3:] or ['map', 'many', 'memory']
     folder = tempfile.mkdtemp(dir='/tmp')
     browser = Browser(os.path.join(build, 'calibmap.html'), folder)
     try:
-        lens = os.path.join(folder, 'lens.bin')
-        subprocess.run([os.path.join(native, 'tools', 'calibmap'), 'sample', '-o', lens], stdout=subprocess.DEVNULL,
-                       check=True)
-        browser.open()
-        browser.run(content(build, 'web', 'harness.bundle.js').decode())
-        module = base64.b64encode(content(build, 'web', 'library.wasm')).decode()
-        file = base64.b64encode(content(lens)).decode()
-        here, there = [], []
-        for _ in range(rounds):
-            here.append(browser.driver.execute_async_script(
-                'const done = arguments[arguments.length - 1];'
-                'harness.mapTime(...[...arguments].slice(0, -1)).then(done, e => done(String(e)))',
-                module, file, ROWS, COLS))
-            words = [sys.executable, '-c', TIME, os.path.join(native, 'libcalibmap.so'), lens, str(ROWS), str(COLS)]
-            there.append(float(subprocess.run(words, stdout=subprocess.PIPE, check=True).stdout))
-        print(f'{COLS} x {ROWS}: {min(here):.2f} ms in the browser, {min(there):.2f} ms natively, '
-              f'ratio {min(here) / min(there):.1f}')
+        for name in chosen:
+            {'map': measure_map, 'many': measure_many, 'memory': measure_memory}[name](browser, build, native, folder)
     finally:
         browser.close()
         shutil.rmtree(folder, ignore_errors=True)

@@ -4,6 +4,7 @@ import { makeFigure, savePicture } from './figure.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 import { stroke } from './strokes.js';
+import { whole, zoomable } from './zoom.js';
 
 const noRatio = {
   refusal: { reason: 'the ratio is no whole number below 2147483648', remedy: 'enter 1 or an even number' },
@@ -24,22 +25,23 @@ export function buildMapView({ run }, onError) {
   let shown = null;
   let place = null;
   let latest = null;
+  let part = whole;
   const view = latestIn(section, draw, onError);
 
   async function draw(request, signal) {
     const { file } = request;
-    const paper = figure.paper();
+    const seen = { paper: figure.paper(), part };
     const answer =
       request.ratio === null
         ? noRatio
         : await withProgress(`Drawing the map of ${file.label}`, (onProgress) =>
-            run('drawMap', { request, ...paper }, { onProgress, signal }),
+            run('drawMap', { request, ...seen.paper, part }, { onProgress, signal }),
           );
     const heading = find('h2', section);
     heading.textContent = answer.title ?? `Map of ${file.label}`;
     heading.classList.toggle('is-in-picture', Boolean(answer.drawing) && !answer.isCompact);
     showRefusal(answer);
-    shown = answer.drawing ? { ...request, paper } : null;
+    shown = answer.drawing ? { ...request, ...seen, plot: answer.drawing.plot } : null;
     if (shown) {
       figure.show(answer);
       find('.numbers', section).textContent = answer.numbers;
@@ -96,13 +98,25 @@ export function buildMapView({ run }, onError) {
   }
 
   const frame = find('.figure', section);
+  zoomable(frame, {
+    at(event) {
+      const { x, y } = pointAt(event);
+      const { left, top, width, height } = shown.plot;
+      return { x: (x - left) / width, y: (y - top) / height };
+    },
+    isRectangle: () => shown !== null,
+    onChange(asked) {
+      part = asked;
+      view.redraw();
+    },
+  });
   const point = (event) => shown && moveTo(pointAt(event), { isSpoken: false, isOnPaper: true }).catch(onError);
   frame.addEventListener('pointermove', point);
   frame.addEventListener('pointerdown', point);
   frame.addEventListener('keydown', (event) => {
     const step = event.shiftKey ? 10 : 1;
     const moves = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
-    const move = moves[event.key];
+    const move = !event.altKey && moves[event.key];
     if (move && place && shown) {
       event.preventDefault();
       moveTo({ x: place.x + move[0] * step, y: place.y + move[1] * step }).catch(onError);
@@ -127,7 +141,9 @@ export function buildMapView({ run }, onError) {
   find('.save-picture', section).addEventListener('click', () => {
     if (shown) {
       const request = shown;
-      savePicture((paper) => run('drawMap', { request, ...paper }), `${savedName(request)}.png`).catch(onError);
+      savePicture((paper) => run('drawMap', { request, ...paper, part: whole }), `${savedName(request)}.png`).catch(
+        onError,
+      );
     }
   });
   find('.save-map', section).addEventListener('click', () => {

@@ -2,6 +2,7 @@
 import { find, make, offer, stemOf } from './elements.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
+import { whole, zoomable } from './zoom.js';
 
 /**
  * `show(request)` shows {key, file, direction, photo}: the photo as the map of the file sees it, or nothing for null.
@@ -9,13 +10,15 @@ import { withProgress } from './progress.js';
  */
 export function buildPhotoView({ run }, onError, onRemove) {
   const section = find('#photo');
-  const [before, after] = [find('.before', section), find('.after', section)];
+  const frame = find('.photo', section);
+  let [before, after] = frame.children;
   const divider = find('#divider');
   const help = find('.help', section);
   const result = find('.result', section);
   /** The photo in the elements, and what is saved of it. */
   let held = null;
   let saved = null;
+  let part = whole;
   const view = latestIn(section, draw, onError);
 
   async function draw({ file, direction, photo }, signal) {
@@ -45,13 +48,15 @@ export function buildPhotoView({ run }, onError, onRemove) {
     }
   }
 
-  /** Puts a photo, or none, into the elements, which hold its memory. */
+  /** Puts a photo, or none, into elements of its own: emptied ones go on holding its memory. */
   function hold(photo) {
     if (held?.photo !== photo) {
       URL.revokeObjectURL(held?.address);
       held = photo && { photo, address: URL.createObjectURL(photo.file) };
-      before.toggleAttribute('src', false);
-      Object.assign(after, { width: 1, height: 1 });
+      const old = [before, after];
+      [before, after] = old.map((element) => element.cloneNode());
+      before.removeAttribute('src');
+      old.forEach((element, i) => element.replaceWith([before, after][i]));
       if (held) {
         before.src = held.address;
         section.scrollIntoView({ block: 'nearest' });
@@ -59,16 +64,32 @@ export function buildPhotoView({ run }, onError, onRemove) {
     }
   }
 
-  const divide = () => (after.style.clipPath = `inset(0 0 0 ${divider.value}%)`);
+  function divide() {
+    const { left, top, size } = part;
+    for (const element of [before, after]) {
+      element.style.transform = `scale(${1 / size}) translate(${-100 * left}%, ${-100 * top}%)`;
+    }
+    after.style.clipPath = `inset(0 0 0 ${100 * left + divider.value * size}%)`;
+  }
   divider.addEventListener('input', divide);
   const drag = (event) => {
-    if (event.buttons === 1) {
-      const area = before.getBoundingClientRect();
+    if (event.buttons === 1 && !event.shiftKey) {
+      const area = frame.getBoundingClientRect();
       divider.value = (100 * (event.clientX - area.left)) / area.width;
       divide();
     }
   };
-  const frame = find('.photo', section);
+  zoomable(frame, {
+    at(event) {
+      const area = frame.getBoundingClientRect();
+      return { x: (event.clientX - area.left) / area.width, y: (event.clientY - area.top) / area.height };
+    },
+    isRectangle: ({ shiftKey }) => shiftKey,
+    onChange(asked) {
+      part = asked;
+      divide();
+    },
+  });
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
   find('.save-picture', section).addEventListener('click', () => {
