@@ -127,6 +127,11 @@ TEST(Contour, FollowsFieldsThatAreKnown) {
     for (const Point& p : straight[0]) {
         EXPECT_NEAR(plane(p.x, p.y), 22.5, 1e-12);
     }
+    // A level that nodes have themselves is met once.
+    const auto across = [](double x, double /*y*/) { return x; };
+    const std::vector<Polyline> upright = contourLines(nodesOf(5, 6, across), 2);
+    ASSERT_EQ(upright.size(), 1U);
+    EXPECT_EQ(upright[0].size(), 5U);
     const auto cone = [](double x, double y) { return std::hypot(x - 11.3, y - 8.6); };
     for (const auto& [level, closed] : {std::pair(5.0, true), std::pair(10.0, false)}) {
         const std::vector<Polyline> rings = contourLines(nodesOf(19, 31, cone), level);
@@ -433,9 +438,11 @@ TEST(Drawing, HasAMarkForEverythingThatAFigureShows) {
         darkPieces += contour.isOnLight ? contour.pieces.size() : 0;
     }
     int rings = 0;
+    std::size_t gridLines = 0;
     for (const LineMark& mark : marksOf<LineMark>(drawing)) {
         const bool isOnPlot = mark.ink == Ink::regularLine || mark.ink == Ink::mappedLine;
         EXPECT_TRUE(isOnPlot || mark.dashes.empty());
+        gridLines += isOnPlot && mark.isClipped ? mark.lines.size() : 0;
         EXPECT_EQ(mark.isClipped, mark.lines.size() > 5 && mark.ink != Ink::text);
         EXPECT_TRUE(mark.ink != Ink::dark || !mark.isClipped || mark.lines.size() == darkPieces);
         const Point from = mark.lines.at(0).at(0);
@@ -443,6 +450,7 @@ TEST(Drawing, HasAMarkForEverythingThatAFigureShows) {
         rings += std::abs(std::hypot(from.x - place.x, from.y - place.y) - 5) < 1e-9 ? 1 : 0;
     }
     EXPECT_EQ(rings, 2);
+    EXPECT_EQ(gridLines, 2 * (17U + 12U));  // 11 rows of cells, 16 columns
     const std::vector<ImageMark> images = marksOf<ImageMark>(drawing);
     ASSERT_EQ(images.size(), 2U);
     EXPECT_EQ(images[0].dots, figure().heatMap);

@@ -374,6 +374,12 @@ TEST(Map, IsToldInOneLineAndLookedUp) {
     EXPECT_EQ((std::array{beside.from.x, beside.from.y, beside.to.x, beside.to.y}),
               (std::array{5.0, 0.0, 8.0, -1.0}));
     EXPECT_EQ(lookUp(map, camera, Direction::undistort, {nan, 2}).from.x, 0);
+    map.x[2] = 7.5;  // 11 pixels more
+    EXPECT_NE(sentenceOf(map, displacementOf(map))
+                  .find("at most 11.045 at (4.5, 0.5) and on average 4.476 "),
+              std::string::npos)
+        << sentenceOf(map, displacementOf(map));
+    map.x[2] = 3.5;
     map.x[5] = nan;
     EXPECT_TRUE(
         sentenceOf(map, displacementOf(map))

@@ -183,12 +183,12 @@ void Command::addChoice(const std::string& name, int value, const Choice<int>& c
 }
 
 void Command::direction(Direction& direction) {
-    choice<Direction>(
-        "--direction", direction,
-        {{nameOf(Direction::undistort), Direction::undistort},
-         {nameOf(Direction::distort), Direction::distort}},
-        "undistort: from the straight (undistorted) image to the recorded (distorted) one; distort: "
-        "the inverse");
+    choice<Direction>("--direction", direction,
+                      {{nameOf(Direction::undistort), Direction::undistort},
+                       {nameOf(Direction::distort), Direction::distort}},
+                      "undistort: from the straight (undistorted) image to the recorded "
+                      "(distorted) one; distort: "
+                      "the inverse");
 }
 
 void Command::ratio(int32_t& ratio) {
