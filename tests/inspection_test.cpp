@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <set>
 #include <tuple>
 
 #include "calibration_image.h"
@@ -207,6 +208,16 @@ TEST(Check, MeasuresHowWellTheMapsUndoEachOther) {
 
 TEST(Difference, NamesEachFieldWithBothValues) {
     const Image image = calibrationImage();
+    // Each byte once: the flag, two cameras, orders and pieces, two models, the extrinsics.
+    std::set<std::size_t> named;
+    std::size_t bytes = 0;
+    for (const Field& field : namedFields()) {
+        for (std::size_t i = 0; i < field.count * sizeOf(field.type); ++i, ++bytes) {
+            named.insert(field.offset + i);
+        }
+    }
+    EXPECT_EQ(bytes, 1U + 2 * (2 + 4 + 6) * 4 + 4 + 2 * (7 + 5 + 2 * 120) * 4 + 6 * 4);
+    EXPECT_EQ(named.size(), bytes);
     for (const Field& field : namedFields()) {
         Image other = image;
         const std::size_t size = sizeOf(field.type);
