@@ -737,6 +737,20 @@ class PageTest(unittest.TestCase):
         self.assertIn('dropped.bin', self.browser.text('.card h2'))
         self.expect_map_as_native(self.lens, 'undistort')
 
+    def test_takes_a_folder_that_is_dropped(self):
+        """All files in it, also where there are more than a browser tells of at a time, under their paths."""
+        os.makedirs(self.path('folder/inner'), exist_ok=True)
+        names = [f'folder/{i}.bin' for i in range(105)] + ['folder/inner/lens.bin']
+        for name in names:
+            self.write(name, self.image[:9])
+        data = {'items': [], 'files': [self.path('folder')], 'dragOperationsMask': 1}
+        for kind in ('dragEnter', 'dragOver', 'drop'):
+            self.browser.devtools('Input.dispatchDragEvent', type=kind, x=300, y=300, data=data)
+        self.browser.wait("document.querySelectorAll('#list tbody tr').length >= 106", 15)
+        self.browser.settle()
+        self.assertEqual(sorted(row[0] for row in self.rows()), sorted(names))
+        self.assertFalse(self.browser.run("return document.body.classList.contains('is-dragging')"))
+
     def test_does_without_a_worker(self):
         script = self.browser.devtools('Page.addScriptToEvaluateOnNewDocument', source='delete window.Worker')
         try:
