@@ -415,6 +415,9 @@ class PageTest(unittest.TestCase):
                          'scale(2) translate(-25%, -25%)')
         self.assertEqual(self.browser.run("return document.querySelector('.after').style.clipPath"),
                          'inset(0px 0px 0px 50%)')
+        self.browser.press('.photo', Keys.ALT + Keys.ARROW_RIGHT + Keys.ALT)
+        self.assertEqual(self.browser.run("return document.querySelector('.before').style.transform"),
+                         'scale(2) translate(-37.5%, -25%)')
 
     def test_a_large_map_does_not_freeze_it(self):
         large = self.path('large.bin')
@@ -678,7 +681,7 @@ class PageTest(unittest.TestCase):
         end = time.monotonic() + float(os.environ.get('DRIVE', '0'))
         step = 0
         while step < 300 or time.monotonic() < end:
-            kind = random.integers(8)
+            kind = random.integers(9)
             if kind <= 1 and len(held) < 12:
                 files = {f'{step}-{i}.bin': contents[random.integers(4)] for i in range(random.integers(1, 4))}
                 held += files
@@ -697,7 +700,11 @@ class PageTest(unittest.TestCase):
             elif kind == 5:
                 self.browser.devtools('Emulation.setDeviceMetricsOverride', width=int(random.integers(320, 1400)),
                                       height=900, deviceScaleFactor=1, mobile=False)
-            elif kind >= 6:
+            elif kind == 6:
+                self.browser.run("""document.querySelector('.figure').dispatchEvent(
+                    new KeyboardEvent('keydown', {key: arguments[0], altKey: arguments[0].length > 1, bubbles: true}))""",
+                                 ['+', '-', '0', 'ArrowUp', 'ArrowRight'][random.integers(5)])
+            elif kind >= 7:
                 self.browser.run("""const inputs = document.querySelectorAll('#list tbody input');
                     inputs[Math.floor(arguments[0] * inputs.length)]?.click()""", float(random.random()))
             step += 1
