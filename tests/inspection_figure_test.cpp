@@ -449,6 +449,12 @@ TEST(Drawing, HasAMarkForEverythingThatAFigureShows) {
         const Point place = placeOf({599, 399});
         rings += std::abs(std::hypot(from.x - place.x, from.y - place.y) - 5) < 1e-9 ? 1 : 0;
     }
+    for (int ink = 0; ink <= static_cast<int>(Ink::sample); ++ink) {
+        for (const bool isDarkPaper : {false, true}) {
+            const double opacity = colourOf(static_cast<Ink>(ink), isDarkPaper).opacity;
+            EXPECT_TRUE(opacity > 0.5 && opacity <= 1) << ink;
+        }
+    }
     EXPECT_EQ(rings, 2);
     EXPECT_EQ(gridLines, 2 * (17U + 12U));  // 11 rows of cells, 16 columns
     const std::vector<ImageMark> images = marksOf<ImageMark>(drawing);

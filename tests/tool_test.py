@@ -389,6 +389,7 @@ class ToolTest(unittest.TestCase):
         text = self.run_tool('info', '--coefficients', '-', input=bytes(bad)).stdout.decode()
         # Behind a name of 16 letters stand twelve numbers, eleven wide and one apart.
         self.assertEqual({len(line) for line in re.findall(r'  [xy]correct\[.*', text)}, {2 + 16 + 12 * (1 + 11)})
+        self.assertEqual({len(line) for line in re.findall(r'  along [xy] .*', text)}, {2 + 16 + 7 * (1 + 8), 2 + 16 + 5 * (1 + 8)})
         self.assertRegex(text, r'^standard input: refused, status 9: .*main camera.*\n  cannot be used: main.fx is inf\n')
         self.assertIn(f' {expected[13]:.8f}', text)
         wide, high = (sum(math.degrees(math.atan(part / 425)) for part in parts) for parts in ((319.2, 320.8), (242.8, 237.2)))

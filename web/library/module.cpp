@@ -105,16 +105,17 @@ extern uint8_t __heap_base;  // NOLINT: the linker's
  * used again. */
 void* sbrk(intptr_t more) {
     constexpr uintptr_t page = 65536;
-    static uintptr_t end = (reinterpret_cast<uintptr_t>(&__heap_base) + page - 1) / page * page;
-    const uintptr_t begin = end;
+    static uint8_t* end = &__heap_base + (page - reinterpret_cast<uintptr_t>(&__heap_base) % page);
     const uintptr_t present = __builtin_wasm_memory_size(0);
-    const uintptr_t wanted = (begin + static_cast<uintptr_t>(more) + page - 1) / page;
+    const uintptr_t wanted =
+        (reinterpret_cast<uintptr_t>(end) + static_cast<uintptr_t>(more) + page - 1) / page;
     if (more > 0 && wanted > present &&
         __builtin_wasm_memory_grow(0, wanted - present) == UINTPTR_MAX) {
-        return reinterpret_cast<void*>(UINTPTR_MAX);
+        return reinterpret_cast<void*>(0xFFFFFFFFU);
     }
-    end += static_cast<uintptr_t>(more);
-    return reinterpret_cast<void*>(begin);
+    uint8_t* const begin = end;
+    end += more;
+    return begin;
 }
 #endif
 

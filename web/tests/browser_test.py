@@ -415,6 +415,9 @@ class PageTest(unittest.TestCase):
                          'scale(2) translate(-25%, -25%)')
         self.assertEqual(self.browser.run("return document.querySelector('.after').style.clipPath"),
                          'inset(0px 0px 0px 50%)')
+        self.browser.press('.photo', Keys.ALT + Keys.ARROW_RIGHT + Keys.ALT)
+        self.assertEqual(self.browser.run("return document.querySelector('.before').style.transform"),
+                         'scale(2) translate(-37.5%, -25%)')
 
     def test_a_large_map_does_not_freeze_it(self):
         large = self.path('large.bin')
@@ -678,7 +681,7 @@ class PageTest(unittest.TestCase):
         end = time.monotonic() + float(os.environ.get('DRIVE', '0'))
         step = 0
         while step < 300 or time.monotonic() < end:
-            kind = random.integers(8)
+            kind = random.integers(9)
             if kind <= 1 and len(held) < 12:
                 files = {f'{step}-{i}.bin': contents[random.integers(4)] for i in range(random.integers(1, 4))}
                 held += files
@@ -697,7 +700,11 @@ class PageTest(unittest.TestCase):
             elif kind == 5:
                 self.browser.devtools('Emulation.setDeviceMetricsOverride', width=int(random.integers(320, 1400)),
                                       height=900, deviceScaleFactor=1, mobile=False)
-            elif kind >= 6:
+            elif kind == 6:
+                self.browser.run("""document.querySelector('.figure').dispatchEvent(
+                    new KeyboardEvent('keydown', {key: arguments[0], altKey: arguments[0].length > 1, bubbles: true}))""",
+                                 ['+', '-', '0', 'ArrowUp', 'ArrowRight'][random.integers(5)])
+            elif kind >= 7:
                 self.browser.run("""const inputs = document.querySelectorAll('#list tbody input');
                     inputs[Math.floor(arguments[0] * inputs.length)]?.click()""", float(random.random()))
             step += 1
@@ -736,6 +743,20 @@ class PageTest(unittest.TestCase):
         self.browser.settle()
         self.assertIn('dropped.bin', self.browser.text('.card h2'))
         self.expect_map_as_native(self.lens, 'undistort')
+
+    def test_takes_a_folder_that_is_dropped(self):
+        """All files in it, also where there are more than a browser tells of at a time, under their paths."""
+        os.makedirs(self.path('folder/inner'), exist_ok=True)
+        names = [f'folder/{i}.bin' for i in range(105)] + ['folder/inner/lens.bin']
+        for name in names:
+            self.write(name, self.image[:9])
+        data = {'items': [], 'files': [self.path('folder')], 'dragOperationsMask': 1}
+        for kind in ('dragEnter', 'dragOver', 'drop'):
+            self.browser.devtools('Input.dispatchDragEvent', type=kind, x=300, y=300, data=data)
+        self.browser.wait("document.querySelectorAll('#list tbody tr').length >= 106", 15)
+        self.browser.settle()
+        self.assertEqual(sorted(row[0] for row in self.rows()), sorted(names))
+        self.assertFalse(self.browser.run("return document.body.classList.contains('is-dragging')"))
 
     def test_does_without_a_worker(self):
         script = self.browser.devtools('Page.addScriptToEvaluateOnNewDocument', source='delete window.Worker')

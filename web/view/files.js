@@ -2,22 +2,33 @@
 
 /** All files that have been dropped, those in folders too, which have their `path`. */
 export async function readDropped({ items, files }) {
-  const entries = [...items].map((item) => item.webkitGetAsEntry()).filter(Boolean);
-  return entries.some((entry) => entry.isDirectory) ? (await Promise.all(entries.map(filesIn))).flat() : [...files];
+  const [dropped, plain] = [[...items].map(entryOf), [...files]];
+  const entries = (await Promise.all(dropped)).filter(Boolean);
+  return entries.some(isFolder) ? (await Promise.all(entries.map((entry) => filesIn(entry)))).flat() : plain;
 }
 
-async function filesIn(entry) {
-  if (entry.isFile) {
-    const file = await new Promise((resolve, reject) => entry.file(resolve, reject));
-    return [Object.assign(file, { path: entry.fullPath.slice(1) })];
+/** Chromium opens the older kind of entries on no page that comes from a disk, and others have no newer one. */
+const entryOf = (item) => item.getAsFileSystemHandle?.().catch(() => null) ?? item.webkitGetAsEntry();
+const isFolder = (entry) => entry.isDirectory ?? entry.kind === 'directory';
+
+async function filesIn(entry, folder = '') {
+  const path = folder + entry.name;
+  if (!isFolder(entry)) {
+    const file = await (entry.getFile?.() ?? new Promise((resolve, reject) => entry.file(resolve, reject)));
+    return [Object.assign(file, { path })];
   }
-  const reader = entry.createReader();
   const inside = [];
+  for await (const one of entry.values?.() ?? entriesIn(entry.createReader())) {
+    inside.push(filesIn(one, `${path}/`));
+  }
+  return (await Promise.all(inside)).flat();
+}
+
+async function* entriesIn(reader) {
   // A browser gives a hundred at a time.
-  for (let some = null; some?.length !== 0; inside.push(...some)) {
+  for (let some = null; some?.length !== 0; yield* some) {
     some = await new Promise((resolve, reject) => reader.readEntries(resolve, reject));
   }
-  return (await Promise.all(inside.map(filesIn))).flat();
 }
 
 const beginnings = [

@@ -4,7 +4,7 @@ import { makeFigure, savePicture } from './figure.js';
 import { latestIn } from './latest.js';
 import { withProgress } from './progress.js';
 import { stroke } from './strokes.js';
-import { whole, zoomable } from './zoom.js';
+import { arrows, whole, zoomable } from './zoom.js';
 
 const noRatio = {
   refusal: { reason: 'the ratio is no whole number below 2147483648', remedy: 'enter 1 or an even number' },
@@ -115,8 +115,7 @@ export function buildMapView({ run }, onError) {
   frame.addEventListener('pointerdown', point);
   frame.addEventListener('keydown', (event) => {
     const step = event.shiftKey ? 10 : 1;
-    const moves = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
-    const move = !event.altKey && moves[event.key];
+    const move = !event.altKey && arrows[event.key];
     if (move && place && shown) {
       event.preventDefault();
       moveTo({ x: place.x + move[0] * step, y: place.y + move[1] * step }).catch(onError);

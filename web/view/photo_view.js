@@ -72,24 +72,17 @@ export function buildPhotoView({ run }, onError, onRemove) {
     after.style.clipPath = `inset(0 0 0 ${100 * left + divider.value * size}%)`;
   }
   divider.addEventListener('input', divide);
+  const at = ({ clientX, clientY }) => {
+    const area = frame.getBoundingClientRect();
+    return { x: (clientX - area.left) / area.width, y: (clientY - area.top) / area.height };
+  };
   const drag = (event) => {
     if (event.buttons === 1 && !event.shiftKey) {
-      const area = frame.getBoundingClientRect();
-      divider.value = (100 * (event.clientX - area.left)) / area.width;
+      divider.value = 100 * at(event).x;
       divide();
     }
   };
-  zoomable(frame, {
-    at(event) {
-      const area = frame.getBoundingClientRect();
-      return { x: (event.clientX - area.left) / area.width, y: (event.clientY - area.top) / area.height };
-    },
-    isRectangle: ({ shiftKey }) => shiftKey,
-    onChange(asked) {
-      part = asked;
-      divide();
-    },
-  });
+  zoomable(frame, { at, isRectangle: ({ shiftKey }) => shiftKey, onChange: (asked) => ((part = asked), divide()) });
   frame.addEventListener('pointerdown', drag);
   frame.addEventListener('pointermove', drag);
   find('.save-picture', section).addEventListener('click', () => {

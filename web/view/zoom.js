@@ -5,6 +5,9 @@ import { make } from './elements.js';
 export const whole = { left: 0, top: 0, size: 1 };
 const smallest = 1 / 64;
 
+/** Where the arrow keys lead, to the right and down. */
+export const arrows = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
+
 /**
  * `at(event)` tells where a pointer is in the view, {x, y} from 0 to 1, `isRectangle(event)` whether one begins there.
  * `onChange(part)` is called with the part that is to be shown.
@@ -15,74 +18,60 @@ export function zoomable(element, { at, isRectangle, onChange }) {
   let part = whole;
   let start = null;
 
-  function show(left, top, asked) {
-    const size = Math.min(1, Math.max(smallest, asked));
-    const inside = (place) => Math.min(1 - size, Math.max(0, place));
-    const { left: x, top: y, size: before } = part;
-    part = { left: inside(left), top: inside(top), size };
-    if (part.left !== x || part.top !== y || size !== before) {
+  /** Shows as much as `factor` tells of what is seen now; the place {x, y} of the view stays where it is, or goes by a step. */
+  function show(factor, { x, y }, [right, down] = [0, 0]) {
+    const before = part;
+    const size = Math.min(1, Math.max(smallest, before.size * factor));
+    const inside = (begin, place, step) =>
+      Math.min(1 - size, Math.max(0, begin + place * (before.size - size) + step * size));
+    part = { left: inside(before.left, x, right), top: inside(before.top, y, down), size };
+    if (part.left !== before.left || part.top !== before.top || size !== before.size) {
       onChange(part);
     }
   }
 
-  /** What is at a place of the view stays there. */
-  function scale(factor, { x, y }) {
-    const size = Math.min(1, Math.max(smallest, part.size * factor));
-    show(part.left + x * (part.size - size), part.top + y * (part.size - size), size);
-  }
-
-  const move = (right, down) => show(part.left + right * part.size, part.top + down * part.size, part.size);
-  const middle = { x: 0.5, y: 0.5 };
-  const keys = {
-    '+': () => scale(0.5, middle),
-    '-': () => scale(2, middle),
-    0: () => show(0, 0, 1),
-    ArrowLeft: () => move(-0.25, 0),
-    ArrowRight: () => move(0.25, 0),
-    ArrowUp: () => move(0, -0.25),
-    ArrowDown: () => move(0, 0.25),
-  };
+  const factors = { '+': 0.5, '-': 2, 0: Infinity };
   element.addEventListener('keydown', (event) => {
-    const act = event.altKey === event.key.startsWith('Arrow') && !event.ctrlKey && keys[event.key];
-    if (act) {
+    const arrow = event.altKey && arrows[event.key];
+    const factor = arrow ? 1 : !event.ctrlKey && factors[event.key];
+    if (factor) {
       event.preventDefault();
-      act();
+      show(factor, { x: 0.5, y: 0.5 }, arrow ? arrow.map((step) => step / 4) : undefined);
     }
   });
   element.addEventListener('wheel', (event) => {
     event.preventDefault();
-    scale(event.deltaY > 0 ? 1.25 : 0.8, at(event));
+    show(event.deltaY > 0 ? 1.25 : 0.8, at(event));
   });
-  element.addEventListener('dblclick', keys[0]);
+  element.addEventListener('dblclick', (event) => show(Infinity, at(event)));
 
   element.addEventListener('pointerdown', (event) => {
     if (event.button === 0 && isRectangle(event)) {
-      start = { event, place: at(event) };
+      start = { ...at(event), left: event.clientX, top: event.clientY };
       element.setPointerCapture(event.pointerId);
     }
   });
   element.addEventListener('pointermove', ({ clientX, clientY }) => {
+    rectangle.hidden = !start;
     if (start) {
       const area = element.getBoundingClientRect();
-      const [width, height] = [clientX - start.event.clientX, clientY - start.event.clientY];
-      const lengths = {
-        left: Math.min(clientX, start.event.clientX) - area.left,
-        top: Math.min(clientY, start.event.clientY) - area.top,
-        width: Math.abs(width),
-        height: Math.abs(height),
-      };
-      rectangle.hidden = false;
-      Object.entries(lengths).forEach(([name, length]) => (rectangle.style[name] = `${length}px`));
+      rectangle.style.inset = `${Math.min(clientY, start.top) - area.top}px auto auto ${Math.min(clientX, start.left) - area.left}px`;
+      rectangle.style.width = `${Math.abs(clientX - start.left)}px`;
+      rectangle.style.height = `${Math.abs(clientY - start.top)}px`;
     }
   });
   element.addEventListener('pointerup', (event) => {
-    const [from, to] = [start?.place, at(event)];
+    const [from, to] = [start, at(event)];
     start = null;
     rectangle.hidden = true;
     const size = from ? Math.max(Math.abs(to.x - from.x), Math.abs(to.y - from.y)) : 0;
     if (size > 0.02) {
-      const begin = (axis) => part[axis === 'x' ? 'left' : 'top'] + Math.min(from[axis], to[axis]) * part.size;
-      show(begin('x'), begin('y'), size * part.size);
+      const begin = [Math.min(from.x, to.x), Math.min(from.y, to.y)];
+      show(
+        size,
+        { x: 0, y: 0 },
+        begin.map((place) => place / size),
+      );
     }
   });
 }
