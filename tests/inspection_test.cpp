@@ -83,6 +83,11 @@ TEST(Statistics, AreThoseOfTheSortedDistances) {
     EXPECT_NEAR(told.median, sorted[5003], sorted[5003] / 1000);
     EXPECT_NEAR(told.percentile95, sorted[9506], sorted[9506] / 1000);
     EXPECT_NEAR(told.percentile99, sorted[9906], sorted[9906] / 1000);
+    Distances single;
+    add(single, 3.5, {1, 2});
+    const Statistics one = statisticsOf(single);
+    EXPECT_EQ((std::array{one.mean, one.rootMeanSquare, one.percentile99}),
+              (std::array{3.5, 3.5, 3.5}));
 }
 
 TEST(Info, AnglesAreThoseBetweenTheRaysOfTheEdges) {
