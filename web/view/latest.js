@@ -14,6 +14,8 @@ export function latestIn(section, draw, onError) {
     section.hidden = request === null;
     section.setAttribute('aria-busy', !section.hidden);
     if (section.hidden) {
+      // What is not seen takes no memory.
+      section.querySelectorAll('canvas').forEach((canvas) => (canvas.width = canvas.height = 0));
       return;
     }
     try {
