@@ -201,7 +201,9 @@ class MakeTest(unittest.TestCase):
         words = bytes(range(24)).hex()
         for field, places in (('passFlag=1', {1, 6267}), (f'extrinsics={words}', {*range(6227, 6252), 6267}),
                               ('sub.coeff=1,-2,3,0x01020304,5,6', {*range(4154, 4178), 6226, 6267}),
-                              ('sub.imageWidth=-9', {*range(4134, 4138), 6226, 6267}), ('main.x-pieces=9', {99, 4125, 6267})):
+                              ('sub.imageWidth=-9', {*range(4134, 4138), 6226, 6267}),
+                              ('sub.imageWidth=-2147483648', {*range(4134, 4138), 6226, 6267}),
+                              ('sub.imageWidth=2147483647', {*range(4134, 4138), 6226, 6267}), ('main.x-pieces=9', {99, 4125, 6267})):
             self.assertEqual(self.make('--from', 'old.bin', '--set', field)['passFlag'], int(field == 'passFlag=1'))
             changed = {i for i, (a, b) in enumerate(zip(image, self.read('device.bin'))) if a != b}
             self.assertTrue(changed and changed <= places, (field, changed))

@@ -386,6 +386,8 @@ class ToolTest(unittest.TestCase):
         self.assertEqual((info['status'], info['mainCamera']['fx'], info['faults'][0]), (9, 'inf', 'main.fx is inf'))
         expected = np.frombuffer(good[2221:2221 + 480], '<f4')
         np.testing.assert_array_equal(np.float32(info['models']['undistort']['xcorrect']), expected)
+        self.assertTrue(self.run_tool('check', '--json', '-', input=good).stdout.startswith(b'{"file":"-",'))
+        self.assertTrue(self.run_tool('check', '-', input=good).stdout.startswith(b'standard input: accepted'))
         text = self.run_tool('info', '--coefficients', '-', input=bytes(bad)).stdout.decode()
         # Behind a name of 16 letters stand twelve numbers, eleven wide and one apart.
         self.assertEqual({len(line) for line in re.findall(r'  [xy]correct\[.*', text)}, {2 + 16 + 12 * (1 + 11)})
@@ -570,6 +572,7 @@ class ToolTest(unittest.TestCase):
                 (['draw', 'line.bin', '-o', 'out.png'], 1, 'line.bin: .* too large for a map'),
                 (['draw', 'vast.bin', '-o', 'out.png'], 1, 'vast.bin: .*20000 x 20000.*status 7(?=.*from ratio 2 on)'),
                 (['draw', '-', '-o', 'out.png'], 1, 'standard input: has 0 bytes'),
+                (['remap', 'lens.bin', '/', '-o', 'out.png'], 1, r'/: cannot be read \(Is a directory\)'),
                 (['draw', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['pattern', '-o', 'out.jpg'], 2, 'out.jpg'),
                 (['diff', 'lens.bin', 'lens.bin', '-o', 'out.svg'], 2, 'out.svg'), (['diff', 'lens.bin'], 2, 'FILE is required'),
                 (['diff', 'lens.bin', 'lens.bin', 'lens.bin', '-o', 'out.png'], 2, '--output: draws the difference of one file'),
