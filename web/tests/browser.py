@@ -1,5 +1,6 @@
 """A headless Chromium with the page in it, and what a person does there: drop files, press keys, save."""
 import base64
+import contextlib
 import os
 import re
 import subprocess
@@ -121,15 +122,20 @@ class Browser:
         """The megabytes that the page's process has for itself, and all others of the browser."""
         self.devtools('HeapProfiler.collectGarbage')
         listed = subprocess.run(['ps', '-e', '-o', 'pid=,ppid=,args='], stdout=subprocess.PIPE, text=True, check=True)
-        family = {self.driver.service.process.pid}
+        processes = {line.split()[0]: line.split(maxsplit=2)[1:] for line in listed.stdout.splitlines()}
         sizes = {'page': 0, 'rest': 0}
-        for line in listed.stdout.splitlines():
-            process, parent, command = line.split(maxsplit=2)
-            if int(parent) in family and 'defunct' not in command:
-                family.add(int(process))
-                with open(f'/proc/{process}/smaps_rollup', encoding='utf-8') as file:
-                    kinds = re.findall(r'Pss_(?:Anon|Shmem): +(\d+)', file.read())
-                sizes['page' if '--type=renderer' in command else 'rest'] += sum(map(int, kinds)) / 1024
+        for process, (parent, command) in processes.items():
+            # Numbers begin anew at the largest: a child's can be below its parent's.
+            while parent in processes and parent != str(self.driver.service.process.pid):
+                parent = processes[parent][0]
+            # One that has ended since has no memory.
+            with contextlib.suppress(FileNotFoundError, ProcessLookupError):
+                if parent in processes and 'defunct' not in command:
+                    with open(f'/proc/{process}/smaps_rollup', encoding='utf-8') as file:
+                        kinds = re.findall(r'Pss_(?:Anon|Shmem): +(\d+)', file.read())
+                    sizes['page' if '--type=renderer' in command else 'rest'] += sum(map(int, kinds)) / 1024
+        if not sizes['page']:
+            raise AssertionError('the page has no process of its own')
         return sizes
 
     def screenshot(self, path):
