@@ -52,7 +52,7 @@ TOOL = f'{NATIVE}/tools/calibmap'
 TOOL_TEST, MAKE_TEST, READERS_TEST = (script(f'tests/{name}_test.py', TOOL) for name in ('tool', 'make', 'readers'))
 OUTPUT_TEST = script('tests/output_test.py', TOOL, 'cc')
 PYTHON_TEST = script('python/test_calibmap.py', targets=('calibmap-tool', 'calibmap-python'))
-PAGE_TEST = script('web/tests/browser_test.py', PAGE, NATIVE, targets=('calibmap-tool', 'drawing_record'))
+PAGE_TEST = script('web/tests/browser_test.py', PAGE, NATIVE, 'ChromiumTest', targets=('calibmap-tool', 'drawing_record'))
 INSPECTION, FIGURE, MAKING = map(program, ('inspection_test', 'inspection_figure_test', 'making_test'))
 PROGRAM = [TOOL_TEST, MAKE_TEST, OUTPUT_TEST, READERS_TEST]
 LANES = [emulated('arithmetic_test', cpu) for cpu in ('qemu64', 'max')]

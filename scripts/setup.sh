@@ -26,7 +26,7 @@ TOOL_PACKAGES=(libcli11-dev libeigen3-dev libspng-dev libturbojpeg0-dev libcairo
 TEST_PACKAGES=(libgtest-dev python3-numpy)
 PAGE_PACKAGES=(clang lld llvm wasi-libc libc++-14-dev-wasm32 libclang-rt-14-dev-wasm32 esbuild python3
     python3-debian)
-BROWSER_PACKAGES=(chromium chromium-driver python3-selenium python3-pil)
+BROWSER_PACKAGES=(chromium chromium-driver firefox-esr python3-websockets python3-pil)
 BENCH_PACKAGES=(libgsl-dev libeigen3-dev libopencv-calib3d-dev libopencv-imgproc-dev)
 
 # configure PRESET, build PRESET [TARGET...]: they speak only of what goes wrong.

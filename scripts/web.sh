@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # web.sh [build]: builds the page, build/web/calibmap.html, checks the format of its sources, and drives it in
-# Chromium beside the native library and its program. With build it only builds.
+# Chromium and Firefox beside the native library and its program. With build it only builds.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 

@@ -58,10 +58,7 @@ def measure_map(browser, build, native, folder):
     file = base64.b64encode(content(lens)).decode()
     here, there = [], []
     for _ in range(8):
-        here.append(browser.driver.execute_async_script(
-            'const done = arguments[arguments.length - 1];'
-            'harness.mapTime(...[...arguments].slice(0, -1)).then(done, e => done(String(e)))',
-            module, file, ROWS, COLS))
+        here.append(browser.run('return harness.mapTime(...arguments)', module, file, ROWS, COLS))
         words = [sys.executable, '-c', TIME, os.path.join(native, 'libcalibmap.so'), lens, str(ROWS), str(COLS)]
         there.append(float(subprocess.run(words, stdout=subprocess.PIPE, check=True).stdout))
     print(f'{COLS} x {ROWS}: {min(here):.2f} ms in the browser, {min(there):.2f} ms natively, '
@@ -95,7 +92,7 @@ def measure_memory(browser, _build, native, folder):
     photo = os.path.join(folder, 'photo.png')
     subprocess.run([os.path.join(native, 'tools', 'calibmap'), 'pattern', '--width', '4000', '--height', '3000', '-o', photo],
                    stdout=subprocess.DEVNULL, check=True)
-    browser.driver.get('about:blank')
+    browser.send('browsingContext.navigate', url='about:blank', wait='complete')
     print_memory(browser, 'an empty page')
     browser.open()
     print_memory(browser, 'the page')
@@ -107,8 +104,8 @@ def measure_memory(browser, _build, native, folder):
     print_memory(browser, 'and a photo')
     time.sleep(10)
     print_memory(browser, 'ten seconds later')
-    browser.find('#list .clear').click()
-    browser.find('#photo .remove').click()
+    browser.click('#list .clear')
+    browser.click('#photo .remove')
     browser.settle()
     time.sleep(5)
     print_memory(browser, 'all of it removed')
@@ -118,7 +115,7 @@ def main():
     build, native = map(os.path.abspath, sys.argv[1:3])
     chosen = sys.argv[3:] or ['map', 'many', 'memory']
     folder = tempfile.mkdtemp(dir='/tmp')
-    browser = Browser(os.path.join(build, 'calibmap.html'), folder)
+    browser = Browser('chromium', os.path.join(build, 'calibmap.html'), folder)
     try:
         for name in chosen:
             {'map': measure_map, 'many': measure_many, 'memory': measure_memory}[name](browser, build, native, folder)

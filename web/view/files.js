@@ -69,7 +69,9 @@ export async function asRecorded(file) {
     marker = view.getUint16(at);
     size = 2 + view.getUint16(at + 2);
   }
-  return view.getUint16(0) === startOfImage ? new Blob([...parts, file.slice(at)], { type: 'image/jpeg' }) : file;
+  // Bytes, since Firefox decodes no picture that is put together from parts of a file.
+  const bytes = () => new Blob([...parts, file.slice(at)]).arrayBuffer();
+  return view.getUint16(0) === startOfImage ? new Blob([await bytes()], { type: 'image/jpeg' }) : file;
 }
 
 export const sizeOf = ({ size }) => `${size.toLocaleString('en')} bytes`;
