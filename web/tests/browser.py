@@ -44,7 +44,7 @@ class Browser:
         """Loads the page anew, as on a screen of this size, after a script has prepared it."""
         self.resize(width, height, scale)
         if self.name == 'chromium':
-            self.devtools('Emulation.setEmulatedMedia',
+            self.devtools('Emulation.setEmulatedMedia', media='',
                           features=[{'name': 'prefers-color-scheme', 'value': 'dark' if is_dark else 'light'}])
         preload = self.session.send('script.addPreloadScript', functionDeclaration=f'() => {{ {first} }}')
         self.send('browsingContext.navigate', url=self.address, wait='complete')

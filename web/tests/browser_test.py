@@ -807,16 +807,20 @@ class PageTest:
         order = [visited.index(name) for name in ('chooser', 'direction', 'ratio', 'figure', 'save-map', 'divider')]
         self.assertEqual(order, sorted(order))
 
-    def test_fits_a_telephone_and_both_themes(self):
+    def test_fits_a_telephone_both_themes_and_paper(self):
         for width, is_dark in ((360, False), (360, True), (1200, True)):
             self.browser.open(width=width, scale=2 if width == 360 else 1, is_dark=is_dark)
             self.browser.add(self.lens)
             self.assertLessEqual(self.browser.run('return document.documentElement.scrollWidth'), width)
             corner = read_picture(self.browser.save('#map .save-picture'))[0, 0]
             self.assertGreater(corner.mean(), 200)
-            if os.environ.get('SCREENSHOTS'):
-                self.browser.screenshot(os.path.join(
-                    os.environ['SCREENSHOTS'], f'{width}-{"dark" if is_dark else "light"}.png'))
+        if self.name == 'chromium':
+            # Paper is light, whatever the screen is.
+            self.browser.devtools('Emulation.setEmulatedMedia', media='print',
+                                  features=[{'name': 'prefers-color-scheme', 'value': 'dark'}])
+            self.browser.wait("""[...document.querySelector('#map canvas').getContext('2d').getImageData(0, 0, 1, 1).data]
+                                     .every(part => part > 200)""", 10)
+            self.assertEqual(self.browser.run('return getComputedStyle(document.body).backgroundColor'), 'rgb(255, 255, 255)')
 
     # ---- The library in the browser ----------------------------------------------------------------------------
 

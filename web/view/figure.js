@@ -2,7 +2,7 @@
 import { find, offer } from './elements.js';
 import { stroke } from './strokes.js';
 
-const darkTheme = matchMedia('(prefers-color-scheme: dark)');
+const darkTheme = matchMedia('screen and (prefers-color-scheme: dark)');
 
 /** What a picture is saved on: the paper of the program, whatever screen this is. */
 const savedPaper = { width: 900, dotsPerPixel: 0 };
