@@ -21,6 +21,8 @@ import zlib
 
 import numpy as np
 
+from pictures import png_chunks, read_png, write_png
+
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 with open(PROGRAM, 'rb') as binary:
     SANITIZED = b'__asan' in binary.read()
@@ -62,58 +64,6 @@ def bilinear(picture, x, y):
         a, b = a[..., None], b[..., None]
     return ((1 - b) * ((1 - a) * picture[y0, x0] + a * picture[y0, x0 + 1]) +
             b * ((1 - a) * picture[y0 + 1, x0] + a * picture[y0 + 1, x0 + 1]))
-
-
-def png_chunks(path):
-    """The chunks of a PNG file, those of one kind joined."""
-    with open(path, 'rb') as file:
-        data = file.read()
-    assert data[:8] == b'\x89PNG\r\n\x1a\n'
-    at, chunks = 8, {}
-    while at < len(data):
-        size, kind = struct.unpack('>I4s', data[at:at + 8])
-        body = data[at + 8:at + 8 + size]
-        assert zlib.crc32(kind + body) == struct.unpack('>I', data[at + 8 + size:at + 12 + size])[0]
-        chunks[kind] = chunks.get(kind, b'') + body
-        at += size + 12
-    return chunks
-
-
-def read_png(path):
-    """Decodes a PNG without palette by its definition, not by the library that wrote it."""
-    chunks = png_chunks(path)
-    width, height, bits, colour, _, _, interlace = struct.unpack('>IIBBBBB', chunks[b'IHDR'])
-    packed = chunks[b'IDAT']
-    assert colour in (0, 2, 4, 6) and bits in (8, 16) and interlace == 0
-    channels = {0: 1, 2: 3, 4: 2, 6: 4}[colour]
-    step = channels * bits // 8
-    raw = zlib.decompress(packed)
-    line, rows = width * step, [bytes(width * step + step)]
-    for start in range(0, len(raw), line + 1):
-        kind, above, row = raw[start], rows[-1], bytearray(step) + raw[start + 1:start + 1 + line]
-        for i in range(step, step + line) if kind else ():
-            left, up, corner = row[i - step], above[i], above[i - step]
-            if kind == 4:
-                guess = min((left, up, corner), key=lambda value: abs(left + up - corner - value))
-            else:
-                guess = left if kind == 1 else up if kind == 2 else (left + up) // 2
-            row[i] = (row[i] + guess) & 255
-        rows.append(row)
-    pixels = np.frombuffer(b''.join(row[step:] for row in rows[1:]), np.uint8).reshape(height, line)
-    samples = pixels.view('>u2') if bits == 16 else pixels
-    return samples.astype(np.int64).reshape((height, width, channels) if channels > 1 else (height, width))
-
-
-def write_png(path, picture, bits, chunks=()):
-    rows = picture.astype('>u2' if bits == 16 else np.uint8).reshape(picture.shape[0], -1)
-    packed = zlib.compress(b''.join(b'\0' + row.tobytes() for row in rows))
-    colour = {1: 0, 2: 4, 3: 2, 4: 6}[picture.shape[2] if picture.ndim == 3 else 1]
-    head = struct.pack('>IIBBBBB', picture.shape[1], picture.shape[0], bits, colour, 0, 0, 0)
-    with open(path, 'wb') as file:
-        file.write(b'\x89PNG\r\n\x1a\n')
-        for kind, body in ((b'IHDR', head), *chunks, (b'IDAT', packed), (b'IEND', b'')):
-            file.write(struct.pack('>I', len(body)) + kind + body +
-                       struct.pack('>I', zlib.crc32(kind + body)))
 
 
 def corner(picture, x, y, radius=5):
@@ -290,7 +240,7 @@ class ToolTest(unittest.TestCase):
             'AhEBAxEB/8QAFQABAQAAAAAAAAAAAAAAAAAACQv/xAAUEAEAAAAAAAAAAAAAAAAAAAAA/8QAGAEAAgMAAAAAAAAAAAAAAAAACQsHCAr/xAAUEQEAAAAA'
             'AAAAAAAAAAAAAAAA/9oADAMBAAIRAxEAPwAn0HtTBAFFyz8E5hwIwpgE444D/9k=')
         colours = np.array([[(200, 30, 60), (20, 180, 40)], [(10, 50, 220), (240, 230, 20)]]).repeat(8, 0).repeat(8, 1)
-        self.sample(width=16, height=16, fx=20, fy=21, cx=7, cy=8, k1=0, k2=0, k3=0, p1=0, p2=0)
+        small = self.sample(width=16, height=16, fx=20, fy=21, cx=7, cy=8, k1=0, k2=0, k3=0, p1=0, p2=0)
         self.write('in', jpeg)
         self.run_tool('remap', 'lens.bin', 'in', '-o', 'out.png')
         self.assertLessEqual(np.abs(read_png('out.png') - colours).max(), 2)
@@ -310,6 +260,15 @@ class ToolTest(unittest.TestCase):
         told = self.run_tool('remap', 'lens.bin', 'deep.png', '-o', 'out.jpg', status=1).stderr.decode()
         self.assertEqual(told, 'calibmap: out.jpg: a JPEG picture has neither 16 bits nor opacity, choose a name that ends in .png\n')
         self.assertFalse(os.path.exists('out.jpg'))
+        # Grey stays grey, and no JPEG picture is wider than 65535.
+        write_png('grey.png', colours[:, :, 0], 8)
+        for source, target in (('grey.png', 'grey.jpg'), ('grey.jpg', 'again.png')):
+            self.run_tool('remap', 'lens.bin', source, '-o', target)
+        self.assertLessEqual(np.abs(read_png('again.png') - colours[:, :, 0]).max(), 4)
+        self.write('wide.bin', sealed(small, width=struct.pack('<i', 70000)))
+        write_png('wide.png', np.zeros((16, 70000)), 8)
+        told = self.run_tool('remap', 'wide.bin', 'wide.png', '-o', 'out.jpg', status=1).stderr.decode()
+        self.assertRegex(told, r'calibmap: out.jpg: cannot be written \(.*\), choose a name that ends in .png\n$')
 
     def test_draw_strokes_every_kind_of_mark(self):
         self.sample()
@@ -515,7 +474,7 @@ class ToolTest(unittest.TestCase):
         there = self.run_tool('point', 'lens.bin', input=b'-0.5 -0.5\n\n 100.25,\t300 \n').stdout
         back = self.run_tool('point', '--direction', 'distort', 'lens.bin', input=there).stdout
         self.assertLess(np.abs(np.array(back.split(), float) - [-0.5, -0.5, 100.25, 300]).max(), 0.02)
-        words = self.run_tool('point', 'lens.bin', '100.25,300').stdout, self.run_tool('point', 'lens.bin', '-0.5', '+-0.5', status=1)
+        words = self.run_tool('point', 'lens.bin', '+100.25,300').stdout, self.run_tool('point', 'lens.bin', '-0.5', '+-0.5', status=1)
         self.assertEqual(words[0], there.splitlines(True)[1])
         self.assertIn(b"'-0.5 +-0.5' is not a position", words[1].stderr)
         for arguments, text, given in ((['7', '-3'], r'\(7, -3\) lies outside', b''), (['7'], "'7' is not a", b''),
@@ -529,7 +488,10 @@ class ToolTest(unittest.TestCase):
         listing = self.run_tool('--help').stdout.decode()
         for command in commands:
             self.assertIn(f'\n  {command} ', listing)
-            self.assertIn(f'Example:\n  calibmap {command} ', self.run_tool(command, '--help').stdout.decode())
+            told = self.run_tool(command, '--help').stdout.decode()
+            self.assertIn(f'Example:\n  calibmap {command} ', told)
+            for option in re.findall(r'^  (-\S.{,26})', told, re.MULTILINE):
+                self.assertLess(len(re.sub(r' (Need|Exclu|REQUI|\.\.\.).*', '', option).split()), 3, option)
         self.assertRegex(self.run_tool('--version').stdout, rb'^calibmap \d+\.\d+\.\d+\n$')
 
     def refuse(self, arguments, status, text, **options):
@@ -581,7 +543,7 @@ class ToolTest(unittest.TestCase):
                 (['map', 'lens.bin', '-o', 'input.npy'], 1, 'input.npy: is read by the same command'),
                 (['remap', 'lens.bin', 'full.png', '-o', 'full.png'], 1, 'full.png: is read by'),
                 (['map', 'lens.bin', '--ratio', '3', '-o', 'out.npy'], 2, "--ratio: '3' .*even"),
-                (['map', 'lens.bin', '--ratio', '-2', '-o', 'out.npy'], 2, "--ratio: '-2'"),
+                (['map', 'lens.bin', '--ratio', '0', '-o', 'out.npy'], 2, "--ratio: '0'"),
                 (['map', 'lens.bin', '--ratio', '700', '-o', 'out.npy'], 1, 'lens.bin: ratio 700'),
                 (['map', 'lens.bin', '-o', 'out.txt'], 2, 'out.txt'), (['map', 'lens.bin'], 2, '--output'),
                 (['map', 'lens.bin', '-o', 'none/out.npy'], 1, 'none/out.npy: cannot be written'),
